@@ -1,0 +1,118 @@
+// What a decoder proves about its tables with static_assert.
+#pragma once
+
+#include <array>
+#include <initializer_list>
+
+#include "table.hpp"
+
+namespace ffdc {
+
+inline constexpr std::size_t max_layout = 1024;
+
+// What is wrong with a table: the row's text and the reason, or nothing.
+struct Flaw {
+    char text[160] = {};
+
+    constexpr Flaw() = default;
+    constexpr Flaw(const Row& row, std::string_view reason) {
+        const std::string_view format = row.format.text;
+        char* out = text;
+        for (std::string_view part :
+             {format.substr(0, std::min(format.find('%'), std::size_t{60})), std::string_view("<- "), reason})
+            out = std::copy(part.begin(), part.end(), out);
+    }
+    constexpr bool none() const { return text[0] == '\0'; }
+};
+
+// The flaw stands in the template argument, so that the compiler's message shows it.
+template <Flaw flaw>
+consteval bool sound() {
+    static_assert(flaw.none());
+    return true;
+}
+
+// Every field must have one offset for each layout (or one for all), lie inside its layout, share no byte with another
+// field unless both are the same bytes, and have a name that no other value of its group has.
+template <std::size_t Layouts>
+consteval Flaw layout_flaw(std::initializer_list<Table> tables, const std::size_t (&sizes)[Layouts]) {
+    Flaw flaw;
+    auto fail = [&flaw](const Row& row, std::string_view reason) {
+        if (flaw.none()) flaw = {row, reason};
+    };
+    for (Table table : tables) {
+        const std::size_t n = columns(table);
+        if (n != 1 && n != Layouts) fail(table.front(), "an offset column is missing or one too many");
+    }
+    for (std::size_t layout = 0; layout < Layouts && flaw.none(); ++layout) {
+        std::array<std::size_t, max_layout> begin_of{}, end_of{};
+        std::vector<Element> seen;
+        for (Table table : tables) {
+            each_element(table, layout, [&](const Element& e) {
+                const Row& row = e.row;
+                const std::size_t begin = e.at, end = begin + row.field.width;
+                if (end > sizes[layout]) return fail(row, "the field ends behind its layout");
+                for (std::size_t i = begin; i < end; ++i) {
+                    if (end_of[i] != 0 && (begin_of[i] != begin || end_of[i] != end))
+                        return fail(row, "the field overlaps another one");
+                    begin_of[i] = begin;
+                    end_of[i] = end;
+                }
+                if (row.shown_again()) return;
+                if (row.name().empty() && !row.names_elements()) return fail(row, "the value needs a label");
+                if (e.index != 0) return;
+                for (const Element& other : seen)
+                    if (other.group == e.group && other.row.name() == row.name() &&
+                        !(row.names_elements() && other.row.names_elements()))
+                        fail(row, "another value of the group has this name");
+                seen.push_back(e);
+            });
+        }
+    }
+    return flaw;
+}
+
+// A set of payload bytes, written as ranges: Bytes{{2, 3}, {15, 15}}.
+struct Bytes {
+    struct Range {
+        std::size_t first, last;
+    };
+    std::array<bool, max_layout> in{};
+
+    consteval Bytes() = default;
+    consteval Bytes(std::initializer_list<Range> ranges) {
+        for (const Range& r : ranges) std::fill(in.begin() + r.first, in.begin() + r.last + 1, true);
+    }
+    bool operator==(const Bytes&) const = default;
+};
+
+// The bytes of one layout that no row shows; `areas` are those that the decoder looks at or dumps itself.
+consteval Bytes unread(std::initializer_list<Table> tables, std::size_t layout, std::size_t size,
+                       std::initializer_list<Field> areas = {}) {
+    Bytes bytes = {{0, size - 1}};
+    for (Table table : tables)
+        each_element(table, layout,
+                     [&](const Element& e) { std::fill_n(bytes.in.begin() + e.at, e.row.field.width, false); });
+    for (const Field& f : areas) std::fill_n(bytes.in.begin() + f.at[layout], f.width * f.count, false);
+    return bytes;
+}
+
+// Longest text that tables can print in one layout, for numbers that have names and texts that fill their fields.
+consteval std::size_t longest_text(std::initializer_list<Table> tables, std::size_t layout) {
+    std::size_t total = 0;
+    for (Table table : tables)
+        each_row(table, layout, 0, {}, [&](const Row& row, std::size_t, std::string_view) {
+            std::size_t name = 0;
+            for (std::size_t repeat = 0; repeat < row.repeats(); ++repeat) {
+                for (const Conversion& c : row.format.conversions())
+                    total +=
+                        c.literal + (c.kind == 's' && !row.names.empty()
+                                         ? std::max(std::string_view(row.names[name++]).size(), std::size_t{c.width})
+                                         : packing::longest(row.field, c, false));
+                total += row.format.tail;
+            }
+        });
+    return total;
+}
+
+}  // namespace ffdc

@@ -1,0 +1,209 @@
+// The table language of the decoders. A Row is one printf-like format and the field that feeds it; both are checked
+// against each other when the table is compiled. Rows exist at compile time only: table.hpp packs them.
+#pragma once
+
+#include <algorithm>
+#include <string_view>
+
+#include "field.hpp"
+
+namespace ffdc {
+
+// One conversion of a format, with the plain text that stands before it.
+struct Conversion {
+    std::uint8_t literal = 0;  // characters of plain text before the conversion
+    std::uint8_t length = 0;   // characters of the conversion itself
+    std::uint8_t width = 0;
+    std::uint8_t precision = 0;  // 0: none given
+    char kind = 0;               // one of d u x X p s
+    bool zero = false;           // flag 0
+    bool prefix = false;         // flag #
+    bool wide = false;           // ll
+
+    // Characters that a missing value fills with '?'.
+    constexpr std::size_t shown() const { return std::max<std::size_t>({width, precision, 1}); }
+};
+
+// A printf-like format, taken apart once, at compile time.
+struct Format {
+    static constexpr std::size_t max_conversions = 8;
+
+    const char* text;
+    std::uint8_t count = 0;
+    std::uint8_t tail = 0;  // characters of plain text after the last conversion
+    Conversion conversion[max_conversions] = {};
+
+    consteval Format(const char* s, std::size_t size) : text(s) {
+        require(size <= 255, s, "a format has at most 255 characters");
+        std::size_t i = 0, start = 0;
+        auto number = [&] {
+            int n = 0;
+            for (; s[i] >= '0' && s[i] <= '9'; ++i) n = n * 10 + (s[i] - '0');
+            return static_cast<std::uint8_t>(n);
+        };
+        for (; i < size; ++i) {
+            if (s[i] != '%') continue;
+            require(count < max_conversions, s, "a format has at most eight conversions");
+            Conversion& c = conversion[count++];
+            c.literal = static_cast<std::uint8_t>(i - start);
+            start = i++;
+            for (; s[i] == '0' || s[i] == '#'; ++i) (s[i] == '0' ? c.zero : c.prefix) = true;
+            c.width = number();
+            if (s[i] == '.') ++i, c.precision = number();
+            if (s[i] == 'l') ++i;
+            if (s[i] == 'l') ++i, c.wide = true;
+            c.kind = s[i];
+            require(std::string_view("duxXps").find(s[i]) != std::string_view::npos, s,
+                    "a conversion is one of d u x X p s");
+            require(c.width < 32 && c.precision < 32, s, "a conversion is at most 31 wide");
+            require(c.kind == 's' || c.precision == 0 || (c.precision == c.width && c.kind != 'd'), s,
+                    "the precision of a number equals its width");
+            if (c.kind != 's' && c.precision != 0) c.zero = true;
+            c.length = static_cast<std::uint8_t>(i + 1 - start);
+            start = i + 1;
+        }
+        tail = static_cast<std::uint8_t>(size - start);
+    }
+    constexpr std::span<const Conversion> conversions() const { return {conversion, count}; }
+};
+
+// The heading of a group: its text, and the name under which the values that follow are known.
+struct Group {
+    const char* name;
+};
+consteval Group group(const char* name) { return {name}; }
+
+struct Row;
+
+// Another table put into this one, its offsets counted from `base`, its values in a group of their own.
+struct Section {
+    const char* group;
+    std::span<const Row> rows;
+    Offsets base;
+};
+
+// A label for a value whose bytes another row names: it is printed, but not handed out a second time.
+inline constexpr const char* again = "";
+
+// One entry of a decoder's table. An array field repeats its format until all elements are printed. With `names`, each
+// %s of the format prints the next name instead of a value.
+struct Row {
+    Format format;
+    Field field;
+    const char* label = nullptr;  // what the value is called, when its format does not say so
+    std::span<const char* const> names = {};
+    const char* group = nullptr;  // opens a group
+    Section section = {nullptr, {}, 0};
+
+    template <std::size_t N>
+    consteval Row(const char (&text)[N], Field f = {}, const char* called = nullptr)
+        : Row(Format(text, N - 1), f, called, {}) {}
+    template <std::size_t N>
+    consteval Row(const char (&text)[N], Field f, std::span<const char* const> each, const char* called = nullptr)
+        : Row(Format(text, N - 1), f, called, each) {}
+    template <std::size_t N>
+    consteval Row(const char (&text)[N], Group opened, Field shown = {})
+        : Row(Format(text, N - 1), shown, nullptr, {}) {
+        group = opened.name;
+    }
+    consteval Row(Section inner) : format("", 0), section(inner) {}
+    // A value that the text does not show.
+    consteval Row(Field f, const char* called) : format("", 0), field(f), label(called) {}
+
+    constexpr bool has_value() const { return field.kind != Field::Kind::nothing; }
+    // Conversions that print a value, not one of the names.
+    constexpr std::size_t values() const {
+        return static_cast<std::size_t>(
+            std::count_if(format.conversion, format.conversion + format.count,
+                          [this](const Conversion& c) { return names.empty() || c.kind != 's'; }));
+    }
+    // How often the format is printed.
+    constexpr std::size_t repeats() const { return values() == 0 ? 1 : field.count / values(); }
+    constexpr bool shown_again() const { return label && *label == '\0'; }
+    // Every element is called by its entry of `names`; under a label it is called by its index.
+    constexpr bool names_elements() const { return !label && !names.empty() && names.size() == field.count; }
+
+    // The label, or the text before the first conversion without padding, punctuation and register offset.
+    constexpr std::string_view name() const {
+        if (label) return label;
+        if (names_elements()) return "";
+        std::string_view s(format.text, format.conversion[0].literal);
+        if (s.ends_with("0x")) s.remove_suffix(2);
+        constexpr std::string_view junk = " \t\n:[(,/=";
+        while (!s.empty() && junk.find(s.back()) != junk.npos) s.remove_suffix(1);
+        while (!s.empty() && junk.find(s.front()) != junk.npos) s.remove_prefix(1);
+        if (s.size() > 5 && s.substr(3, 2) == ": ") s.remove_prefix(5);
+        return s;
+    }
+
+private:
+    consteval Row(Format fmt, Field f, const char* called, std::span<const char* const> each)
+        : format(fmt), field(f), label(called), names(each) {
+        require(has_value() || fmt.count == 0, fmt.text, "the conversion has no field");
+        require(!has_value() || values() != 0, fmt.text, "the field has no conversion to print it");
+        for (const Conversion& c : fmt.conversions()) {
+            if (c.kind == 's' && !each.empty()) continue;
+            const bool prints_text = c.kind == 's';
+            const bool is_text = f.kind == Field::Kind::text || f.kind == Field::Kind::name ||
+                                 f.kind == Field::Kind::choice || f.kind == Field::Kind::fixed;
+            require(prints_text == is_text, fmt.text, "%s prints texts and names, every other conversion numbers");
+            require(prints_text || c.wide == (f.width == 8), fmt.text,
+                    "ll goes with 64-bit fields, and only with them");
+            require(c.kind != 'p' || f.width == 4, fmt.text, "%p prints a 32-bit field");
+            require(c.precision == 0 || c.kind != 's', fmt.text, "only names are cut to a precision");
+        }
+        require(values() == 0 || f.count % values() == 0, fmt.text, "the elements do not fill the conversions evenly");
+        require(each.empty() || each.size() == (fmt.count - values()) * repeats(), fmt.text, "one name for each %s");
+    }
+};
+
+using Table = std::span<const Row>;
+
+consteval Section section(const char* group, Table rows, Offsets base) { return {group, rows, base}; }
+
+// One value of a table in one layout: everything that packing and proofs want to know about it.
+struct Element {
+    const Row& row;
+    std::size_t index;       // of the element in its field
+    std::size_t at;          // offset of the element in the payload
+    std::string_view group;  // "" outside any group
+};
+
+// Visits every row that a layout shows, sections unfolded: visit(row, base, group).
+template <typename Visit>
+constexpr void each_row(Table rows, std::size_t layout, std::size_t base, std::string_view group, const Visit& visit) {
+    for (const Row& row : rows) {
+        if (row.section.group) {
+            if (row.section.base.present(layout))
+                each_row(row.section.rows, layout, base + row.section.base[layout], row.section.group, visit);
+        } else if (row.field.at.present(layout)) {
+            if (row.group) group = row.group;
+            visit(row, base, group);
+        }
+    }
+}
+
+// Visits every value that a layout has.
+template <typename Visit>
+constexpr void each_element(Table rows, std::size_t layout, const Visit& visit) {
+    each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
+        if (!row.has_value()) return;
+        for (std::size_t e = 0; e < row.field.count; ++e)
+            visit(Element{row, e, base + row.field.at[layout] + e * row.field.width, group});
+    });
+}
+
+// Offset columns of a table: 1 when all layouts share their offsets. 0 when two rows disagree.
+constexpr std::size_t columns(Table rows) {
+    std::size_t most = 1;
+    for (const Row& row : rows) {
+        for (std::size_t n : {row.field.at.columns(), row.section.base.columns(), columns(row.section.rows)}) {
+            if (n == 1 || n == most) continue;
+            if (n == 0 || most != 1) return 0;
+            most = n;
+        }
+    }
+    return most;
+}
+
+}  // namespace ffdc

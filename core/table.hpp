@@ -1,0 +1,416 @@
+// Packs a table of rows into what the library carries: for each layout an array of ops and the characters between the
+// values, and once for all layouts what the values are called. No pointers, so that nothing is relocated at load.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "row.hpp"
+
+namespace ffdc {
+
+// How an op turns its value into text.
+enum class Show : std::uint8_t {
+    nothing,  // only the literal; or a value that the text does not show
+    hex1,
+    hex2,
+    hex4,
+    hex8,  // all digits of so many bytes, lower case
+    HEX1,
+    HEX2,
+    HEX4,
+    HEX8,  // the same in upper case
+    hex,
+    HEX,
+    decimal,
+    unsigned_decimal,
+    pointer,  // 0x and lower-case digits, (nil) for 0
+    text,
+    name,
+    fixed,
+};
+enum class Load : std::uint8_t { u8, u16, u32, u64, s16, s32, bcd, bit };
+
+// One step: copy `literal` characters, then show the value at `at`.
+struct Op {
+    // Flags beside the least width of a number.
+    static constexpr std::uint8_t width_bits = 31, zero = 32, prefix = 64;
+
+    std::uint16_t at;
+    std::uint8_t literal;
+    Show show;
+    Load load;
+    std::uint8_t width;  // of a number; of a text field in bytes
+    std::uint8_t mask;   // of the byte, for u8, bcd and bit
+    std::uint8_t names;  // which names of the table
+};
+
+// What the value of an op is called and where it lies. Only dd_ffdc_values and missing values need it.
+struct Label {
+    static constexpr std::uint8_t none = 255;
+
+    std::uint16_t group, name;  // in the table's strings
+    std::uint16_t size;         // bytes of the value
+    std::uint8_t back;          // the value begins so many bytes before what the op loads
+    std::uint8_t kind;          // enum dd_ffdc_kind
+    std::uint8_t index;         // of the element, or none
+    std::uint8_t shown;         // '?' of a missing value
+    bool operator==(const Label&) const = default;
+};
+
+// Names for numbers: `count` entries of a length and `stride` characters each, in the table's text. The last entry is
+// for all other numbers, or has no characters: "INVALID (0x%x)".
+struct PackedNames {
+    std::uint16_t text, first;
+    std::uint8_t count, stride;
+};
+
+// One layout of a table.
+struct Layout {
+    std::uint16_t begin, end;  // ops
+    std::uint16_t literals;    // in the table's text
+    std::uint16_t longest;     // characters it can print
+    std::uint16_t extent;      // bytes of payload it reads
+};
+
+inline constexpr std::uint16_t unlabelled = 0xffff;
+inline constexpr std::size_t slack =
+    16;  // literals are copied 16 bytes at a time: their source and target have this to spare
+
+// A packed table as the engine sees it.
+struct View {
+    const Layout& layout;
+    const Op* ops;
+    const std::uint16_t* label_of;  // an op
+    const Label* labels;
+    const PackedNames* names;
+    const char* text;
+    const char* strings;
+};
+
+namespace packing {
+
+constexpr std::string_view invalid_longest = "INVALID (0xffffffff)";
+
+// Characters that one conversion can print; without `any_number`, of a number that has a name.
+constexpr std::size_t longest(const Field& f, const Conversion& c, bool any_number) {
+    std::size_t n = 0;
+    const bool is_signed = f.kind == Field::Kind::signed_number;
+    switch (c.kind) {
+        case 's':
+            if (f.kind == Field::Kind::text) n = f.width;
+            if (f.kind == Field::Kind::fixed) n = std::string_view(f.set).size();
+            if (f.kind == Field::Kind::choice)
+                n = std::max(std::string_view(f.set).size(), std::string_view(f.clear).size());
+            if (f.kind == Field::Kind::name) {
+                for (const char* name : f.names.list) n = std::max(n, std::string_view(name).size());
+                if (any_number)
+                    n = std::max(
+                        n, f.names.otherwise ? std::string_view(f.names.otherwise).size() : invalid_longest.size());
+            }
+            break;
+        case 'p':
+            n = 10;
+            break;
+        case 'd':
+        case 'u':
+            if (f.kind == Field::Kind::flag)
+                n = 1;
+            else if (f.width == 1)
+                n = 3;
+            else if (f.width == 2)
+                n = is_signed ? 6 : 5;
+            else if (f.width == 4)
+                n = c.kind == 'd' ? 11 : 10;
+            else
+                n = 20;
+            break;
+        default:
+            n = (is_signed && f.width < 4 ? 8u : 2u * f.width) + (c.prefix ? 2 : 0);
+    }
+    return std::max({n, std::size_t{c.width}, std::size_t{c.precision}});
+}
+
+constexpr Load load_of(const Field& f) {
+    if (f.kind == Field::Kind::bcd) return Load::bcd;
+    if (f.kind == Field::Kind::flag || f.kind == Field::Kind::choice) return Load::bit;
+    if (f.masked || f.width == 1) return Load::u8;
+    const bool is_signed = f.kind == Field::Kind::signed_number;
+    return f.width == 8   ? Load::u64
+           : f.width == 4 ? (is_signed ? Load::s32 : Load::u32)
+                          : (is_signed ? Load::s16 : Load::u16);
+}
+
+constexpr Show show_of(const Field& f, const Conversion& c) {
+    switch (f.kind) {
+        case Field::Kind::text:
+            return Show::text;
+        case Field::Kind::name:
+        case Field::Kind::choice:
+            return Show::name;
+        case Field::Kind::fixed:
+            return Show::fixed;
+        default:
+            break;
+    }
+    if (c.kind == 'd') return Show::decimal;
+    if (c.kind == 'u') return Show::unsigned_decimal;
+    if (c.kind == 'p') return Show::pointer;
+    const bool upper = c.kind == 'X';
+    if (c.zero && !c.prefix && !f.masked && c.width == 2 * f.width) {
+        switch (f.width) {
+            case 1:
+                return upper ? Show::HEX1 : Show::hex1;
+            case 2:
+                return upper ? Show::HEX2 : Show::hex2;
+            case 4:
+                return upper ? Show::HEX4 : Show::hex4;
+            default:
+                return upper ? Show::HEX8 : Show::hex8;
+        }
+    }
+    return upper ? Show::HEX : Show::hex;
+}
+
+// As enum dd_ffdc_kind of the public header, which tables do not need otherwise.
+constexpr std::uint8_t kind_of(const Field& f, char conversion) {
+    switch (f.kind) {
+        case Field::Kind::unsigned_number:
+            return conversion == 'p' ? 2 : 0;
+        case Field::Kind::signed_number:
+            return 1;
+        case Field::Kind::text:
+            return 3;
+        case Field::Kind::name:
+            return 4;
+        case Field::Kind::flag:
+        case Field::Kind::choice:
+            return 5;
+        case Field::Kind::bcd:
+            return 6;
+        default:
+            return 0;
+    }
+}
+
+// A packed table that still grows.
+struct Draft {
+    std::vector<Layout> layouts;
+    std::vector<Op> ops;
+    std::vector<std::uint16_t> label_of;
+    std::vector<Label> labels;
+    std::vector<PackedNames> names;
+    std::vector<const Field*> named_fields;
+    std::vector<char> text, strings;
+
+    constexpr explicit Draft(Table rows) {
+        for (std::size_t i = 0; i < columns(rows); ++i) add_layout(rows, i);
+        for (const Field* f : named_fields) add_names(*f);
+        text.insert(text.end(), slack, '\0');
+    }
+
+private:
+    std::size_t literal_ = 0;  // characters of text that no op has taken yet
+    std::size_t longest_ = 0, extent_ = 0;
+
+    constexpr void add_layout(Table rows, std::size_t layout) {
+        const std::size_t begin = ops.size(), literals = text.size();
+        longest_ = extent_ = 0;
+        each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
+            add_row(row, base + (row.has_value() ? row.field.at[layout] : 0), group);
+        });
+        if (literal_ != 0)
+            add_op({.at = 0, .literal = 0, .show = Show::nothing, .load = {}, .width = 0, .mask = 0, .names = 0},
+                   unlabelled);
+        layouts.push_back({narrow(begin), narrow(ops.size()), narrow(literals), narrow(longest_), narrow(extent_)});
+    }
+
+    constexpr void add_row(const Row& row, std::size_t at, std::string_view group) {
+        std::size_t element = 0, name = 0;
+        if (row.has_value() && row.format.count == 0) return add_value(row, {}, 0, at, group);
+        for (std::size_t repeat = 0; repeat < row.repeats(); ++repeat) {
+            const char* s = row.format.text;
+            for (const Conversion& c : row.format.conversions()) {
+                add_literal({s, c.literal});
+                s += c.literal + c.length;
+                if (c.kind == 's' && !row.names.empty()) {
+                    std::string_view each = row.names[name++];
+                    if (c.precision != 0) each = each.substr(0, c.precision);
+                    for (std::size_t i = each.size(); i < c.width; ++i) add_literal(" ");
+                    add_literal(each);
+                } else {
+                    add_value(row, c, element, at + element * row.field.width, group);
+                    ++element;
+                }
+            }
+            add_literal({s, row.format.tail});
+        }
+    }
+
+    constexpr void add_literal(std::string_view s) {
+        for (char c : s) {
+            if (literal_ == 255)
+                add_op({.at = 0, .literal = 0, .show = Show::nothing, .load = {}, .width = 0, .mask = 0, .names = 0},
+                       unlabelled);
+            text.push_back(c);
+            ++literal_;
+            ++longest_;
+        }
+    }
+
+    constexpr void add_op(Op op, std::uint16_t label) {
+        op.literal = static_cast<std::uint8_t>(literal_);
+        literal_ = 0;
+        ops.push_back(op);
+        label_of.push_back(label);
+    }
+
+    constexpr void add_value(const Row& row, const Conversion& c, std::size_t element, std::size_t at,
+                             std::string_view group) {
+        const Field& f = row.field;
+        Op op = {.at = narrow(at + f.mask_at),
+                 .literal = 0,
+                 .show = Show::nothing,
+                 .load = load_of(f),
+                 .width = 0,
+                 .mask = f.mask,
+                 .names = 0};
+        if (c.kind != 0) {
+            op.show = show_of(f, c);
+            op.width = static_cast<std::uint8_t>(
+                op.show == Show::text ? f.width : c.width | (c.zero ? Op::zero : 0) | (c.prefix ? Op::prefix : 0));
+            if (op.show == Show::name || op.show == Show::fixed) op.names = names_index(f);
+            longest_ += longest(f, c, true);
+        }
+        extent_ = std::max(extent_, at + f.width);
+        add_op(op, label(row, c, element, group));
+    }
+
+    constexpr std::uint8_t names_index(const Field& f) {
+        auto same = [&f](const Field* g) {
+            auto equal = [](const char* a, const char* b) {
+                return a && b ? std::string_view(a) == std::string_view(b) : a == b;
+            };
+            return g->kind == f.kind && g->names.list.data() == f.names.list.data() &&
+                   g->names.first == f.names.first && equal(g->set, f.set) && equal(g->clear, f.clear);
+        };
+        for (std::size_t i = 0; i < named_fields.size(); ++i)
+            if (same(named_fields[i])) return static_cast<std::uint8_t>(i);
+        named_fields.push_back(&f);
+        require(named_fields.size() <= 255, "", "a table has at most 255 sets of names");
+        return static_cast<std::uint8_t>(named_fields.size() - 1);
+    }
+
+    constexpr void add_names(const Field& f) {
+        std::vector<std::string_view> entries;
+        if (f.kind == Field::Kind::name) {
+            for (const char* name : f.names.list) entries.push_back(name);
+            entries.push_back(f.names.otherwise ? f.names.otherwise : "");
+        } else if (f.kind == Field::Kind::choice) {
+            entries = {f.clear, f.set};
+        } else {
+            entries = {f.set};
+        }
+        std::size_t stride = 1;
+        for (std::string_view entry : entries) stride = std::max(stride, entry.size() + 1);
+        names.push_back({narrow(text.size()), f.names.first, static_cast<std::uint8_t>(entries.size()),
+                         static_cast<std::uint8_t>(stride)});
+        for (std::string_view entry : entries) {
+            text.push_back(static_cast<char>(entry.size()));
+            text.insert(text.end(), entry.begin(), entry.end());
+            text.insert(text.end(), stride - 1 - entry.size(), '\0');
+        }
+    }
+
+    constexpr std::uint16_t label(const Row& row, const Conversion& c, std::size_t element, std::string_view group) {
+        const Field& f = row.field;
+        std::string_view name = row.name();
+        if (row.names_elements()) {
+            name = row.names[element];
+            while (name.ends_with(' ')) name.remove_suffix(1);
+        }
+        const bool indexed = f.count > 1 && !row.names_elements();
+        // Text for a set bit alone: a missing bit counts as clear.
+        const bool condition = f.kind == Field::Kind::choice && *f.clear == '\0';
+        const Label l = {.group = string(group),
+                         .name = string(name),
+                         .size = f.width,
+                         .back = f.mask_at,
+                         .kind = kind_of(f, c.kind),
+                         .index = indexed ? static_cast<std::uint8_t>(element) : Label::none,
+                         .shown = static_cast<std::uint8_t>(condition ? 0 : c.shown())};
+        for (std::size_t i = 0; i < labels.size(); ++i)
+            if (labels[i] == l) return narrow(i);
+        labels.push_back(l);
+        return narrow(labels.size() - 1);
+    }
+
+    // Where the string stands among `strings`, behind its NUL the next one.
+    constexpr std::uint16_t string(std::string_view s) {
+        for (std::size_t begin = 0; begin < strings.size();) {
+            const std::string_view old(strings.data() + begin);
+            if (old == s) return narrow(begin);
+            begin += old.size() + 1;
+        }
+        const std::size_t begin = strings.size();
+        strings.insert(strings.end(), s.begin(), s.end());
+        strings.push_back('\0');
+        return narrow(begin);
+    }
+
+    static constexpr std::uint16_t narrow(std::size_t n) {
+        require(n < unlabelled, "", "a table has less than 64 KiB");
+        return static_cast<std::uint16_t>(n);
+    }
+};
+
+struct Sizes {
+    std::size_t layouts, ops, labels, names, text, strings;
+};
+consteval Sizes measure(Table rows) {
+    const Draft d{rows};
+    return {d.layouts.size(), d.ops.size(), d.labels.size(), d.names.size(), d.text.size(), d.strings.size()};
+}
+
+template <const auto& rows>
+struct Packed {
+    static constexpr Sizes sizes = measure(rows);
+
+    std::array<Layout, sizes.layouts> layouts;
+    std::array<Op, sizes.ops> ops;
+    std::array<std::uint16_t, sizes.ops> label_of;
+    std::array<Label, sizes.labels> labels;
+    std::array<PackedNames, sizes.names> names;
+    std::array<char, sizes.text> text;
+    std::array<char, sizes.strings> strings;
+
+    consteval Packed() : layouts{}, ops{}, label_of{}, labels{}, names{}, text{}, strings{} {
+        const Draft d{Table(rows)};
+        std::copy(d.layouts.begin(), d.layouts.end(), layouts.begin());
+        std::copy(d.ops.begin(), d.ops.end(), ops.begin());
+        std::copy(d.label_of.begin(), d.label_of.end(), label_of.begin());
+        std::copy(d.labels.begin(), d.labels.end(), labels.begin());
+        std::copy(d.names.begin(), d.names.end(), names.begin());
+        std::copy(d.text.begin(), d.text.end(), text.begin());
+        std::copy(d.strings.begin(), d.strings.end(), strings.begin());
+    }
+};
+
+}  // namespace packing
+
+template <const auto& rows>
+inline constexpr packing::Packed<rows> packed;
+
+template <const auto& rows>
+View view(std::size_t layout) {
+    constexpr const auto& p = packed<rows>;
+    return {p.layouts[p.layouts.size() == 1 ? 0 : layout],
+            p.ops.data(),
+            p.label_of.data(),
+            p.labels.data(),
+            p.names.data(),
+            p.text.data(),
+            p.strings.data()};
+}
+
+}  // namespace ffdc

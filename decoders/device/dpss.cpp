@@ -1,0 +1,25 @@
+// Records of the DPSS driver: one layout, whatever the version. An empty payload has no text at all.
+#include "decoders.hpp"
+#include "proof.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr Row dpss_rows[] = {
+    {"Device name: %s\n", text(0, 16)}, {"Return code: %d\n", s32(18)}, {"Register data: 0x%x\n", u32(22)},
+    {"Phase number: %d\n", s16(26)},    {"Pin number: %d\n", s16(28)},
+};
+constexpr std::size_t size = 30;
+static_assert(sound<layout_flaw({dpss_rows}, {size})>());
+static_assert(unread({dpss_rows}, 0, size) == Bytes{{16, 17}});
+static_assert(longest_text({dpss_rows}, 0) == 121);
+
+}  // namespace
+
+void dpss(Report& r) {
+    if (r.payload.size == 0) return;
+    r.expect(size);
+    r.print<dpss_rows>();
+}
+
+}  // namespace ffdc

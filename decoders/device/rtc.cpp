@@ -1,0 +1,82 @@
+// Records of the real-time clock: the registers of the clock, or a text of its driver.
+#include "decoders.hpp"
+#include "proof.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr const char* square_waves[] = {"1 HZ", "512 HZ", "4096 HZ", "32768 HZ"};
+
+consteval Field set(int n, int at) { return either("set", "clear", bit(n, u8(at))); }
+consteval Field alarm(int at) { return bcd(at, 0x7f); }  // bit 7 is the match bit
+
+constexpr Row hardware_rows[] = {
+    {"RTC HW FFDC\n"},
+    {"\trc:      %08d\n", s32(16)},
+    {"\tioctl:   %08x\n", u32(20)},
+    {"RTC time:\n", group("time")},
+    {"Hours: %02d\t", bcd(11)},
+    {"Minutes: %02d\t", bcd(10)},
+    {"Seconds: %02d\t", bcd(9)},
+    {"Day: %02d\n", bcd(12)},
+    {"Date: %02d\t", bcd(13)},
+    {"Months: %02d\t", bcd(14)},
+    {"Years: %02d\t", bcd(15)},
+    {"Centuries: %02d\n", bcd(1)},
+    {"\nAlarm time match:\n", group("alarm")},
+    {"Alarm secs: %02d\t", alarm(2)},
+    {"Match bit: %s\n", set(7, 2), "secs match"},
+    {"Alarm mins: %02d\t", alarm(3)},
+    {"Match bit: %s\n", set(7, 3), "mins match"},
+    {"Alarm hrs: %02d\t", alarm(4)},
+    {"Match bit: %s\n", set(7, 4), "hrs match"},
+    {"Alarm day: %02d\t", alarm(5)},
+    {"Match bit: %s\n", set(7, 5), "day match"},
+    {"\nFlag Bits:\n", group("flags")},
+    {"Read: %s\t", set(0, 0)},
+    {"Write: %s\t", set(1, 0)},
+    {"CAL: %s\t", set(2, 0)},
+    {"BPF: %s\n", set(3, 0)},
+    {"OSCF: %s\t", set(4, 0)},
+    {"PF: %s\t", set(5, 0)},
+    {"AF: %s\t", set(6, 0)},
+    {"WDF: %s\n", set(7, 0)},
+    {"\nInterrupt Status/Control:\n", group("interrupt")},
+    {"SQR Freq: %s\t", named(square_waves, masked(0x03, u8(6)))},
+    {"P/L: %s\t", set(2, 6)},
+    {"H/L: %s\t", set(3, 6)},
+    {"SQWE: %s\n", set(4, 6)},
+    {"PFE: %s\t", set(5, 6)},
+    {"AIE: %s\t", set(6, 6)},
+    {"WIE: %s\n", set(7, 6)},
+    {"\nCalibration:\n", group("calibration")},
+    {"OSCEN: %s\t", set(7, 8)},
+    {"Cal sign: %s\n", set(5, 8)},
+};
+constexpr std::size_t hardware_size = 24;
+static_assert(sound<layout_flaw({hardware_rows}, {hardware_size})>());
+static_assert(unread({hardware_rows}, 0, hardware_size) == Bytes{{7, 7}});
+
+constexpr Row software_rows[] = {
+    {"RTC SW FFDC\n"},
+    {"\trc:      %08d\n", s32(64)},
+    {"\tioctl:   %08x\n", u32(68)},
+    {"\tErr Str: [%s]\n", text(0, 64)},
+};
+constexpr std::size_t software_size = 72;
+static_assert(sound<layout_flaw({software_rows}, {software_size})>());
+static_assert(unread({software_rows}, 0, software_size) == Bytes{});
+
+}  // namespace
+
+void rtc(Report& r) {
+    if (r.version == 0x0101) {
+        if (r.exactly(hardware_size, "HW ")) r.print<hardware_rows>();
+    } else if (r.version == 0x0102) {
+        if (r.exactly(software_size, "SW ")) r.print<software_rows>();
+    } else {
+        r.unrecognized("Unrecognised");
+    }
+}
+
+}  // namespace ffdc

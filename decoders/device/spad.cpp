@@ -1,0 +1,36 @@
+// Records of the scratchpad driver. A version that is newer than this decoder is shown as it is known, and raw.
+#include "decoders.hpp"
+#include "engine/location.hpp"
+#include "proof.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr std::uint32_t own_file = 0x1B000000;
+constexpr Field file = u32(4);
+
+constexpr Row own_file_rows[] = {{"File: %s\n", shown_as("scratchpad", file)}};
+constexpr Row file_rows[] = {{"File ID: 0x%x\n", file, "File"}};
+constexpr Row spad_rows[] = {
+    {"Line: %d\n", u16(8)},
+    {"Return code: %d\n", s32(0)},
+    {"Engine size: %ld bytes\n", s32(12)},
+    section("location", location_rows, 16),
+};
+constexpr std::size_t size = 20;
+static_assert(sound<layout_flaw({file_rows, spad_rows}, {size})>());
+static_assert(unread({file_rows, spad_rows}, 0, size) == Bytes{{10, 11}, {16, 16}});
+
+}  // namespace
+
+void spad(Report& r) {
+    r.counts_whole = true;
+    r.expect(size);
+    r.peek(file) == own_file ? r.print<own_file_rows>() : r.print<file_rows>();
+    r.print<spad_rows>();
+    if (r.version < 2) return;
+    r.put("\nUnknown FFDC version -- Raw FFDC:\n");
+    r.raw();
+}
+
+}  // namespace ffdc

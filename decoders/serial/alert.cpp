@@ -1,0 +1,36 @@
+// Records of the KOR alert engine.
+#include "proof.hpp"
+#include "registers.hpp"
+#include "serial.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr std::span<const char* const> register_names = std::span(kor_registers).subspan(1, 16);
+constexpr Field registers_valid = u8(32);
+
+constexpr auto origin_rows = origin(0, 4, 8);
+constexpr Row alert_rows[] = {
+    section("", origin_rows, 0), {"devnum[%d]\n", s32(20)},       {"count[%d]\n", s32(24)},
+    {"flags[%08lx]\n", u32(28)}, {registers_valid, "regs valid"},
+};
+constexpr Row register_rows[] = {
+    {"\nKOR Alert Regs\n", group("registers")},
+    {"%15.15s: %08x\n", u32(40, 16), register_names},
+};
+constexpr std::size_t size = 104;
+static_assert(sound<layout_flaw({alert_rows, register_rows}, {size})>());
+static_assert(unread({alert_rows, register_rows}, 0, size) == Bytes{{10, 19}, {33, 39}});
+
+}  // namespace
+
+void alert(Report& r) {
+    r.expect(size);
+    r.put("\nKOR ALERT FFDC\n");
+    if (r.version >= 2) driver_version(r, 104, to_the_end);
+    r.print<alert_rows>();
+    if (r.peek(registers_valid) != 0) r.print<register_rows>();
+    close(r);
+}
+
+}  // namespace ffdc

@@ -1,0 +1,46 @@
+// Records of the KOR UART port: three sizes of one layout.
+#include "proof.hpp"
+#include "registers.hpp"
+#include "serial.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr std::span<const char* const> register_names = std::span(kor_registers).subspan(1);
+constexpr Field registers_valid = u8(26);
+
+constexpr auto origin_rows = origin(0, 20, 24);
+// Layouts: versions 0 and 1; 2; 3 and newer ones.
+constexpr Row port_rows[] = {
+    section("", origin_rows, 0),
+    section("buffer", buffer_rows, 4),
+    {registers_valid, "regs valid"},
+    {"last port change: ", group("last port change"), shown_with({no, 144, 144})},
+    {"rx[%llu] ", u64({no, 144, 144})},
+    {"tx[%llu] ticks ago\n", u64({no, 152, 152})},
+    {"", group("")},
+    {"sc_freq:%lu\n", u32({no, no, 168})},
+};
+constexpr Row register_rows[] = {
+    {"\nKOR UART Regs\n", group("registers")},
+    {"%15.15s: %08x\n", u32(32, 28), register_names},
+};
+constexpr std::size_t sizes[] = {144, 168, 172};
+static_assert(sound<layout_flaw({port_rows, register_rows}, sizes)>());
+static_assert(unread({port_rows, register_rows}, 0, sizes[0]) == Bytes{{27, 31}});
+static_assert(unread({port_rows, register_rows}, 1, sizes[1], {bytes(160, 8)}) == Bytes{{27, 31}});
+static_assert(unread({port_rows, register_rows}, 2, sizes[2], {bytes(160, 8)}) == Bytes{{27, 31}});
+
+}  // namespace
+
+void kor_port(Report& r) {
+    r.layout = std::clamp(r.version, 1u, 3u) - 1;
+    r.expect(sizes[r.layout]);
+    r.put("\nKOR UART FFDC\n");
+    if (r.version >= 2) driver_version(r, 160, 8);
+    r.print<port_rows>();
+    if (r.peek(registers_valid) != 0) r.print<register_rows>();
+    close(r);
+}
+
+}  // namespace ffdc

@@ -1,0 +1,62 @@
+// Records of the RS485 UART port. Version 1 adds the driver's version, counters and two capture blocks, which nobody
+// but the driver can read.
+#include "proof.hpp"
+#include "registers.hpp"
+#include "serial.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr std::span<const char* const> register_names = std::span(wex_registers).subspan(1);
+constexpr Field registers_valid = u8(96), first_capture = bytes(116, 40), second_capture = bytes(156, 40);
+
+constexpr auto origin_rows = origin(44, 68, 72);
+constexpr Row capture_rows[] = {
+    section("", origin_rows, 0),
+    {registers_valid, "regs valid"},
+};
+constexpr Row register_rows[] = {
+    {"\nRS485 UART Regs\n", group("registers")},
+    {"%4s:%02x\n", u8(97, 7), register_names},
+};
+constexpr Row state_rows[] = {
+    {"tx count[%d]\n", u8(48)},         {"rx count[%d]\n", u8(49)},
+    section("buffer", buffer_rows, 52), {"id[%d]\n", u8(95)},
+    {"rx_state[%d]\n", s32(76)},        {"tx_state[%d]\n", s32(80)},
+    {"wd_timer[%d]\n", s32(84)},        {"bo_timer[%d]\n", s32(88)},
+    {"sent_byte[%d]\n", u8(92)},        {"invert_next_char[%d]\n", u8(93)},
+    {"sync_count[%d]\n", u8(94)},
+};
+constexpr Row counter_rows[] = {
+    {"rx_bad_checksum[%d]\n", s32(196)}, {"rx_bad_length[%d]\n", s32(200)}, {"rx_bytes[%d]\n", s32(204)},
+    {"rx_bad_bytes[%d]\n", s32(208)},    {"rx_packets[%d]\n", s32(212)},    {"rx_packets_dropped[%d]\n", s32(216)},
+    {"\ntx_bytes[%d]\n", s32(220)},      {"tx_sent[%d]\n", s32(224)},       {"tx_discarded[%d]\n", s32(228)},
+    {"tx_retries[%d]\n", s32(232)},
+};
+constexpr std::size_t sizes[] = {104, 236};
+static_assert(sound<layout_flaw({capture_rows, register_rows, state_rows}, {sizes[0]})>());
+static_assert(sound<layout_flaw({capture_rows, register_rows, state_rows, counter_rows}, {sizes[1]})>());
+static_assert(unread({capture_rows, register_rows, state_rows}, 0, sizes[0]) == Bytes{{0, 43}, {50, 51}, {74, 75}});
+static_assert(unread({capture_rows, register_rows, state_rows, counter_rows}, 0, sizes[1],
+                     {bytes(106, 10), first_capture, second_capture}) ==
+              Bytes{{0, 43}, {50, 51}, {74, 75}, {104, 105}});
+
+}  // namespace
+
+void rs485_port(Report& r) {
+    const bool full = r.version >= 1;
+    r.expect(sizes[full]);
+    r.put("\nRS485 UART FFDC\n");
+    if (full) driver_version(r, 106, 10);
+    r.print<capture_rows>();
+    if (r.peek(registers_valid) != 0) r.print<register_rows>();
+    r.print<state_rows>();
+    if (full) {
+        r.print<counter_rows>();
+        r.dump(first_capture, "first capture");
+        r.dump(second_capture, "second capture");
+    }
+    close(r);
+}
+
+}  // namespace ffdc

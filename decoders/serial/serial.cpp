@@ -1,0 +1,23 @@
+#include "serial.hpp"
+
+#include "proof.hpp"
+
+namespace ffdc {
+
+static_assert(sound<layout_flaw({buffer_rows}, {buffer_size})>());
+static_assert(unread({buffer_rows}, 0, buffer_size) == Bytes{});
+
+void buffer_descriptor(Report& r) { r.print<buffer_rows>(); }
+
+void driver_version(Report& r, std::size_t at, std::size_t size) {
+    r.put("drv ver[");
+    r.put_text(at, size, "drv ver");
+    r.put("] ");
+}
+
+void close(Report& r) {
+    r.put("\n");
+    r.close_with_dump();
+}
+
+}  // namespace ffdc

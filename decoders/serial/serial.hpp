@@ -1,0 +1,43 @@
+// What the records of the serial-port drivers share.
+#pragma once
+
+#include "decoders.hpp"
+
+namespace ffdc {
+
+// The buffer descriptor, 16 bytes. Bit 23 names two errors.
+inline constexpr std::size_t buffer_size = 16;
+consteval Field buffer_error(int n, const char* line) { return either(line, "", bit(n, u32(12))); }
+inline constexpr Row buffer_rows[] = {
+    {"kb: flags[%08lx] ", u32(0), "flags"},
+    {"errors[%08lx] ", u32(12)},
+    {"count[%d] ", u16(4)},
+    {"head[%d] ", u16(6)},
+    {"tail[%d] ", u16(8)},
+    {"size[%d]\n", u16(10)},
+    {"%s", buffer_error(16, "\t\t\tLRC error\n"), "LRC error"},
+    {"%s", buffer_error(17, "\t\t\tCRC error\n"), "CRC error"},
+    {"%s", buffer_error(18, "\t\t\tRX FRAMING error\n"), "RX FRAMING error"},
+    {"%s", buffer_error(19, "\t\t\tRX OVERRUN error\n"), "RX OVERRUN error"},
+    {"%s", buffer_error(20, "\t\t\tRX UNDERFLOW error\n"), "RX UNDERFLOW error"},
+    {"%s", buffer_error(21, "\t\t\tRX PARITY error\n"), "RX PARITY error"},
+    {"%s", buffer_error(22, "\t\t\tRX MAX_LEN error\n"), "RX MAX_LEN error"},
+    {"%s", buffer_error(23, "\t\t\tTX UNDERRUN error\n"), "TX UNDERRUN error"},
+    {"%s", buffer_error(23, "\t\t\tTX PARITY error\n"), "TX PARITY error"},
+    {"%s", buffer_error(24, "\t\t\tNRT error\n"), "NRT error"},
+    {"%s", buffer_error(25, "\t\t\tFSI error\n"), "FSI error"},
+};
+
+// Return code and place of capture.
+consteval std::array<Row, 3> origin(int rc, int file, int line) {
+    return {Row{"rc[%d] ", s32(rc)}, Row{"file[%lx] ", u32(file)}, Row{"line[%d]\n", s16(line)}};
+}
+
+// The text of the driver's version, which opens the line of the return code in newer layouts.
+inline constexpr std::size_t to_the_end = 65536;
+void driver_version(Report& r, std::size_t at, std::size_t size);
+
+// An empty line and the dump of the whole payload.
+void close(Report& r);
+
+}  // namespace ffdc

@@ -1,0 +1,31 @@
+// Records of the 8250 serial port: one layout, whatever the version.
+#include "decoders.hpp"
+#include "proof.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr std::uint32_t good_magic = 0x8250FFDC;
+constexpr Field magic = u32(0);
+
+constexpr Row magic_rows[] = {{"  magic  : %08lx ", magic}};
+constexpr Row port_rows[] = {
+    {"  rc     : %d\n", s32(4)},       {"  devnum : %08lx\n", u32(8)},    {"  line   : %d\n", s32(12)},
+    {"  vaddr  : 0x%08lx\n", u32(20)}, {"  paddr  : 0x%08lx\n", u32(16)},
+};
+constexpr std::size_t size = 24;
+static_assert(sound<layout_flaw({magic_rows, port_rows}, {size})>());
+static_assert(unread({magic_rows, port_rows}, 0, size) == Bytes{});
+
+}  // namespace
+
+void serial8250(Report& r) {
+    r.expect(size);
+    r.put("  version: ", Digits::hex(r.version, 4), "\n");
+    r.print<magic_rows>();
+    r.put(r.peek(magic) == good_magic ? "\n" : "[CORRUPT!!]\n");
+    r.print<port_rows>();
+    r.close_with_dump();
+}
+
+}  // namespace ffdc

@@ -1,0 +1,55 @@
+// Records of the TAM UART port. The register block is packed: its words lie at odd offsets.
+#include "proof.hpp"
+#include "serial.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr Field registers_valid = u8(28);
+
+constexpr auto origin_rows = origin(0, 4, 8);
+constexpr Row port_rows[] = {
+    section("", origin_rows, 0),
+    section("buffer", buffer_rows, 12),
+    {registers_valid, "regs valid"},
+};
+constexpr Row register_rows[] = {
+    {"\nTAM UART Regs\n", group("registers")},
+    {"  status: %02x\n", u8(33)},
+    {"  parms: %08x\n", u32(34)},
+    {"  timeout: %08x\n", u32(38)},
+    {"  mrl: %08x\n", u32(42)},
+    {"  mrd: %08x\n", u32(46)},
+    {"  xmit: %08x\n", u32(50)},
+    {"  recv: %08x\n", u32(54)},
+    {"  len: %08x\n", u32(58)},
+    {"  pivot: %08x\n", u32(62)},
+    {"  trans_ctl: %08x\n", u32(66)},
+    {"  error: %08x\n", u32(70)},
+    {"  irq_mask: %08x\n", u32(78)},
+    {"  irq: %08x\n", u32(86)},
+};
+constexpr Row operation_rows[] = {
+    {"\noperation type[%d]\n", s32(100)},
+    {"port operation[%d]\n", s32(104)},
+    {"cushion[%d]\n", u8(108)},
+    {"len[%d]\n", u16(110)},
+};
+constexpr std::size_t size = 112;
+static_assert(sound<layout_flaw({port_rows, register_rows, operation_rows}, {size})>());
+static_assert(unread({port_rows, register_rows, operation_rows}, 0, size) ==
+              Bytes{{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}});
+
+}  // namespace
+
+void tam_port(Report& r) {
+    r.expect(size);
+    r.put("\nTAM UART FFDC\n");
+    if (r.version >= 2) driver_version(r, 112, to_the_end);
+    r.print<port_rows>();
+    if (r.peek(registers_valid) != 0) r.print<register_rows>();
+    r.print<operation_rows>();
+    close(r);
+}
+
+}  // namespace ffdc
