@@ -10,41 +10,17 @@ namespace ffdc {
 
 inline constexpr std::size_t max_layout = 1024;
 
-// What is wrong with a table: the row's text and the reason, or nothing.
-struct Flaw {
-    char text[160] = {};
-
-    constexpr Flaw() = default;
-    constexpr Flaw(const Row& row, std::string_view reason) {
-        const std::string_view format = row.format.text;
-        char* out = text;
-        for (std::string_view part :
-             {format.substr(0, std::min(format.find('%'), std::size_t{60})), std::string_view("<- "), reason})
-            out = std::copy(part.begin(), part.end(), out);
-    }
-    constexpr bool none() const { return text[0] == '\0'; }
-};
-
-// The flaw stands in the template argument, so that the compiler's message shows it.
-template <Flaw flaw>
-consteval bool sound() {
-    static_assert(flaw.none());
-    return true;
-}
-
 // Every field must have one offset for each layout (or one for all), lie inside its layout, share no byte with another
 // field unless both are the same bytes, and have a name that no other value of its group has.
+// A table that is not does not compile, and the compiler shows row and reason.
 template <std::size_t Layouts>
-consteval Flaw layout_flaw(std::initializer_list<Table> tables, const std::size_t (&sizes)[Layouts]) {
-    Flaw flaw;
-    auto fail = [&flaw](const Row& row, std::string_view reason) {
-        if (flaw.none()) flaw = {row, reason};
-    };
+consteval bool sound(std::initializer_list<Table> tables, const std::size_t (&sizes)[Layouts]) {
+    auto fail = [](const Row& row, const char* reason) { require(false, row.format.text, reason); };
     for (Table table : tables) {
         const std::size_t n = columns(table);
         if (n != 1 && n != Layouts) fail(table.front(), "an offset column is missing or one too many");
     }
-    for (std::size_t layout = 0; layout < Layouts && flaw.none(); ++layout) {
+    for (std::size_t layout = 0; layout < Layouts; ++layout) {
         std::array<std::size_t, max_layout> begin_of{}, end_of{};
         std::vector<Element> seen;
         for (Table table : tables) {
@@ -69,7 +45,7 @@ consteval Flaw layout_flaw(std::initializer_list<Table> tables, const std::size_
             });
         }
     }
-    return flaw;
+    return true;
 }
 
 // A set of payload bytes, written as ranges: Bytes{{2, 3}, {15, 15}}.

@@ -20,7 +20,7 @@ constexpr Row header_rows[] = {
     {" size[%d]\n", u16(36)}, {"  pid[%d]", s32(20)}, {"  tgid[%d]", s32(38)},         {" type[%d]\n", u16(24)},
     {u16(26), "version"},
 };
-static_assert(sound<layout_flaw({header_rows}, {header_size})>());
+static_assert(sound({header_rows}, {header_size}));
 static_assert(unread({header_rows}, 0, header_size) == Bytes{{4, 11}});
 static_assert(longest_text({notice_rows}, 0) + longest_text({header_rows}, 0) < 174);
 static_assert(sizeof(Record) == header_size && alignof(Record) == 1);
@@ -235,7 +235,8 @@ int layout(int type, std::uint32_t version, std::size_t* size) {
     *size = 0;
     const Type& t = type_of(static_cast<std::uint32_t>(type));
     if (!t.decode) return DD_FFDC_UNKNOWN_TYPE;
-    Report r({nullptr, 0}, 0, version, nullptr, 0);
+    const std::uint8_t byte = 0;  // a decoder may leave an empty payload alone
+    Report r({&byte, 1}, 1, version, nullptr, 0);
     r.quiet = true;
     t.decode(r);
     *size = r.layout_size;

@@ -1,10 +1,9 @@
 // The engine: one renderer of values, run either straight into the caller's buffer or value by value.
 #include "report.hpp"
 
-#include <array>
-#include <bit>
 #include <cstdio>
 
+#include "hex.hpp"
 #include "text.hpp"
 
 namespace ffdc {
@@ -12,189 +11,146 @@ namespace {
 
 constexpr std::size_t longest_value = 320;  // a text of 255 characters or a name, and the slack
 
-struct Pair {
-    char c[2];
-};
-consteval std::array<Pair, 256> hex_pairs(const char* digits) {
-    std::array<Pair, 256> pairs{};
-    for (std::size_t i = 0; i < 256; ++i) pairs[i] = {{digits[i >> 4], digits[i & 15]}};
-    return pairs;
-}
-constexpr std::array<Pair, 256> lower_pairs = hex_pairs("0123456789abcdef");
-constexpr std::array<Pair, 256> upper_pairs = hex_pairs("0123456789ABCDEF");
-consteval std::array<Pair, 100> two_digits() {
-    std::array<Pair, 100> pairs{};
-    for (std::size_t i = 0; i < 100; ++i) pairs[i] = {{char('0' + i / 10), char('0' + i % 10)}};
-    return pairs;
-}
-constexpr std::array<Pair, 100> decimal_pairs = two_digits();
-
-std::uint64_t load_number(const std::uint8_t* p, std::size_t width) {
-    std::uint64_t v = 0;
-    for (std::size_t i = 0; i < width; ++i) v = v << 8 | p[i];
+// A big-endian number.
+template <typename Word>
+Word load(const std::uint8_t* p) {
+    Word v;
+    std::memcpy(&v, p, sizeof v);
+    if constexpr (std::endian::native == std::endian::little) {
+        if constexpr (sizeof v == 2) v = static_cast<Word>(__builtin_bswap16(static_cast<std::uint16_t>(v)));
+        if constexpr (sizeof v == 4) v = static_cast<Word>(__builtin_bswap32(static_cast<std::uint32_t>(v)));
+        if constexpr (sizeof v == 8) v = static_cast<Word>(__builtin_bswap64(static_cast<std::uint64_t>(v)));
+    }
     return v;
 }
 
-template <typename Word>
-Word load(const std::uint8_t* p) {
-    return static_cast<Word>(load_number(p, sizeof(Word)));
-}
-
 // The number of an op, sign-extended.
-std::uint64_t number(const Op& op, const std::uint8_t* p) {
+inline std::uint64_t number(const Op& op, const std::uint8_t* p) {
     switch (op.load) {
-        case Load::u8:
-            return *p & op.mask;
-        case Load::u16:
-            return load<std::uint16_t>(p);
-        case Load::u32:
-            return load<std::uint32_t>(p);
-        case Load::u64:
-            return load<std::uint64_t>(p);
-        case Load::s16:
-            return static_cast<std::uint64_t>(load<std::int16_t>(p));
-        case Load::s32:
-            return static_cast<std::uint64_t>(load<std::int32_t>(p));
-        case Load::bcd:
-            return (*p & op.mask) / 16u * 10u + (*p & op.mask & 15u);
-        case Load::bit:
-            return (*p & op.mask) != 0;
+        case Load::u8: return *p & op.mask;
+        case Load::u16: return load<std::uint16_t>(p);
+        case Load::u32: return load<std::uint32_t>(p);
+        case Load::u64: return load<std::uint64_t>(p);
+        case Load::s16: return static_cast<std::uint64_t>(load<std::int16_t>(p));
+        case Load::s32: return static_cast<std::uint64_t>(load<std::int32_t>(p));
+        case Load::bcd: return (*p & op.mask) / 16u * 10u + (*p & op.mask & 15u);
+        case Load::bit: return (*p & op.mask) != 0;
     }
-    return 0;
+    __builtin_unreachable();
 }
 
-template <std::size_t Bytes>
-char* put_hex(char* out, const std::uint8_t* p, const std::array<Pair, 256>& pairs) {
-    for (std::size_t i = 0; i < Bytes; ++i) std::memcpy(out + 2 * i, &pairs[p[i]], 2);
-    return out + 2 * Bytes;
-}
-
-// Digits of v, written to end at `end`; returns where they begin. A zero has one digit.
-char* decimal_before(char* end, std::uint64_t v) {
-    for (; v >= 100; v /= 100) std::memcpy(end -= 2, &decimal_pairs[v % 100], 2);
-    if (v >= 10) {
-        std::memcpy(end -= 2, &decimal_pairs[v], 2);
-    } else {
-        *--end = static_cast<char>('0' + v);
-    }
-    return end;
-}
-char* hex_before(char* end, std::uint64_t v, const char* digits) {
-    do *--end = digits[v & 15];
-    while ((v >>= 4) != 0);
-    return end;
-}
-
-// A number with the width and flags of its conversion.
-char* put_number(char* out, const Op& op, std::uint64_t v) {
-    char buffer[24];
-    char* const end = buffer + sizeof buffer;
-    char* begin;
-    bool negative = false, prefix = false;
-    const bool wide = op.load == Load::u64;
-    if (op.show == Show::hex || op.show == Show::HEX) {
-        if (!wide) v = static_cast<std::uint32_t>(v);
-        begin = hex_before(end, v, op.show == Show::HEX ? "0123456789ABCDEF" : "0123456789abcdef");
-        prefix = (op.width & Op::prefix) != 0 && v != 0;
-    } else if (op.show == Show::unsigned_decimal) {
-        begin = decimal_before(end, wide ? v : static_cast<std::uint32_t>(v));
-    } else {
-        const std::int64_t s = wide ? static_cast<std::int64_t>(v) : static_cast<std::int32_t>(v);
-        negative = s < 0;
-        begin = decimal_before(end, negative ? 0 - static_cast<std::uint64_t>(s) : static_cast<std::uint64_t>(s));
-    }
-    const std::size_t sign = negative ? 1 : prefix ? 2 : 0;
-    const std::size_t digits = static_cast<std::size_t>(end - begin), width = op.width & Op::width_bits;
-    std::size_t pad = digits + sign < width ? width - digits - sign : 0;
-    const bool zeros = (op.width & Op::zero) != 0;
-    if (!zeros)
-        for (; pad > 0; --pad) *out++ = ' ';
-    if (negative) *out++ = '-';
-    if (prefix) *out++ = '0', *out++ = 'x';
-    for (; pad > 0; --pad) *out++ = '0';
-    std::memcpy(out, begin, digits);
-    return out + digits;
-}
-
-char* put_pointer(char* out, std::uint32_t v) {
-    if (v == 0) return static_cast<char*>(std::memcpy(out, "(nil)", 5)) + 5;
-    *out++ = '0', *out++ = 'x';
-    const int digits = (35 - std::countl_zero(v)) / 4;
-    hex_before(out + digits, v, "0123456789abcdef");
-    return out + digits;
-}
-
-// Text to be followed by more of it: 16 bytes at a time, up to 15 more than asked for.
-char* copy(char* out, const char* s, std::size_t n) {
-    for (std::size_t i = 0; i < n; i += 16) std::memcpy(out + i, s + i, 16);
+// Text to be followed by more of it: 16 bytes at a time, up to 16 more than asked for.
+inline char* copy(char* out, const char* s, std::size_t n) {
+    std::size_t i = 0;
+    do std::memcpy(out + i, s + i, 16);
+    while ((i += 16) < n);
     return out + n;
 }
 
-char* put_name(char* out, const Op& op, std::uint64_t v, const View& view) {
-    const PackedNames& names = view.names[op.names];
-    const std::size_t last = names.count - 1u;
-    std::size_t entry = op.load == Load::bit ? v : v - names.first;
-    if (op.show == Show::fixed) entry = 0;
-    char* const begin = out;
-    const char* s = view.text + names.text;
-    if (op.show == Show::name && op.load != Load::bit && entry >= last) {
-        s += last * names.stride;
-        if (*s == 0) {
-            out = copy(out, "INVALID (0x\0\0\0\0", 11);
-            out = put_number(
-                out, {.at = 0, .literal = 0, .show = Show::hex, .load = Load::u32, .width = 0, .mask = 0, .names = 0},
-                v);
-            *out++ = ')';
-            return out;
+// `n` words as digits, `step` characters and `stride` bytes apart.
+inline void put_hex_run(char* out, const std::uint8_t* p, std::size_t n, std::size_t step, std::size_t stride) {
+#if defined(__SSE2__)
+    if (stride == 4)
+        for (; n >= 2; n -= 2, out += 2 * step, p += 8) {
+            const __m128i digits = hex_digits<'a'>(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out), digits);
+            _mm_storeh_pd(reinterpret_cast<double*>(out + step), _mm_castsi128_pd(digits));
         }
-    } else {
-        s += entry * names.stride;
+#endif
+    for (; n != 0; --n, out += step, p += stride) put_hex<'a', 4>(out, p);
+}
+
+// A number that shall be wider than its digits may be.
+char* put_wide(char* out, std::uint8_t width_and_flags, std::string_view sign, const char* digits, std::size_t n) {
+    const std::size_t width = width_and_flags & Op::width_bits, length = sign.size() + n;
+    const std::size_t missing = length < width ? width - length : 0;
+    const bool zero = (width_and_flags & Op::zero) != 0;
+    if (!zero) out = std::fill_n(out, missing, ' ');
+    out = std::copy(sign.begin(), sign.end(), out);
+    if (zero) out = std::fill_n(out, missing, '0');
+    return std::copy_n(digits, n, out);
+}
+
+inline char* put_hexadecimal(char* out, const Op& op, std::uint32_t v) {
+    if (op.argument == 0) return op.show == Show::hex ? put_hex_number<'a'>(out, v) : put_hex_number<'A'>(out, v);
+    char digits[16];
+    const char* const end = op.show == Show::hex ? put_hex_number<'a'>(digits, v) : put_hex_number<'A'>(digits, v);
+    const bool prefix = (op.argument & Op::prefix) != 0 && v != 0;
+    return put_wide(out, op.argument, prefix ? "0x" : "", digits, static_cast<std::size_t>(end - digits));
+}
+
+inline char* put_decimal(char* out, const Op& op, std::uint64_t v) {
+    if (v < 256 && op.argument == 0) return put_small_number(out, static_cast<std::uint8_t>(v));
+    const bool wide = op.load == Load::u64;
+    const bool negative =
+        op.show == Show::decimal && (wide ? static_cast<std::int64_t>(v) : static_cast<std::int32_t>(v)) < 0;
+    if (negative) v = 0 - v;
+    auto put = [=](char* at) {
+        return wide ? put_decimal_number(at, v) : put_decimal_number(at, static_cast<std::uint32_t>(v));
+    };
+    if (op.argument == 0) {
+        *out = '-';
+        return put(out + negative);
     }
-    out = copy(out, s + 1, static_cast<std::uint8_t>(*s));
-    const std::size_t n = static_cast<std::size_t>(out - begin), width = op.width & Op::width_bits;
-    if (n < width) {
-        std::memmove(begin + width - n, begin, n);
-        std::memset(begin, ' ', width - n);
-        out = begin + width;
+    char digits[32];
+    const char* const end = put(digits);
+    return put_wide(out, op.argument, negative ? "-" : "", digits, static_cast<std::size_t>(end - digits));
+}
+
+inline char* put_pointer(char* out, std::uint32_t v) {
+    if (v == 0) return static_cast<char*>(std::memcpy(out, "(nil)", 5)) + 5;
+    std::memcpy(out, "0x", 2);
+    return put_hex_number<'a'>(out + 2, v);
+}
+
+char* put_invalid(char* out, std::uint32_t v) {
+    constexpr std::string_view lead = "INVALID (0x";
+    out = put_hex_number<'a'>(std::copy(lead.begin(), lead.end(), out), v);
+    *out = ')';
+    return out + 1;
+}
+
+inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const View& view) {
+    const PackedNames& names = view.names[op.argument];
+    const char* s = view.text + names.text;
+    if (op.load == Load::bit) {
+        if ((*p & op.mask) != 0) s += names.stride;
+    } else if (op.show == Show::name) {
+        const std::uint64_t v = number(op, p);
+        const std::size_t last = names.count - 1u;
+        s += names.stride * std::min<std::uint64_t>(v - names.first, last);
+        if (*s == 0) return put_invalid(out, static_cast<std::uint32_t>(v));
     }
-    return out;
+    return copy(out, s + 1, static_cast<std::uint8_t>(*s));
 }
 
 // Shows one value whose bytes are all there.
-inline char* show(char* out, const Op& op, const std::uint8_t* payload, const View& v) {
+[[gnu::always_inline]] inline char* show(char* out, const Op& op, const std::uint8_t* payload, const View& view) {
     const std::uint8_t* const p = payload + op.at;
     switch (op.show) {
-        case Show::nothing:
-            return out;
-        case Show::hex1:
-            return put_hex<1>(out, p, lower_pairs);
-        case Show::hex2:
-            return put_hex<2>(out, p, lower_pairs);
-        case Show::hex4:
-            return put_hex<4>(out, p, lower_pairs);
-        case Show::hex8:
-            return put_hex<8>(out, p, lower_pairs);
-        case Show::HEX1:
-            return put_hex<1>(out, p, upper_pairs);
-        case Show::HEX2:
-            return put_hex<2>(out, p, upper_pairs);
-        case Show::HEX4:
-            return put_hex<4>(out, p, upper_pairs);
-        case Show::HEX8:
-            return put_hex<8>(out, p, upper_pairs);
+        case Show::nothing: return out;
+        case Show::hex1: return put_hex<'a', 1>(out, p);
+        case Show::hex2: return put_hex<'a', 2>(out, p);
+        case Show::hex4: return put_hex<'a', 4>(out, p);
+        case Show::hex8: return put_hex<'a', 8>(out, p);
+        case Show::HEX1: return put_hex<'A', 1>(out, p);
+        case Show::HEX2: return put_hex<'A', 2>(out, p);
+        case Show::HEX4: return put_hex<'A', 4>(out, p);
+        case Show::HEX8: return put_hex<'A', 8>(out, p);
+        case Show::hex:
+        case Show::HEX: return put_hexadecimal(out, op, static_cast<std::uint32_t>(number(op, p)));
+        case Show::decimal:
+        case Show::unsigned_decimal: return put_decimal(out, op, number(op, p));
+        case Show::pointer: return put_pointer(out, load<std::uint32_t>(p));
         case Show::text: {
-            const std::size_t n = strnlen(reinterpret_cast<const char*>(p), op.width);
+            const std::size_t n = strnlen(reinterpret_cast<const char*>(p), op.argument);
             std::memcpy(out, p, n);
             return out + n;
         }
-        case Show::pointer:
-            return put_pointer(out, load<std::uint32_t>(p));
         case Show::name:
-        case Show::fixed:
-            return put_name(out, op, number(op, p), v);
-        default:
-            return put_number(out, op, number(op, p));
+        case Show::fixed: return put_name(out, op, p, view);
     }
+    return out;
 }
 
 }  // namespace
@@ -207,17 +163,16 @@ void Writer::dump(const std::uint8_t* data, std::size_t size) {
 
 Digits Digits::decimal(std::int64_t v) {
     Digits d;
-    char* begin = decimal_before(d.text_ + sizeof text_, static_cast<std::uint64_t>(v < 0 ? -v : v));
-    if (v < 0) *--begin = '-';
-    d.begin_ = static_cast<std::size_t>(begin - d.text_);
+    char* at = d.text_;
+    if (v < 0) *at++ = '-';
+    d.length_ = static_cast<std::size_t>(put_decimal_number(at, static_cast<std::uint64_t>(v < 0 ? -v : v)) - d.text_);
     return d;
 }
-Digits Digits::hex(std::uint32_t v, int digits) {
+Digits Digits::hex(std::uint32_t v, std::uint8_t digits) {
     Digits d;
-    char* const end = d.text_ + sizeof text_;
-    char* begin = hex_before(end, v, "0123456789abcdef");
-    while (end - begin < digits) *--begin = '0';
-    d.begin_ = static_cast<std::size_t>(begin - d.text_);
+    char shortest[16];
+    const std::size_t n = static_cast<std::size_t>(put_hex_number<'a'>(shortest, v) - shortest);
+    d.length_ = static_cast<std::size_t>(put_wide(d.text_, digits | Op::zero, "", shortest, n) - d.text_);
     return d;
 }
 
@@ -226,10 +181,23 @@ void Report::run(const View& v) {
     if (!at || payload.size < v.layout.extent || observer.each) return run_carefully(v);
     const char* literal = v.text + v.layout.literals;
     const Op* const end = v.ops + v.layout.end;
+    const std::uint8_t* const bytes = payload.data;
     for (const Op* op = v.ops + v.layout.begin; op != end; ++op) {
-        at = copy(at, literal, op->literal);
-        literal += op->literal;
-        at = show(at, *op, payload.data, v);
+        if (const std::size_t copies = op->copies; copies > 8) {
+            std::memcpy(at, literal, 16 * copies);
+        } else if (copies != 0) {
+            copy(at, literal, 16 * copies);
+        }
+        at += op->literal;
+        if (op->show == Show::hex4) {
+            const std::size_t step = op->gap() + 8, characters = op->more() * step + 8;
+            put_hex_run(at, bytes + op->at, op->more() + 1, step, op->stride());
+            literal += op->literal + characters;
+            at += characters;
+        } else {
+            literal += op->literal + hole_of(op->show);
+            at = show(at, *op, bytes, v);
+        }
     }
     out.take(at);
 }
@@ -237,31 +205,47 @@ void Report::run(const View& v) {
 // For payloads that end early, rooms that may not do, and observers.
 void Report::run_carefully(const View& v) {
     const char* literal = v.text + v.layout.literals;
-    for (std::size_t i = v.layout.begin; i != v.layout.end; ++i) {
-        const Op& op = v.ops[i];
+    const std::uint16_t* label = v.label_of + v.layout.values;
+    for (std::size_t i = v.layout.begin; i != v.layout.hidden_end; ++i) {
+        Op op = v.ops[i];
+        const std::size_t values =
+            op.show == Show::hex4 ? op.more() + 1 : op.show != Show::nothing || i >= v.layout.end;
         out.put({literal, op.literal});
         literal += op.literal;
-        if (v.label_of[i] == unlabelled) continue;
-        const Label& label = v.labels[v.label_of[i]];
-        const std::size_t at = op.at - std::size_t{label.back};
-        const bool missing = !payload.has(at, label.size);
-        char buffer[longest_value];
-        char* end = buffer;
-        if (!missing) {
-            end = show(buffer, op, payload.data, v);
-        } else if (op.show == Show::text) {
-            const Payload held = payload.from(at, label.size);
-            const char* const s = reinterpret_cast<const char*>(held.data);
-            end = std::copy_n(s, held.size == 0 ? 0 : strnlen(s, held.size), buffer);
-        } else if (op.show != Show::nothing) {
-            end = std::fill_n(buffer, label.shown, '?');
+        for (std::size_t n = 0; n < values; ++n) {
+            if (n > 0) {
+                out.put({literal, op.gap()});
+                literal += op.gap();
+                op.at = static_cast<std::uint16_t>(op.at + op.stride());
+            }
+            literal += hole_of(op.show);
+            put_one(v, op, v.labels[*label++]);
         }
-        std::string_view text(buffer, static_cast<std::size_t>(end - buffer));
-        if (op.show == Show::nothing) text = {};
-        out.put(text);
-        const bool has_number = !missing && op.show != Show::text;
-        observe(label, v, at, has_number ? number(op, payload.data + op.at) : 0, missing, text);
     }
+}
+
+void Report::put_one(const View& v, const Op& op, const Label& label) {
+    const std::size_t at = op.at - std::size_t{label.back};
+    const bool missing = !payload.has(at, label.size);
+    char buffer[longest_value];
+    char* end = buffer;
+    if (!missing) {
+        end = show(buffer, op, payload.data, v);
+    } else if (op.show == Show::text) {
+        const Payload held = payload.from(at, label.size);
+        const char* const s = reinterpret_cast<const char*>(held.data);
+        end = std::copy_n(s, held.size == 0 ? 0 : strnlen(s, held.size), buffer);
+    } else if (op.show != Show::nothing) {
+        end = std::fill_n(buffer, label.shown, '?');
+    }
+    std::string_view text(buffer, static_cast<std::size_t>(end - buffer));
+    if (op.show == Show::nothing) text = {};
+    out.put(text);
+    if (!observer.each) return;
+    std::uint64_t v_number = 0;
+    if (!missing && op.show != Show::text)
+        v_number = op.show == Show::hex4 ? load<std::uint32_t>(payload.data + op.at) : number(op, payload.data + op.at);
+    observe(label, v, at, v_number, missing, text);
 }
 
 void Report::observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,
@@ -295,7 +279,13 @@ std::uint64_t Report::peek(const Field& field) const {
     const std::size_t at = field.at[layout];
     if (!field.at.present(layout) || !payload.has(at, field.width)) return 0;
     if (field.kind == Field::Kind::flag) return (payload.data[at + field.mask_at] & field.mask) != 0;
-    return load_number(payload.data + at, field.width);
+    const std::uint8_t* const p = payload.data + at;
+    switch (field.width) {
+        case 1: return *p;
+        case 2: return load<std::uint16_t>(p);
+        case 4: return load<std::uint32_t>(p);
+        default: return load<std::uint64_t>(p);
+    }
 }
 
 void Report::put_value(std::string_view text, const Field& field, const char* name) {
@@ -303,7 +293,8 @@ void Report::put_value(std::string_view text, const Field& field, const char* na
     const bool missing = !payload.has(at, field.width);
     if (missing) text = "?";
     out.put(text);
-    const std::uint64_t sign = field.kind == Field::Kind::signed_number ? std::uint64_t{1} << (8 * field.width - 1) : 0;
+    const bool is_signed = field.kind == Field::Kind::signed_number;
+    const std::uint64_t sign = is_signed && !missing ? std::uint64_t{1} << (8 * field.width - 1) : 0;
     tell({.group = "",
           .name = name,
           .index = -1,
@@ -311,7 +302,7 @@ void Report::put_value(std::string_view text, const Field& field, const char* na
           .size = field.width,
           .kind = DD_FFDC_NAME,
           .missing = missing,
-          .number = static_cast<std::int64_t>((peek(field) ^ sign) - (missing ? 0 : sign)),
+          .number = static_cast<std::int64_t>((peek(field) ^ sign) - sign),
           .text = text.data(),
           .text_length = text.size()});
 }

@@ -60,12 +60,12 @@ struct Payload {
 class Digits {
 public:
     static Digits decimal(std::int64_t v);
-    static Digits hex(std::uint32_t v, int digits = 1);
-    operator std::string_view() const { return {text_ + begin_, sizeof text_ - begin_}; }
+    static Digits hex(std::uint32_t v, std::uint8_t digits = 1);
+    operator std::string_view() const { return {text_, length_}; }
 
 private:
-    char text_[20];
-    std::size_t begin_ = sizeof text_;
+    char text_[40];
+    std::size_t length_ = 0;
 };
 
 // Who is told of every value while a report is printed, and how its places are called there.
@@ -134,6 +134,7 @@ private:
 
     void run(const View& v);
     void run_carefully(const View& v);
+    void put_one(const View& v, const Op& op, const Label& label);
     void observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,
                  std::string_view text);
     void tell(dd_ffdc_value value) const;

@@ -119,6 +119,7 @@ struct Row {
     }
     // How often the format is printed.
     constexpr std::size_t repeats() const { return values() == 0 ? 1 : field.count / values(); }
+    constexpr bool hidden() const { return has_value() && format.count == 0; }
     constexpr bool shown_again() const { return label && *label == '\0'; }
     // Every element is called by its entry of `names`; under a label it is called by its index.
     constexpr bool names_elements() const { return !label && !names.empty() && names.size() == field.count; }
@@ -149,6 +150,8 @@ private:
             require(prints_text == is_text, fmt.text, "%s prints texts and names, every other conversion numbers");
             require(prints_text || c.wide == (f.width == 8), fmt.text,
                     "ll goes with 64-bit fields, and only with them");
+            require(f.width < 8 || (c.kind != 'x' && c.kind != 'X') || (c.zero && c.width == 16), fmt.text,
+                    "a 64-bit field shows all its hexadecimal digits");
             require(c.kind != 'p' || f.width == 4, fmt.text, "%p prints a 32-bit field");
             require(c.precision == 0 || c.kind != 's', fmt.text, "only names are cut to a precision");
         }

@@ -12,14 +12,15 @@ namespace ffdc {
 // How an op turns its value into text.
 enum class Show : std::uint8_t {
     nothing,  // only the literal; or a value that the text does not show
+    // All digits of 1, 2, 4 or 8 bytes, in lower and in upper case.
     hex1,
     hex2,
     hex4,
-    hex8,  // all digits of so many bytes, lower case
+    hex8,
     HEX1,
     HEX2,
     HEX4,
-    HEX8,  // the same in upper case
+    HEX8,
     hex,
     HEX,
     decimal,
@@ -31,18 +32,28 @@ enum class Show : std::uint8_t {
 };
 enum class Load : std::uint8_t { u8, u16, u32, u64, s16, s32, bcd, bit };
 
-// One step: copy `literal` characters, then show the value at `at`.
+// Characters of a value that always has the same number of them, else 0.
+inline constexpr std::uint8_t hole[] = {0, 2, 4, 8, 16, 2, 4, 8, 16, 0, 0, 0, 0, 0, 0, 0, 0};
+constexpr std::size_t hole_of(Show show) { return hole[static_cast<std::size_t>(show)]; }
+
+// One step: `literal` characters, then the value at `at`. The table's text has holes where values of fixed width go, so
+// that what lies between two values of varying width is copied at once, by the first op behind the former.
 struct Op {
-    // Flags beside the least width of a number.
+    // In the argument of a number.
     static constexpr std::uint8_t width_bits = 31, zero = 32, prefix = 64;
 
-    std::uint16_t at;
-    std::uint8_t literal;
-    Show show;
-    Load load;
-    std::uint8_t width;  // of a number; of a text field in bytes
-    std::uint8_t mask;   // of the byte, for u8, bcd and bit
-    std::uint8_t names;  // which names of the table
+    std::uint16_t at = 0;
+    std::uint8_t copies = 0;  // of 16 characters: the text up to the next value of varying width
+    std::uint8_t literal = 0;
+    Show show = Show::nothing;
+    Load load = Load::u8;
+    std::uint8_t mask = 0;      // of the byte, for u8, bcd and bit
+    std::uint8_t argument = 0;  // least width and flags of a number, bytes of a text field, which names of the table
+
+    // An op of hex4 is a run of such values, evenly spaced both in the text and in the payload.
+    constexpr std::size_t more() const { return argument; }
+    constexpr std::size_t gap() const { return mask; }
+    constexpr std::size_t stride() const { return static_cast<std::size_t>(load); }
 };
 
 // What the value of an op is called and where it lies. Only dd_ffdc_values and missing values need it.
@@ -67,13 +78,14 @@ struct PackedNames {
 
 // One layout of a table.
 struct Layout {
-    std::uint16_t begin, end;  // ops
+    std::uint16_t begin, end;  // ops that print
+    std::uint16_t hidden_end;  // then ops of values that the text does not show
+    std::uint16_t values;      // labels of its values, in order
     std::uint16_t literals;    // in the table's text
     std::uint16_t longest;     // characters it can print
     std::uint16_t extent;      // bytes of payload it reads
 };
 
-inline constexpr std::uint16_t unlabelled = 0xffff;
 inline constexpr std::size_t slack =
     16;  // literals are copied 16 bytes at a time: their source and target have this to spare
 
@@ -81,7 +93,7 @@ inline constexpr std::size_t slack =
 struct View {
     const Layout& layout;
     const Op* ops;
-    const std::uint16_t* label_of;  // an op
+    const std::uint16_t* label_of;  // a value of the layout
     const Label* labels;
     const PackedNames* names;
     const char* text;
@@ -109,9 +121,7 @@ constexpr std::size_t longest(const Field& f, const Conversion& c, bool any_numb
                         n, f.names.otherwise ? std::string_view(f.names.otherwise).size() : invalid_longest.size());
             }
             break;
-        case 'p':
-            n = 10;
-            break;
+        case 'p': n = 10; break;
         case 'd':
         case 'u':
             if (f.kind == Field::Kind::flag)
@@ -125,8 +135,7 @@ constexpr std::size_t longest(const Field& f, const Conversion& c, bool any_numb
             else
                 n = 20;
             break;
-        default:
-            n = (is_signed && f.width < 4 ? 8u : 2u * f.width) + (c.prefix ? 2 : 0);
+        default: n = (is_signed && f.width < 4 ? 8u : 2u * f.width) + (c.prefix ? 2 : 0);
     }
     return std::max({n, std::size_t{c.width}, std::size_t{c.precision}});
 }
@@ -143,15 +152,11 @@ constexpr Load load_of(const Field& f) {
 
 constexpr Show show_of(const Field& f, const Conversion& c) {
     switch (f.kind) {
-        case Field::Kind::text:
-            return Show::text;
+        case Field::Kind::text: return Show::text;
         case Field::Kind::name:
-        case Field::Kind::choice:
-            return Show::name;
-        case Field::Kind::fixed:
-            return Show::fixed;
-        default:
-            break;
+        case Field::Kind::choice: return Show::name;
+        case Field::Kind::fixed: return Show::fixed;
+        default: break;
     }
     if (c.kind == 'd') return Show::decimal;
     if (c.kind == 'u') return Show::unsigned_decimal;
@@ -159,14 +164,10 @@ constexpr Show show_of(const Field& f, const Conversion& c) {
     const bool upper = c.kind == 'X';
     if (c.zero && !c.prefix && !f.masked && c.width == 2 * f.width) {
         switch (f.width) {
-            case 1:
-                return upper ? Show::HEX1 : Show::hex1;
-            case 2:
-                return upper ? Show::HEX2 : Show::hex2;
-            case 4:
-                return upper ? Show::HEX4 : Show::hex4;
-            default:
-                return upper ? Show::HEX8 : Show::hex8;
+            case 1: return upper ? Show::HEX1 : Show::hex1;
+            case 2: return upper ? Show::HEX2 : Show::hex2;
+            case 4: return upper ? Show::HEX4 : Show::hex4;
+            default: return upper ? Show::HEX8 : Show::hex8;
         }
     }
     return upper ? Show::HEX : Show::hex;
@@ -175,21 +176,14 @@ constexpr Show show_of(const Field& f, const Conversion& c) {
 // As enum dd_ffdc_kind of the public header, which tables do not need otherwise.
 constexpr std::uint8_t kind_of(const Field& f, char conversion) {
     switch (f.kind) {
-        case Field::Kind::unsigned_number:
-            return conversion == 'p' ? 2 : 0;
-        case Field::Kind::signed_number:
-            return 1;
-        case Field::Kind::text:
-            return 3;
-        case Field::Kind::name:
-            return 4;
+        case Field::Kind::unsigned_number: return conversion == 'p' ? 2 : 0;
+        case Field::Kind::signed_number: return 1;
+        case Field::Kind::text: return 3;
+        case Field::Kind::name: return 4;
         case Field::Kind::flag:
-        case Field::Kind::choice:
-            return 5;
-        case Field::Kind::bcd:
-            return 6;
-        default:
-            return 0;
+        case Field::Kind::choice: return 5;
+        case Field::Kind::bcd: return 6;
+        default: return 0;
     }
 }
 
@@ -200,12 +194,16 @@ struct Draft {
     std::vector<std::uint16_t> label_of;
     std::vector<Label> labels;
     std::vector<PackedNames> names;
-    std::vector<const Field*> named_fields;
+    struct Named {
+        const Field* field;
+        std::size_t width;  // to which the names are padded
+    };
+    std::vector<Named> named_fields;
     std::vector<char> text, strings;
 
     constexpr explicit Draft(Table rows) {
         for (std::size_t i = 0; i < columns(rows); ++i) add_layout(rows, i);
-        for (const Field* f : named_fields) add_names(*f);
+        for (const Named& n : named_fields) add_names(*n.field, n.width);
         text.insert(text.end(), slack, '\0');
     }
 
@@ -214,20 +212,38 @@ private:
     std::size_t longest_ = 0, extent_ = 0;
 
     constexpr void add_layout(Table rows, std::size_t layout) {
-        const std::size_t begin = ops.size(), literals = text.size();
+        const std::size_t begin = ops.size(), values = label_of.size(), literals = text.size();
         longest_ = extent_ = 0;
         each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
-            add_row(row, base + (row.has_value() ? row.field.at[layout] : 0), group);
+            if (!row.hidden()) add_row(row, base + (row.has_value() ? row.field.at[layout] : 0), group);
         });
-        if (literal_ != 0)
-            add_op({.at = 0, .literal = 0, .show = Show::nothing, .load = {}, .width = 0, .mask = 0, .names = 0},
-                   unlabelled);
-        layouts.push_back({narrow(begin), narrow(ops.size()), narrow(literals), narrow(longest_), narrow(extent_)});
+        if (literal_ != 0) add_op({});
+        join_runs(begin);
+        const std::size_t printed = ops.size();
+        add_copies(begin, printed);
+        each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
+            if (row.hidden()) add_value(row, {}, 0, base + row.field.at[layout], group);
+        });
+        layouts.push_back({narrow(begin), narrow(printed), narrow(ops.size()), narrow(values), narrow(literals),
+                           narrow(longest_), narrow(extent_)});
+    }
+
+    constexpr void add_copies(std::size_t begin, std::size_t end) {
+        std::size_t run = begin, length = 0;
+        for (std::size_t i = begin; i < end; ++i) {
+            const bool varying = ops[i].show != Show::nothing && hole_of(ops[i].show) == 0;
+            length += ops[i].literal + hole_of(ops[i].show);
+            if (ops[i].show == Show::hex4) length += ops[i].more() * (ops[i].gap() + hole_of(Show::hex4));
+            if (!varying && i + 1 != end) continue;
+            require(length <= 255 * 16, "", "a table has at most 4080 characters between values of varying width");
+            ops[run].copies = static_cast<std::uint8_t>((length + 15) / 16);
+            run = i + 1;
+            length = 0;
+        }
     }
 
     constexpr void add_row(const Row& row, std::size_t at, std::string_view group) {
         std::size_t element = 0, name = 0;
-        if (row.has_value() && row.format.count == 0) return add_value(row, {}, 0, at, group);
         for (std::size_t repeat = 0; repeat < row.repeats(); ++repeat) {
             const char* s = row.format.text;
             for (const Conversion& c : row.format.conversions()) {
@@ -249,61 +265,79 @@ private:
 
     constexpr void add_literal(std::string_view s) {
         for (char c : s) {
-            if (literal_ == 255)
-                add_op({.at = 0, .literal = 0, .show = Show::nothing, .load = {}, .width = 0, .mask = 0, .names = 0},
-                       unlabelled);
+            if (literal_ == 255) add_op({});
             text.push_back(c);
             ++literal_;
             ++longest_;
         }
     }
 
-    constexpr void add_op(Op op, std::uint16_t label) {
+    constexpr void add_op(Op op) {
         op.literal = static_cast<std::uint8_t>(literal_);
         literal_ = 0;
         ops.push_back(op);
-        label_of.push_back(label);
+    }
+
+    constexpr void join_runs(std::size_t begin) {
+        std::size_t last = begin;
+        for (std::size_t i = begin + 1; i < ops.size(); ++i) {
+            Op& run = ops[last];
+            const Op& op = ops[i];
+            const std::size_t end = run.at + run.more() * run.stride();
+            const std::size_t stride = op.at > end ? op.at - end : 0;
+            const bool fits = run.show == Show::hex4 && op.show == Show::hex4 && stride != 0 && stride <= 255 &&
+                              (run.more() == 0 || (run.gap() == op.literal && run.stride() == stride));
+            if (fits) {
+                ++run.argument;
+                run.mask = op.literal;
+                run.load = static_cast<Load>(stride);
+            } else {
+                ops[++last] = op;
+            }
+        }
+        if (ops.size() > begin) ops.resize(last + 1);
     }
 
     constexpr void add_value(const Row& row, const Conversion& c, std::size_t element, std::size_t at,
                              std::string_view group) {
         const Field& f = row.field;
-        Op op = {.at = narrow(at + f.mask_at),
-                 .literal = 0,
-                 .show = Show::nothing,
-                 .load = load_of(f),
-                 .width = 0,
-                 .mask = f.mask,
-                 .names = 0};
+        Op op;
+        op.at = narrow(at + f.mask_at);
+        op.load = load_of(f);
+        op.mask = f.mask;
         if (c.kind != 0) {
             op.show = show_of(f, c);
-            op.width = static_cast<std::uint8_t>(
-                op.show == Show::text ? f.width : c.width | (c.zero ? Op::zero : 0) | (c.prefix ? Op::prefix : 0));
-            if (op.show == Show::name || op.show == Show::fixed) op.names = names_index(f);
+            op.argument = static_cast<std::uint8_t>(c.width | (c.zero ? Op::zero : 0) | (c.prefix ? Op::prefix : 0));
+            if (op.show == Show::text) op.argument = static_cast<std::uint8_t>(f.width);
+            if (op.show == Show::name || op.show == Show::fixed) op.argument = names_index(f, c.width);
             longest_ += longest(f, c, true);
         }
         extent_ = std::max(extent_, at + f.width);
-        add_op(op, label(row, c, element, group));
+        if (op.show == Show::hex4) op.load = {}, op.mask = op.argument = 0;  // a run of one
+        add_op(op);
+        label_of.push_back(label(row, c, element, group));
+        text.insert(text.end(), hole_of(op.show), ' ');
     }
 
-    constexpr std::uint8_t names_index(const Field& f) {
-        auto same = [&f](const Field* g) {
-            auto equal = [](const char* a, const char* b) {
-                return a && b ? std::string_view(a) == std::string_view(b) : a == b;
-            };
-            return g->kind == f.kind && g->names.list.data() == f.names.list.data() &&
-                   g->names.first == f.names.first && equal(g->set, f.set) && equal(g->clear, f.clear);
+    constexpr std::uint8_t names_index(const Field& f, std::size_t width) {
+        auto equal = [](const char* a, const char* b) {
+            return a && b ? std::string_view(a) == std::string_view(b) : a == b;
         };
-        for (std::size_t i = 0; i < named_fields.size(); ++i)
-            if (same(named_fields[i])) return static_cast<std::uint8_t>(i);
-        named_fields.push_back(&f);
+        for (std::size_t i = 0; i < named_fields.size(); ++i) {
+            const Field& g = *named_fields[i].field;
+            if (named_fields[i].width == width && g.kind == f.kind && g.names.list.data() == f.names.list.data() &&
+                g.names.first == f.names.first && equal(g.set, f.set) && equal(g.clear, f.clear))
+                return static_cast<std::uint8_t>(i);
+        }
+        named_fields.push_back({&f, width});
         require(named_fields.size() <= 255, "", "a table has at most 255 sets of names");
         return static_cast<std::uint8_t>(named_fields.size() - 1);
     }
 
-    constexpr void add_names(const Field& f) {
+    constexpr void add_names(const Field& f, std::size_t width) {
         std::vector<std::string_view> entries;
         if (f.kind == Field::Kind::name) {
+            require(width == 0, f.names.list[0], "names of numbers bring their own blanks");
             for (const char* name : f.names.list) entries.push_back(name);
             entries.push_back(f.names.otherwise ? f.names.otherwise : "");
         } else if (f.kind == Field::Kind::choice) {
@@ -311,14 +345,16 @@ private:
         } else {
             entries = {f.set};
         }
-        std::size_t stride = 1;
+        std::size_t stride = width + 1;
         for (std::string_view entry : entries) stride = std::max(stride, entry.size() + 1);
         names.push_back({narrow(text.size()), f.names.first, static_cast<std::uint8_t>(entries.size()),
                          static_cast<std::uint8_t>(stride)});
         for (std::string_view entry : entries) {
-            text.push_back(static_cast<char>(entry.size()));
+            const std::size_t size = std::max(entry.size(), width);
+            text.push_back(static_cast<char>(size));
+            text.insert(text.end(), size - entry.size(), ' ');
             text.insert(text.end(), entry.begin(), entry.end());
-            text.insert(text.end(), stride - 1 - entry.size(), '\0');
+            text.insert(text.end(), stride - 1 - size, '\0');
         }
     }
 
@@ -359,17 +395,18 @@ private:
     }
 
     static constexpr std::uint16_t narrow(std::size_t n) {
-        require(n < unlabelled, "", "a table has less than 64 KiB");
+        require(n <= 0xffff, "", "a table has less than 64 KiB");
         return static_cast<std::uint16_t>(n);
     }
 };
 
 struct Sizes {
-    std::size_t layouts, ops, labels, names, text, strings;
+    std::size_t layouts, ops, values, labels, names, text, strings;
 };
 consteval Sizes measure(Table rows) {
     const Draft d{rows};
-    return {d.layouts.size(), d.ops.size(), d.labels.size(), d.names.size(), d.text.size(), d.strings.size()};
+    return {d.layouts.size(), d.ops.size(),  d.label_of.size(), d.labels.size(),
+            d.names.size(),   d.text.size(), d.strings.size()};
 }
 
 template <const auto& rows>
@@ -378,7 +415,7 @@ struct Packed {
 
     std::array<Layout, sizes.layouts> layouts;
     std::array<Op, sizes.ops> ops;
-    std::array<std::uint16_t, sizes.ops> label_of;
+    std::array<std::uint16_t, sizes.values> label_of;
     std::array<Label, sizes.labels> labels;
     std::array<PackedNames, sizes.names> names;
     std::array<char, sizes.text> text;

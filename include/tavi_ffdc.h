@@ -168,7 +168,7 @@ size_t dd_ffdc_find(const void *area, size_t size, size_t from);
 /* ---- Values ---- */
 
 enum dd_ffdc_kind {
-    DD_FFDC_UNSIGNED, /* number */
+    DD_FFDC_UNSIGNED, /* number; the text may be a word that stands for it */
     DD_FFDC_SIGNED,   /* number, sign-extended */
     DD_FFDC_ADDRESS,  /* number; an address on the service processor */
     DD_FFDC_TEXT,     /* characters up to the first NUL or the end of the field */

@@ -10,7 +10,7 @@ constexpr Row dpss_rows[] = {
     {"Phase number: %d\n", s16(26)},    {"Pin number: %d\n", s16(28)},
 };
 constexpr std::size_t size = 30;
-static_assert(sound<layout_flaw({dpss_rows}, {size})>());
+static_assert(sound({dpss_rows}, {size}));
 static_assert(unread({dpss_rows}, 0, size) == Bytes{{16, 17}});
 static_assert(longest_text({dpss_rows}, 0) == 121);
 

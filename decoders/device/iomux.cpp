@@ -22,7 +22,7 @@ constexpr Row iomux_rows[] = {
     {"\t\t%s:    %08x\t%s:    %08x\n", u32(53, 24), register_names},
 };
 constexpr std::size_t size = 149;
-static_assert(sound<layout_flaw({iomux_rows}, {size})>());
+static_assert(sound({iomux_rows}, {size}));
 static_assert(unread({iomux_rows}, 0, size) == Bytes{});
 
 }  // namespace

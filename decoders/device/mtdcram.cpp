@@ -15,7 +15,7 @@ constexpr Row mtdcram_rows[] = {
     {"Count           %d\n", s32(12)},
 };
 constexpr std::size_t size = 20;
-static_assert(sound<layout_flaw({mtdcram_rows}, {size})>());
+static_assert(sound({mtdcram_rows}, {size}));
 static_assert(unread({mtdcram_rows}, 0, size) == Bytes{});
 // "write" is one longer than the only name.
 static_assert(longest_text({mtdcram_rows}, 0) + 1 == 113);

@@ -52,9 +52,10 @@ constexpr Row hardware_rows[] = {
     {"\nCalibration:\n", group("calibration")},
     {"OSCEN: %s\t", set(7, 8)},
     {"Cal sign: %s\n", set(5, 8)},
+    {u8(8), "register"},
 };
 constexpr std::size_t hardware_size = 24;
-static_assert(sound<layout_flaw({hardware_rows}, {hardware_size})>());
+static_assert(sound({hardware_rows}, {hardware_size}));
 static_assert(unread({hardware_rows}, 0, hardware_size) == Bytes{{7, 7}});
 
 constexpr Row software_rows[] = {
@@ -64,7 +65,7 @@ constexpr Row software_rows[] = {
     {"\tErr Str: [%s]\n", text(0, 64)},
 };
 constexpr std::size_t software_size = 72;
-static_assert(sound<layout_flaw({software_rows}, {software_size})>());
+static_assert(sound({software_rows}, {software_size}));
 static_assert(unread({software_rows}, 0, software_size) == Bytes{});
 
 }  // namespace

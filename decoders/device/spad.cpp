@@ -18,7 +18,7 @@ constexpr Row spad_rows[] = {
     section("location", location_rows, 16),
 };
 constexpr std::size_t size = 20;
-static_assert(sound<layout_flaw({file_rows, spad_rows}, {size})>());
+static_assert(sound({file_rows, spad_rows}, {size}));
 static_assert(unread({file_rows, spad_rows}, 0, size) == Bytes{{10, 11}, {16, 16}});
 
 }  // namespace

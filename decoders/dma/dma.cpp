@@ -22,6 +22,7 @@ constexpr Row dma_rows[] = {
     {"\tRC:          %8d\n", s32({12, 20})},
     {"\tErr_stat:    %8x\n", u32({no, 0})},
     {"\tErr_resp:    %8x\n", u32({no, 4})},
+    {u32(flags), "flags"},
     {"\tFlags:       %8s", flag(31, "FSI ", "", {0, no}), "FSI"},
     {"\tFlags:       %s", flag(31, "FSI ", "", {no, 8}), "FSI"},
     {"%s", flag(30, "PSI "), "PSI"},
@@ -60,7 +61,7 @@ constexpr Row dma_rows[] = {
     {"\t\t%s: %08x\n", u32({72, 80}, 11), register_names},
 };
 constexpr std::size_t sizes[] = {252, 260};
-static_assert(sound<layout_flaw({dma_rows}, sizes)>());
+static_assert(sound({dma_rows}, sizes));
 static_assert(unread({dma_rows}, 0, 252) == Bytes{{116, 123}});
 static_assert(unread({dma_rows}, 1, 260) == Bytes{{124, 131}});
 

@@ -26,7 +26,7 @@ constexpr Row hdma_rows[] = {
     {"\tDMA source:       %s\n", named({source_names, 208, "INVALID"}, u32(36))},
 };
 constexpr std::size_t size = 40;
-static_assert(sound<layout_flaw({hdma_rows}, {size})>());
+static_assert(sound({hdma_rows}, {size}));
 static_assert(unread({hdma_rows}, 0, size) == Bytes{});
 
 }  // namespace

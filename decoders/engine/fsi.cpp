@@ -39,7 +39,7 @@ constexpr Row fsi_rows[] = {
     {"Slave Error - in struct port Info\n"},
     section("port.slave", slave_rows, 64),
 };
-static_assert(sound<layout_flaw({fsi_rows}, {fsi_size})>());
+static_assert(sound({fsi_rows}, {fsi_size}));
 static_assert(unread({fsi_rows}, 0, fsi_size) == Bytes{{34, 35}, {63, 63}});
 static_assert(longest_text({fsi_rows}, 0) == fsi_longest);
 

@@ -79,7 +79,7 @@ constexpr Row trace_rows[] = {{"jtagerr trace:\n"}};
     file_rows, engine_rows, model_rows, lock_rows, register_rows, cache_rows, chain_rows, mux_rows, length_rows, \
         error_rows
 constexpr std::size_t sizes[] = {308, 312, 340, 596};
-static_assert(sound<layout_flaw({ALL_ROWS}, sizes)>());
+static_assert(sound({ALL_ROWS}, sizes));
 static_assert(unread({ALL_ROWS}, 0, sizes[0]) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
 static_assert(unread({ALL_ROWS}, 1, sizes[1]) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
 static_assert(unread({ALL_ROWS}, 2, sizes[2]) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});

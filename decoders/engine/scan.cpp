@@ -33,7 +33,7 @@ constexpr Row scan_rows[] = {
     {"data: 0x%08lx \n", u32(data, 10)},
 };
 constexpr std::size_t sizes[] = {fsi_at + fsi_size, 134, 144, 148};
-static_assert(sound<layout_flaw({scan_rows}, sizes)>());
+static_assert(sound({scan_rows}, sizes));
 static_assert(unread({scan_rows}, 0, sizes[0]) == Bytes{{128, 135}, {fsi_at, fsi_at + fsi_size - 1}});
 static_assert(unread({scan_rows}, 1, sizes[1]) == Bytes{});
 static_assert(unread({scan_rows}, 2, sizes[2]) == Bytes{{134, 135}});
@@ -50,7 +50,7 @@ constexpr Row bulk_rows[] = {
     {"rc : 0x%08lx\n", u32(12)},   {"remaining size : %u\n", u32(24)},   {"last executed operation : %u\n", u32(28)},
 };
 constexpr std::size_t bulk_size = 32;
-static_assert(sound<layout_flaw({bulk_rows}, {bulk_size})>());
+static_assert(sound({bulk_rows}, {bulk_size}));
 static_assert(unread({bulk_rows}, 0, bulk_size) == Bytes{{4, 7}, {22, 23}});
 static_assert(longest_text({bulk_rows}, 0) == 209);
 

@@ -32,7 +32,7 @@ constexpr Row scom_rows[] = {
     {"data: 0x%08lx \n", u32(data, 10)},
 };
 constexpr std::size_t sizes[] = {fsi_at[0] + fsi_size, fsi_at[1] + fsi_size, fsi_at[2] + fsi_size, 142};
-static_assert(sound<layout_flaw({scom_rows}, sizes)>());
+static_assert(sound({scom_rows}, sizes));
 // Eight bytes before the FSI block, and the block itself.
 static_assert(unread({scom_rows}, 0, sizes[0]) == Bytes{{132, sizes[0] - 1}});
 static_assert(unread({scom_rows}, 1, sizes[1]) == Bytes{{140, sizes[1] - 1}});

@@ -76,7 +76,7 @@ constexpr Row master_rows[] = {
     {"OFFSET_PHASE:%d\t", state(13)},
     {"QUEUED:%d\n", state(14)},
     {"SPECIAL_PHASE:%d\n", state(15)},
-    {"\nTransfer Options\n----------------\n", group("master.options")},
+    {"\nTransfer Options\n----------------\n", group("master.transfer options")},
     {"speed: %d khz\n", u16({113, no, no, no})},
     {"address: 0x%04X\n", u16(115)},
     {"offset width: %d bytes\n", u16(117)},
@@ -89,7 +89,7 @@ constexpr Row master_rows[] = {
     {"offset: 0x%08lX\n", u32(137)},
     {"flags: 0x%08lX\n", u32(141)},
     {"       (SPECIAL_RD[3], NO_DMA[2], FORCE_DMA[1])\n"},
-    {"\nRecovery Options\n----------------\n", group("master.recovery")},
+    {"\nRecovery Options\n----------------\n", group("master.recovery options")},
     {"redo policy: 0x%08lX\n", u32(145)},
     {"speed policy: 0x%08lX\n", u32({149, no, no, no})},
     {"redo delay: %ld milliseconds\n", s32(153)},
@@ -136,8 +136,8 @@ constexpr Row slave_rows[] = {
 constexpr std::size_t sizes[] = {205, 205, 461, 469};
 #define MASTER_ROWS summary_rows, engine_rows, kor_rows, master_rows
 #define SLAVE_ROWS summary_rows, engine_rows, wex_rows, slave_rows
-static_assert(sound<layout_flaw({MASTER_ROWS}, sizes)>());
-static_assert(sound<layout_flaw({SLAVE_ROWS}, sizes)>());
+static_assert(sound({MASTER_ROWS}, sizes));
+static_assert(sound({SLAVE_ROWS}, sizes));
 static_assert(unread({MASTER_ROWS}, 0, sizes[0]) ==
               Bytes{{73, 80}, {119, 120}, {159, 160}, {169, 184}, {186, 188}, {197, 204}});
 static_assert(unread({MASTER_ROWS}, 1, sizes[1]) ==

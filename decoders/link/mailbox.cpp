@@ -138,7 +138,7 @@ constexpr Row tail_rows[] = {section("fsi_irqinfo", interrupt_rows, {no, no, no,
 
 #define ALL_ROWS request_rows, parameter_rows, register_rows, tail_rows
 constexpr std::size_t sizes[] = {184, 268, 276, 300, 396};
-static_assert(sound<layout_flaw({ALL_ROWS}, sizes)>());
+static_assert(sound({ALL_ROWS}, sizes));
 static_assert(unread({ALL_ROWS}, 0, sizes[0]) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
 static_assert(unread({ALL_ROWS}, 1, sizes[1]) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
 static_assert(unread({ALL_ROWS}, 2, sizes[2]) == Bytes{{1, 3}, {8, 11}, {23, 23}, {30, 31}, {62, 63}});

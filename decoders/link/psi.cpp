@@ -85,7 +85,7 @@ constexpr Row psi_rows[] = {
     {"%s:%08x %s:%08x %s:%08x %s:%08x\n", u32(20, 24), link_registers, "registers"},
 };
 constexpr std::size_t size = 516;
-static_assert(sound<layout_flaw({psi_rows}, {size, size})>());
+static_assert(sound({psi_rows}, {size, size}));
 // The transmit registers lie 16 bytes apart up to SR15, and SR23 and SR24 have a word between them.
 #define BETWEEN_REGISTERS                                                                                     \
     {12, 15}, {120, 131}, {136, 147}, {152, 163}, {168, 179}, {184, 195}, {200, 211}, {216, 227}, {232, 243}, \

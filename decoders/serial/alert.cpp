@@ -19,7 +19,7 @@ constexpr Row register_rows[] = {
     {"%15.15s: %08x\n", u32(40, 16), register_names},
 };
 constexpr std::size_t size = 104;
-static_assert(sound<layout_flaw({alert_rows, register_rows}, {size})>());
+static_assert(sound({alert_rows, register_rows}, {size}));
 static_assert(unread({alert_rows, register_rows}, 0, size) == Bytes{{10, 19}, {33, 39}});
 
 }  // namespace

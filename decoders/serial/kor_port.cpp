@@ -26,7 +26,7 @@ constexpr Row register_rows[] = {
     {"%15.15s: %08x\n", u32(32, 28), register_names},
 };
 constexpr std::size_t sizes[] = {144, 168, 172};
-static_assert(sound<layout_flaw({port_rows, register_rows}, sizes)>());
+static_assert(sound({port_rows, register_rows}, sizes));
 static_assert(unread({port_rows, register_rows}, 0, sizes[0]) == Bytes{{27, 31}});
 static_assert(unread({port_rows, register_rows}, 1, sizes[1], {bytes(160, 8)}) == Bytes{{27, 31}});
 static_assert(unread({port_rows, register_rows}, 2, sizes[2], {bytes(160, 8)}) == Bytes{{27, 31}});

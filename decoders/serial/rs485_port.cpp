@@ -34,8 +34,8 @@ constexpr Row counter_rows[] = {
     {"tx_retries[%d]\n", s32(232)},
 };
 constexpr std::size_t sizes[] = {104, 236};
-static_assert(sound<layout_flaw({capture_rows, register_rows, state_rows}, {sizes[0]})>());
-static_assert(sound<layout_flaw({capture_rows, register_rows, state_rows, counter_rows}, {sizes[1]})>());
+static_assert(sound({capture_rows, register_rows, state_rows}, {sizes[0]}));
+static_assert(sound({capture_rows, register_rows, state_rows, counter_rows}, {sizes[1]}));
 static_assert(unread({capture_rows, register_rows, state_rows}, 0, sizes[0]) == Bytes{{0, 43}, {50, 51}, {74, 75}});
 static_assert(unread({capture_rows, register_rows, state_rows, counter_rows}, 0, sizes[1],
                      {bytes(106, 10), first_capture, second_capture}) ==

@@ -4,7 +4,7 @@
 
 namespace ffdc {
 
-static_assert(sound<layout_flaw({buffer_rows}, {buffer_size})>());
+static_assert(sound({buffer_rows}, {buffer_size}));
 static_assert(unread({buffer_rows}, 0, buffer_size) == Bytes{});
 
 void buffer_descriptor(Report& r) { r.print<buffer_rows>(); }

@@ -14,7 +14,7 @@ constexpr Row port_rows[] = {
     {"  vaddr  : 0x%08lx\n", u32(20)}, {"  paddr  : 0x%08lx\n", u32(16)},
 };
 constexpr std::size_t size = 24;
-static_assert(sound<layout_flaw({magic_rows, port_rows}, {size})>());
+static_assert(sound({magic_rows, port_rows}, {size}));
 static_assert(unread({magic_rows, port_rows}, 0, size) == Bytes{});
 
 }  // namespace

@@ -36,7 +36,7 @@ constexpr Row operation_rows[] = {
     {"len[%d]\n", u16(110)},
 };
 constexpr std::size_t size = 112;
-static_assert(sound<layout_flaw({port_rows, register_rows, operation_rows}, {size})>());
+static_assert(sound({port_rows, register_rows, operation_rows}, {size}));
 static_assert(unread({port_rows, register_rows, operation_rows}, 0, size) ==
               Bytes{{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}});
 

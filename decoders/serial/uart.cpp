@@ -58,9 +58,9 @@ constexpr Row rc_rows[] = {section("", origin_rows, 0)};
 #define ALL_ROWS rc_rows, driver_rows
 #define STATS_ROWS tx_rows, rx_rows
 constexpr std::size_t sizes[] = {72, 192}, short_size = 12;
-static_assert(sound<layout_flaw({ALL_ROWS}, sizes)>());
-static_assert(sound<layout_flaw({STATS_ROWS}, {sizes[1]})>());
-static_assert(sound<layout_flaw({short_rows}, {short_size})>());
+static_assert(sound({ALL_ROWS}, sizes));
+static_assert(sound({STATS_ROWS}, {sizes[1]}));
+static_assert(sound({short_rows}, {short_size}));
 static_assert(unread({ALL_ROWS}, 0, sizes[0]) == Bytes{{10, 11}});
 static_assert(unread({ALL_ROWS, STATS_ROWS}, 1, sizes[1], {bytes(72, 8)}) ==
               Bytes{{10, 11}, {86, 87}, {108, 111}, {124, 127}, {164, 167}});

@@ -20,7 +20,7 @@ constexpr Row register_rows[] = {
     {"%4s:%02x\n", u8(29, 7), register_names},
 };
 constexpr std::size_t size = 37;
-static_assert(sound<layout_flaw({port_rows, register_rows}, {size})>());
+static_assert(sound({port_rows, register_rows}, {size}));
 static_assert(unread({port_rows, register_rows}, 0, size) == Bytes{{10, 11}, {36, 36}});
 
 }  // namespace
