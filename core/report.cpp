@@ -54,7 +54,7 @@ inline void put_hex_run(char* out, const std::uint8_t* p, std::size_t n, std::si
         for (; n >= 2; n -= 2, out += 2 * step, p += 8) {
             const __m128i digits = hex_digits<'a'>(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
             _mm_storel_epi64(reinterpret_cast<__m128i*>(out), digits);
-            _mm_storeh_pd(reinterpret_cast<double*>(out + step), _mm_castsi128_pd(digits));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + step), _mm_unpackhi_epi64(digits, digits));
         }
 #endif
     for (; n != 0; --n, out += step, p += stride) put_hex<'a', 4>(out, p);
@@ -155,6 +155,16 @@ inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const View
 
 }  // namespace
 
+void Writer::put(std::string_view s) {
+    if (s.empty()) return;
+    if (length_ + s.size() < room_) {
+        std::memcpy(out_ + length_, s.data(), s.size());
+    } else if (length_ + 1 < room_) {
+        std::memcpy(out_ + length_, s.data(), room_ - 1 - length_);
+    }
+    length_ += s.size();
+}
+
 void Writer::dump(const std::uint8_t* data, std::size_t size) {
     if (length_ < room_)
         length_ += static_cast<std::size_t>(
@@ -176,7 +186,8 @@ Digits Digits::hex(std::uint32_t v, std::uint8_t digits) {
     return d;
 }
 
-void Report::run(const View& v) {
+void Report::run(const Head& table) {
+    const View v(table, layout);
     char* at = out.reserve(v.layout.longest);
     if (!at || payload.size < v.layout.extent || observer.each) return run_carefully(v);
     const char* literal = v.text + v.layout.literals;
@@ -205,7 +216,7 @@ void Report::run(const View& v) {
 // For payloads that end early, rooms that may not do, and observers.
 void Report::run_carefully(const View& v) {
     const char* literal = v.text + v.layout.literals;
-    const std::uint16_t* label = v.label_of + v.layout.values;
+    const std::uint8_t* label = v.label_of;
     for (std::size_t i = v.layout.begin; i != v.layout.hidden_end; ++i) {
         Op op = v.ops[i];
         const std::size_t values =
@@ -242,10 +253,14 @@ void Report::put_one(const View& v, const Op& op, const Label& label) {
     if (op.show == Show::nothing) text = {};
     out.put(text);
     if (!observer.each) return;
-    std::uint64_t v_number = 0;
-    if (!missing && op.show != Show::text)
-        v_number = op.show == Show::hex4 ? load<std::uint32_t>(payload.data + op.at) : number(op, payload.data + op.at);
-    observe(label, v, at, v_number, missing, text);
+    std::uint64_t n = 0;
+    if (!missing && op.show == Show::hex4) {
+        n = load<std::uint32_t>(payload.data + op.at);
+        if (label.kind == DD_FFDC_SIGNED) n = static_cast<std::uint64_t>(static_cast<std::int32_t>(n));
+    } else if (!missing && op.show != Show::text) {
+        n = number(op, payload.data + op.at);
+    }
+    observe(label, v, at, n, missing, text);
 }
 
 void Report::observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,

@@ -16,14 +16,7 @@ class Writer {
 public:
     Writer(char* out, int room) : out_(out), room_(out && room > 0 ? static_cast<std::size_t>(room) : 0) {}
 
-    void put(std::string_view s) {
-        if (length_ + s.size() < room_) {
-            std::memcpy(out_ + length_, s.data(), s.size());
-        } else if (length_ + 1 < room_) {
-            std::memcpy(out_ + length_, s.data(), room_ - 1 - length_);
-        }
-        length_ += s.size();
-    }
+    void put(std::string_view s);
     // Whole lines of a raw dump, as many as fit.
     void dump(const std::uint8_t* data, std::size_t size);
 
@@ -96,7 +89,7 @@ public:
     // A table; a piece of text, or of several.
     template <const auto& rows>
     void print() {
-        run(view<rows>(layout));
+        run(packed<rows>.head);
     }
     template <typename... Piece>
     void put(const Piece&... piece) {
@@ -132,7 +125,7 @@ public:
 private:
     bool closed_ = false;
 
-    void run(const View& v);
+    void run(const Head& table);
     void run_carefully(const View& v);
     void put_one(const View& v, const Op& op, const Label& label);
     void observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,

@@ -89,15 +89,35 @@ struct Layout {
 inline constexpr std::size_t slack =
     16;  // literals are copied 16 bytes at a time: their source and target have this to spare
 
-// A packed table as the engine sees it.
+// The beginning of a packed table: how many layouts, and how many bytes from here its parts lie.
+struct Head {
+    std::uint16_t columns, layouts, ops, label_of, labels, names, text, strings;
+};
+
+// One layout of a packed table as the engine sees it.
 struct View {
+    View(const Head& head, std::size_t column)
+        : layout(part<Layout>(head, head.layouts)[column < head.columns ? column : 0]),
+          ops(part<Op>(head, head.ops)),
+          label_of(part<std::uint8_t>(head, head.label_of) + layout.values),
+          labels(part<Label>(head, head.labels)),
+          names(part<PackedNames>(head, head.names)),
+          text(part<char>(head, head.text)),
+          strings(part<char>(head, head.strings)) {}
+
     const Layout& layout;
     const Op* ops;
-    const std::uint16_t* label_of;  // a value of the layout
+    const std::uint8_t* label_of;  // a value of the layout
     const Label* labels;
     const PackedNames* names;
     const char* text;
     const char* strings;
+
+private:
+    template <typename T>
+    static const T* part(const Head& head, std::size_t bytes) {
+        return reinterpret_cast<const T*>(reinterpret_cast<const char*>(&head) + bytes);
+    }
 };
 
 namespace packing {
@@ -191,7 +211,7 @@ constexpr std::uint8_t kind_of(const Field& f, char conversion) {
 struct Draft {
     std::vector<Layout> layouts;
     std::vector<Op> ops;
-    std::vector<std::uint16_t> label_of;
+    std::vector<std::uint8_t> label_of;
     std::vector<Label> labels;
     std::vector<PackedNames> names;
     struct Named {
@@ -224,8 +244,19 @@ private:
         each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
             if (row.hidden()) add_value(row, {}, 0, base + row.field.at[layout], group);
         });
-        layouts.push_back({narrow(begin), narrow(printed), narrow(ops.size()), narrow(values), narrow(literals),
-                           narrow(longest_), narrow(extent_)});
+        layouts.push_back({narrow(begin), narrow(printed), narrow(ops.size()), narrow(share(label_of, values)),
+                           narrow(share(text, literals)), narrow(longest_), narrow(extent_)});
+    }
+
+    // Where what stands in the pool from `begin` on stands already; then it need not stand twice.
+    template <typename T>
+    static constexpr std::size_t share(std::vector<T>& pool, std::size_t begin) {
+        const auto fresh = pool.begin() + static_cast<std::ptrdiff_t>(begin);
+        const auto old = std::search(pool.begin(), fresh, fresh, pool.end());
+        if (old == fresh) return begin;
+        const auto found = static_cast<std::size_t>(old - pool.begin());
+        pool.erase(fresh, pool.end());
+        return found;
     }
 
     constexpr void add_copies(std::size_t begin, std::size_t end) {
@@ -358,7 +389,7 @@ private:
         }
     }
 
-    constexpr std::uint16_t label(const Row& row, const Conversion& c, std::size_t element, std::string_view group) {
+    constexpr std::uint8_t label(const Row& row, const Conversion& c, std::size_t element, std::string_view group) {
         const Field& f = row.field;
         std::string_view name = row.name();
         if (row.names_elements()) {
@@ -376,9 +407,10 @@ private:
                          .index = indexed ? static_cast<std::uint8_t>(element) : Label::none,
                          .shown = static_cast<std::uint8_t>(condition ? 0 : c.shown())};
         for (std::size_t i = 0; i < labels.size(); ++i)
-            if (labels[i] == l) return narrow(i);
+            if (labels[i] == l) return static_cast<std::uint8_t>(i);
         labels.push_back(l);
-        return narrow(labels.size() - 1);
+        require(labels.size() <= 256, row.format.text, "a table has at most 256 values");
+        return static_cast<std::uint8_t>(labels.size() - 1);
     }
 
     // Where the string stands among `strings`, behind its NUL the next one.
@@ -413,15 +445,16 @@ template <const auto& rows>
 struct Packed {
     static constexpr Sizes sizes = measure(rows);
 
+    Head head;
     std::array<Layout, sizes.layouts> layouts;
     std::array<Op, sizes.ops> ops;
-    std::array<std::uint16_t, sizes.values> label_of;
+    std::array<std::uint8_t, sizes.values> label_of;
     std::array<Label, sizes.labels> labels;
     std::array<PackedNames, sizes.names> names;
     std::array<char, sizes.text> text;
     std::array<char, sizes.strings> strings;
 
-    consteval Packed() : layouts{}, ops{}, label_of{}, labels{}, names{}, text{}, strings{} {
+    consteval Packed() : head{}, layouts{}, ops{}, label_of{}, labels{}, names{}, text{}, strings{} {
         const Draft d{Table(rows)};
         std::copy(d.layouts.begin(), d.layouts.end(), layouts.begin());
         std::copy(d.ops.begin(), d.ops.end(), ops.begin());
@@ -430,6 +463,14 @@ struct Packed {
         std::copy(d.names.begin(), d.names.end(), names.begin());
         std::copy(d.text.begin(), d.text.end(), text.begin());
         std::copy(d.strings.begin(), d.strings.end(), strings.begin());
+        head = {sizes.layouts,
+                offsetof(Packed, layouts),
+                offsetof(Packed, ops),
+                offsetof(Packed, label_of),
+                offsetof(Packed, labels),
+                offsetof(Packed, names),
+                offsetof(Packed, text),
+                offsetof(Packed, strings)};
     }
 };
 
@@ -437,17 +478,5 @@ struct Packed {
 
 template <const auto& rows>
 inline constexpr packing::Packed<rows> packed;
-
-template <const auto& rows>
-View view(std::size_t layout) {
-    constexpr const auto& p = packed<rows>;
-    return {p.layouts[p.layouts.size() == 1 ? 0 : layout],
-            p.ops.data(),
-            p.label_of.data(),
-            p.labels.data(),
-            p.names.data(),
-            p.text.data(),
-            p.strings.data()};
-}
 
 }  // namespace ffdc

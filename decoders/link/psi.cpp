@@ -13,10 +13,6 @@ constexpr const char* link_registers[] = {"00", "01", "02", "03", "04", "05", "0
 
 #define RULE "------------------------------------------------------------\n"
 
-// A transmit register that only versions 2 and 3 show.
-consteval Field trace(int at) { return u32({no, at}); }
-
-// Layouts: version 1; versions 2 and 3.
 constexpr Row psi_rows[] = {
     {"Function ID: 0x%08x\n", u8(0)},
     {"Error ID:    0x%08x\n", u8(1)},
@@ -50,16 +46,21 @@ constexpr Row psi_rows[] = {
     {"108: SR21 - Command Word 1 HOPBS:      %08x\n", u32(380)},
     {"10C: SR22 - Command Word 0 IRPTS:      %08x\n", u32(384)},
     {"110: SR23 - Command Word 1 IRPTS:      %08x\n", u32(388)},
-    {"118: SR24 - Trace Register 0_0:        %08x\n", trace(396)},
-    {"11C: SR25 - Trace Register 0_1:        %08x\n", trace(400)},
-    {"120: SR26 - Trace Register 1_0:        %08x\n", trace(404)},
-    {"124: SR27 - Trace Register 1_1:        %08x\n", trace(408)},
-    {"128: SR28 - Trace Register 2_0:        %08x\n", trace(412)},
-    {"12C: SR29 - Trace Register 2_1:        %08x\n", trace(416)},
-    {"130: SR30 - Trace Register 3_0:        %08x\n", trace(420)},
-    {"134: SR31 - Trace Register 3_1:        %08x\n", trace(424)},
-    {"138: SR32 - Trace Register 4:          %08x\n", trace(428)},
-    {"13C: SR33 - Trace Register 5:          %08x\n", trace(432)},
+};
+constexpr Row trace_rows[] = {
+    {"", group("tx")},
+    {"118: SR24 - Trace Register 0_0:        %08x\n", u32(396)},
+    {"11C: SR25 - Trace Register 0_1:        %08x\n", u32(400)},
+    {"120: SR26 - Trace Register 1_0:        %08x\n", u32(404)},
+    {"124: SR27 - Trace Register 1_1:        %08x\n", u32(408)},
+    {"128: SR28 - Trace Register 2_0:        %08x\n", u32(412)},
+    {"12C: SR29 - Trace Register 2_1:        %08x\n", u32(416)},
+    {"130: SR30 - Trace Register 3_0:        %08x\n", u32(420)},
+    {"134: SR31 - Trace Register 3_1:        %08x\n", u32(424)},
+    {"138: SR32 - Trace Register 4:          %08x\n", u32(428)},
+    {"13C: SR33 - Trace Register 5:          %08x\n", u32(432)},
+};
+constexpr Row link_rows[] = {
     {RULE "PSIC RX Registers\n" RULE, group("rx")},
     {"200: Status Accumulated:               %08x\n", u32(436)},
     {"204: Status Interrupt Enable:          %08x\n", u32(440)},
@@ -85,19 +86,19 @@ constexpr Row psi_rows[] = {
     {"%s:%08x %s:%08x %s:%08x %s:%08x\n", u32(20, 24), link_registers, "registers"},
 };
 constexpr std::size_t size = 516;
-static_assert(sound({psi_rows}, {size, size}));
+static_assert(sound({psi_rows, trace_rows, link_rows}, {size}));
 // The transmit registers lie 16 bytes apart up to SR15, and SR23 and SR24 have a word between them.
 #define BETWEEN_REGISTERS                                                                                     \
     {12, 15}, {120, 131}, {136, 147}, {152, 163}, {168, 179}, {184, 195}, {200, 211}, {216, 227}, {232, 243}, \
         {248, 259}, {264, 275}, {280, 291}, {296, 307}, {312, 323}, {328, 339}, {                             \
         344, 355                                                                                              \
     }
-static_assert(unread({psi_rows}, 0, size) == Bytes{BETWEEN_REGISTERS, {392, 435}});
-static_assert(unread({psi_rows}, 1, size) == Bytes{BETWEEN_REGISTERS, {392, 395}});
+static_assert(unread({psi_rows, link_rows}, 0, size) == Bytes{BETWEEN_REGISTERS, {392, 435}});
+static_assert(unread({psi_rows, trace_rows, link_rows}, 0, size) == Bytes{BETWEEN_REGISTERS, {392, 395}});
 
 constexpr std::size_t title = sizeof "PSI FFDC version 1\n" - 1 + sizeof RULE - 1;
-static_assert(title + longest_text({psi_rows}, 0) == 3060);
-static_assert(title + longest_text({psi_rows}, 1) == 3540);
+static_assert(title + longest_text({psi_rows, link_rows}, 0) == 3060);
+static_assert(title + longest_text({psi_rows, trace_rows, link_rows}, 0) == 3540);
 
 }  // namespace
 
@@ -105,9 +106,10 @@ void psi(Report& r) {
     r.put("PSI FFDC version ", Digits::decimal(static_cast<std::int32_t>(r.version)), "\n",
           "============================================================\n");
     if (r.version < 1 || r.version > 3) return r.raw();
-    r.layout = r.version == 1 ? 0 : 1;
     r.expect(size);
     r.print<psi_rows>();
+    if (r.version >= 2) r.print<trace_rows>();
+    r.print<link_rows>();
 }
 
 }  // namespace ffdc
