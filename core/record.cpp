@@ -149,8 +149,9 @@ int get_type(const Record* head, std::int32_t type, const Record** found) {
 }
 
 std::size_t find(const std::uint8_t* area, std::size_t size, std::size_t from) {
+    constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc};
     for (std::size_t at = from; at < size; ++at) {
-        const void* const hit = std::memchr(area + at, 0xff, size - at);
+        const void* const hit = memmem(area + at, size - at, magic, sizeof magic);
         if (!hit) break;
         at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - area);
         if (plausible(area, size, at)) return at;
