@@ -52,7 +52,7 @@ Report record_report(const Record& record, int length, char* out, int room) {
 int print_record(const Record& record, Report& r) {
     Report header({bytes_of(record), header_size}, header_size, 0, nullptr, 0);
     header.out = r.out;
-    header.observer = {.each = r.observer.each, .context = r.observer.context, .base = 0, .group = "header"};
+    if (r.observer.each) header.observer = {r.observer.each, r.observer.context, 0, "header"};
     print_header(header, true);
     r.out = header.out;
 

@@ -71,7 +71,7 @@ char* put_wide(char* out, std::uint8_t width_and_flags, std::string_view sign, c
     return std::copy_n(digits, n, out);
 }
 
-inline char* put_hexadecimal(char* out, const Op& op, std::uint32_t v) {
+char* put_hexadecimal(char* out, const Op& op, std::uint32_t v) {
     if (op.argument == 0) return op.show == Show::hex ? put_hex_number<'a'>(out, v) : put_hex_number<'A'>(out, v);
     char digits[16];
     const char* const end = op.show == Show::hex ? put_hex_number<'a'>(digits, v) : put_hex_number<'A'>(digits, v);
@@ -79,8 +79,12 @@ inline char* put_hexadecimal(char* out, const Op& op, std::uint32_t v) {
     return put_wide(out, op.argument, prefix ? "0x" : "", digits, static_cast<std::size_t>(end - digits));
 }
 
-inline char* put_decimal(char* out, const Op& op, std::uint64_t v) {
-    if (v < 256 && op.argument == 0) return put_small_number(out, static_cast<std::uint8_t>(v));
+inline char* put_signed(char* out, std::int32_t v) {
+    *out = '-';
+    return put_decimal_number(out + (v < 0), v < 0 ? 0 - static_cast<std::uint32_t>(v) : static_cast<std::uint32_t>(v));
+}
+
+char* put_decimal(char* out, const Op& op, std::uint64_t v) {
     const bool wide = op.load == Load::u64;
     const bool negative =
         op.show == Show::decimal && (wide ? static_cast<std::int64_t>(v) : static_cast<std::int32_t>(v)) < 0;
@@ -110,18 +114,14 @@ char* put_invalid(char* out, std::uint32_t v) {
     return out + 1;
 }
 
-inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const View& view) {
+// The entry of a packed name: its length stands before it.
+inline char* put_entry(char* out, const char* entry) { return copy(out, entry + 1, static_cast<std::uint8_t>(*entry)); }
+
+inline char* put_name(char* out, const Op& op, std::uint64_t v, const View& view) {
     const PackedNames& names = view.names[op.argument];
-    const char* s = view.text + names.text;
-    if (op.load == Load::bit) {
-        if ((*p & op.mask) != 0) s += names.stride;
-    } else if (op.show == Show::name) {
-        const std::uint64_t v = number(op, p);
-        const std::size_t last = names.count - 1u;
-        s += names.stride * std::min<std::uint64_t>(v - names.first, last);
-        if (*s == 0) return put_invalid(out, static_cast<std::uint32_t>(v));
-    }
-    return copy(out, s + 1, static_cast<std::uint8_t>(*s));
+    const std::size_t last = names.count - 1u;
+    const char* const entry = view.text + names.text + names.stride * std::min<std::uint64_t>(v - names.first, last);
+    return *entry == 0 ? put_invalid(out, static_cast<std::uint32_t>(v)) : put_entry(out, entry);
 }
 
 // Shows one value whose bytes are all there.
@@ -137,6 +137,15 @@ inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const View
         case Show::HEX2: return put_hex<'A', 2>(out, p);
         case Show::HEX4: return put_hex<'A', 4>(out, p);
         case Show::HEX8: return put_hex<'A', 8>(out, p);
+        case Show::plain_u8: return put_small_number(out, *p & op.mask);
+        case Show::plain_bcd: {
+            const auto v = static_cast<std::uint8_t>(number(op, p));
+            *out = '0';
+            return put_small_number(out + (v < 10), v);
+        }
+        case Show::plain_u16: return put_decimal_number(out, std::uint32_t{load<std::uint16_t>(p)});
+        case Show::plain_s32: return put_signed(out, load<std::int32_t>(p));
+        case Show::plain_bit: *out = static_cast<char>('0' + ((*p & op.mask) != 0)); return out + 1;
         case Show::hex:
         case Show::HEX: return put_hexadecimal(out, op, static_cast<std::uint32_t>(number(op, p)));
         case Show::decimal:
@@ -147,10 +156,14 @@ inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const View
             std::memcpy(out, p, n);
             return out + n;
         }
-        case Show::name:
-        case Show::fixed: return put_name(out, op, p, view);
+        case Show::name: return put_name(out, op, number(op, p), view);
+        case Show::choice: {
+            const PackedNames& names = view.names[op.argument];
+            return put_entry(out, view.text + names.text + ((*p & op.mask) != 0 ? names.stride : 0));
+        }
+        case Show::fixed: return put_entry(out, view.text + view.names[op.argument].text);
     }
-    return out;
+    __builtin_unreachable();
 }
 
 }  // namespace

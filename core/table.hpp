@@ -21,6 +21,13 @@ enum class Show : std::uint8_t {
     HEX2,
     HEX4,
     HEX8,
+    // Decimal without padding, and two digits of BCD: what most numbers are.
+    plain_u8,
+    plain_bcd,
+    plain_u16,
+    plain_s32,
+    plain_bit,
+    // Any other number, by its load and its argument.
     hex,
     HEX,
     decimal,
@@ -28,12 +35,13 @@ enum class Show : std::uint8_t {
     pointer,  // 0x and lower-case digits, (nil) for 0
     text,
     name,
+    choice,
     fixed,
 };
 enum class Load : std::uint8_t { u8, u16, u32, u64, s16, s32, bcd, bit };
 
 // Characters of a value that always has the same number of them, else 0.
-inline constexpr std::uint8_t hole[] = {0, 2, 4, 8, 16, 2, 4, 8, 16, 0, 0, 0, 0, 0, 0, 0, 0};
+inline constexpr std::uint8_t hole[32] = {0, 2, 4, 8, 16, 2, 4, 8, 16};
 constexpr std::size_t hole_of(Show show) { return hole[static_cast<std::size_t>(show)]; }
 
 // One step: `literal` characters, then the value at `at`. The table's text has holes where values of fixed width go, so
@@ -173,12 +181,22 @@ constexpr Load load_of(const Field& f) {
 constexpr Show show_of(const Field& f, const Conversion& c) {
     switch (f.kind) {
         case Field::Kind::text: return Show::text;
-        case Field::Kind::name:
-        case Field::Kind::choice: return Show::name;
+        case Field::Kind::name: return Show::name;
+        case Field::Kind::choice: return Show::choice;
         case Field::Kind::fixed: return Show::fixed;
         default: break;
     }
-    if (c.kind == 'd') return Show::decimal;
+    if (c.kind == 'd') {
+        if (f.kind == Field::Kind::bcd && c.width == 2 && c.zero) return Show::plain_bcd;
+        if (c.width != 0) return Show::decimal;
+        switch (load_of(f)) {
+            case Load::u8: return Show::plain_u8;
+            case Load::u16: return Show::plain_u16;
+            case Load::s32: return Show::plain_s32;
+            case Load::bit: return Show::plain_bit;
+            default: return Show::decimal;
+        }
+    }
     if (c.kind == 'u') return Show::unsigned_decimal;
     if (c.kind == 'p') return Show::pointer;
     const bool upper = c.kind == 'X';
@@ -340,7 +358,7 @@ private:
             op.show = show_of(f, c);
             op.argument = static_cast<std::uint8_t>(c.width | (c.zero ? Op::zero : 0) | (c.prefix ? Op::prefix : 0));
             if (op.show == Show::text) op.argument = static_cast<std::uint8_t>(f.width);
-            if (op.show == Show::name || op.show == Show::fixed) op.argument = names_index(f, c.width);
+            if (op.show >= Show::name) op.argument = names_index(f, c.width);
             longest_ += longest(f, c, true);
         }
         extent_ = std::max(extent_, at + f.width);
