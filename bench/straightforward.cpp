@@ -132,16 +132,11 @@ void put_wrong_size(Text& text, int expected, Bytes payload, int length) {
 
 const char* endpoint_kind(std::uint32_t kind) {
     switch (kind) {
-        case 1:
-            return "ZCOPY";
-        case 3:
-            return "DIRECT";
-        case 4:
-            return "DEVICE";
-        case 5:
-            return "FIFO";
-        default:
-            return "INVALID";
+        case 1: return "ZCOPY";
+        case 3: return "DIRECT";
+        case 4: return "DEVICE";
+        case 5: return "FIFO";
+        default: return "INVALID";
     }
 }
 
@@ -205,14 +200,10 @@ void dma(Text& text, Bytes payload, std::uint32_t version, int length) {
 
 const char* hdma_source(std::uint32_t source) {
     switch (source) {
-        case 208:
-            return "WRITE";
-        case 209:
-            return "READ";
-        case 210:
-            return "AIO";
-        default:
-            return "INVALID";
+        case 208: return "WRITE";
+        case 209: return "READ";
+        case 210: return "AIO";
+        default: return "INVALID";
     }
 }
 
@@ -621,15 +612,9 @@ void iic(Text& text, Bytes p, std::uint32_t version, int length) {
     }
 
     switch (u8(p, 10)) {
-        case 0:
-            put(text, "No transfer data\n");
-            break;
-        case 'S':
-            put_iic_slave(text, p);
-            break;
-        case 'M':
-            put_iic_master(text, p, version);
-            break;
+        case 0: put(text, "No transfer data\n"); break;
+        case 'S': put_iic_slave(text, p); break;
+        case 'M': put_iic_master(text, p, version); break;
         default:
             put(text, "Dumping unknown transfer format\n");
             put_dump(text, p + 81, 124);
@@ -1395,72 +1380,28 @@ int decode(int type, const void* payload, std::uint32_t version, int length, cha
     Text text{out, room};
     const Bytes bytes = static_cast<Bytes>(payload);
     switch (type) {
-        case 1:
-            fsi(text, bytes);
-            break;
-        case 2:
-            psi(text, bytes, version, length);
-            break;
-        case 3:
-            dma(text, bytes, version, length);
-            break;
-        case 4:
-            hdma(text, bytes, version, length);
-            break;
-        case 6:
-            iic(text, bytes, version, length);
-            break;
-        case 7:
-            uart(text, bytes, version, length);
-            break;
-        case 8:
-            jtag(text, bytes, version, length);
-            break;
-        case 9:
-            mbox(text, bytes, version, length);
-            break;
-        case 11:
-            scan(text, bytes, version, length);
-            break;
-        case 12:
-            scom(text, bytes, version, length);
-            break;
-        case 13:
-            tone(text, bytes, version, length);
-            break;
-        case 15:
-            rtc(text, bytes, version, length);
-            break;
-        case 16:
-            spad(text, bytes, version, length);
-            break;
-        case 17:
-            iomux(text, bytes, version, length);
-            break;
-        case 20:
-            serial8250(text, bytes, version, length);
-            break;
-        case 21:
-            rs485_port(text, bytes, version, length);
-            break;
-        case 22:
-            alert(text, bytes, version, length);
-            break;
-        case 23:
-            kor_port(text, bytes, version, length);
-            break;
-        case 24:
-            tam_port(text, bytes, version, length);
-            break;
-        case 25:
-            wex_port(text, bytes, version, length);
-            break;
-        case 26:
-            dpss(text, bytes, length);
-            break;
-        case 27:
-            mtdcram(text, bytes, version, length);
-            break;
+        case 1: fsi(text, bytes); break;
+        case 2: psi(text, bytes, version, length); break;
+        case 3: dma(text, bytes, version, length); break;
+        case 4: hdma(text, bytes, version, length); break;
+        case 6: iic(text, bytes, version, length); break;
+        case 7: uart(text, bytes, version, length); break;
+        case 8: jtag(text, bytes, version, length); break;
+        case 9: mbox(text, bytes, version, length); break;
+        case 11: scan(text, bytes, version, length); break;
+        case 12: scom(text, bytes, version, length); break;
+        case 13: tone(text, bytes, version, length); break;
+        case 15: rtc(text, bytes, version, length); break;
+        case 16: spad(text, bytes, version, length); break;
+        case 17: iomux(text, bytes, version, length); break;
+        case 20: serial8250(text, bytes, version, length); break;
+        case 21: rs485_port(text, bytes, version, length); break;
+        case 22: alert(text, bytes, version, length); break;
+        case 23: kor_port(text, bytes, version, length); break;
+        case 24: tam_port(text, bytes, version, length); break;
+        case 25: wex_port(text, bytes, version, length); break;
+        case 26: dpss(text, bytes, length); break;
+        case 27: mtdcram(text, bytes, version, length); break;
         default:  // MDMA, DIO, DRA and USB among them
             put_dump(text, bytes, length);
             break;
