@@ -134,7 +134,7 @@ inline char* put_decimal_number(char* out, std::uint32_t v) {
     put_eight(out + 1 + two, decimal_eight(v - high * limit) + 0x3030303030303030);
     return out + 9 + two;
 }
-inline char* put_decimal_number(char* out, std::uint64_t v) {
+[[gnu::noinline]] inline char* put_decimal_number(char* out, std::uint64_t v) {
     constexpr std::uint64_t limit = 100000000, most = limit * limit;
     if (v < limit) return put_decimal_number(out, static_cast<std::uint32_t>(v));
     if (v >= most) {

@@ -146,6 +146,7 @@ inline char* put_name(char* out, const Op& op, std::uint64_t v, const View& view
         case Show::plain_u16: return put_decimal_number(out, std::uint32_t{load<std::uint16_t>(p)});
         case Show::plain_s32: return put_signed(out, load<std::int32_t>(p));
         case Show::plain_bit: *out = static_cast<char>('0' + ((*p & op.mask) != 0)); return out + 1;
+        case Show::plain_hex: return put_hex_number<'a'>(out, load<std::uint32_t>(p));
         case Show::hex:
         case Show::HEX: return put_hexadecimal(out, op, static_cast<std::uint32_t>(number(op, p)));
         case Show::decimal:

@@ -126,11 +126,11 @@ private:
     bool closed_ = false;
 
     void run(const Head& table);
-    void run_carefully(const View& v);
-    void put_one(const View& v, const Op& op, const Label& label);
-    void observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,
-                 std::string_view text);
-    void tell(dd_ffdc_value value) const;
+    [[gnu::cold]] void run_carefully(const View& v);
+    [[gnu::cold]] void put_one(const View& v, const Op& op, const Label& label);
+    [[gnu::cold]] void observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,
+                               std::string_view text);
+    [[gnu::cold]] void tell(dd_ffdc_value value) const;
 };
 
 using Decoder = void (*)(Report&);

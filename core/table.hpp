@@ -27,6 +27,7 @@ enum class Show : std::uint8_t {
     plain_u16,
     plain_s32,
     plain_bit,
+    plain_hex,
     // Any other number, by its load and its argument.
     hex,
     HEX,
@@ -200,6 +201,7 @@ constexpr Show show_of(const Field& f, const Conversion& c) {
     if (c.kind == 'u') return Show::unsigned_decimal;
     if (c.kind == 'p') return Show::pointer;
     const bool upper = c.kind == 'X';
+    if (!upper && c.width == 0 && !c.prefix && load_of(f) == Load::u32) return Show::plain_hex;
     if (c.zero && !c.prefix && !f.masked && c.width == 2 * f.width) {
         switch (f.width) {
             case 1: return upper ? Show::HEX1 : Show::hex1;

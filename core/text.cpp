@@ -19,6 +19,7 @@ public:
     bool operator()(std::uint8_t c) const { return (classes_[c] & _ISprint) != 0; }
 
 private:
+    static const std::array<std::uint16_t, 256> ascii_classes;
     const unsigned short* classes_;
 
 public:
@@ -27,12 +28,25 @@ public:
 #endif
     // Just the characters of ASCII?
     bool ascii() const {
-        unsigned differ = 0;
-        for (unsigned c = 0; c < 256; ++c) differ |= (*this)(static_cast<std::uint8_t>(c)) != is_ascii(c);
-        return differ == 0;
+#if defined(__GLIBC__)
+        std::uint16_t differ = 0;
+        for (std::size_t c = 0; c < 256; ++c) differ |= static_cast<std::uint16_t>(classes_[c] ^ ascii_classes[c]);
+        return (differ & _ISprint) == 0;
+#else
+        for (unsigned c = 0; c < 256; ++c)
+            if ((*this)(static_cast<std::uint8_t>(c)) != is_ascii(c)) return false;
+        return true;
+#endif
     }
     static constexpr bool is_ascii(unsigned c) { return c >= 0x20 && c < 0x7f; }
 };
+#if defined(__GLIBC__)
+constexpr std::array<std::uint16_t, 256> Printable::ascii_classes = [] {
+    std::array<std::uint16_t, 256> classes{};
+    for (unsigned c = 0; c < 256; ++c) classes[c] = is_ascii(c) ? _ISprint : 0;
+    return classes;
+}();
+#endif
 constexpr std::size_t lines_worth_asking = 4;
 
 // Lines that a dump of so many words writes: it stops behind the first line that leaves no more than the slack.
