@@ -204,23 +204,24 @@ void Report::run(const Head& table) {
     const View v(table, layout);
     char* at = out.reserve(v.layout.longest);
     if (!at || payload.size < v.layout.extent || observer.each) return run_carefully(v);
-    const char* literal = v.text + v.layout.literals;
+    const std::uint16_t* chunk = v.chunks;
     const Op* const end = v.ops + v.layout.end;
     const std::uint8_t* const bytes = payload.data;
     for (const Op* op = v.ops + v.layout.begin; op != end; ++op) {
-        if (const std::size_t copies = op->copies; copies > 8) {
-            std::memcpy(at, literal, 16 * copies);
-        } else if (copies != 0) {
-            copy(at, literal, 16 * copies);
+        if (const std::size_t copies = op->copies; copies != 0) {
+            const char* const literals = v.text + *chunk++;
+            if (copies > 8) {
+                std::memcpy(at, literals, 16 * copies);
+            } else {
+                copy(at, literals, 16 * copies);
+            }
         }
         at += op->literal;
         if (op->show == Show::hex4) {
-            const std::size_t step = op->gap() + 8, characters = op->more() * step + 8;
+            const std::size_t step = op->gap() + 8;
             put_hex_run(at, bytes + op->at, op->more() + 1, step, op->stride());
-            literal += op->literal + characters;
-            at += characters;
+            at += op->more() * step + 8;
         } else {
-            literal += op->literal + hole_of(op->show);
             at = show(at, *op, bytes, v);
         }
     }
@@ -229,10 +230,12 @@ void Report::run(const Head& table) {
 
 // For payloads that end early, rooms that may not do, and observers.
 void Report::run_carefully(const View& v) {
-    const char* literal = v.text + v.layout.literals;
+    const std::uint16_t* chunk = v.chunks;
+    const char* literal = v.text;
     const std::uint8_t* label = v.label_of;
     for (std::size_t i = v.layout.begin; i != v.layout.hidden_end; ++i) {
         Op op = v.ops[i];
+        if (op.copies != 0) literal = v.text + *chunk++;
         const std::size_t values =
             op.show == Show::hex4 ? op.more() + 1 : op.show != Show::nothing || i >= v.layout.end;
         out.put({literal, op.literal});

@@ -46,13 +46,13 @@ inline constexpr std::uint8_t hole[32] = {0, 2, 4, 8, 16, 2, 4, 8, 16};
 constexpr std::size_t hole_of(Show show) { return hole[static_cast<std::size_t>(show)]; }
 
 // One step: `literal` characters, then the value at `at`. The table's text has holes where values of fixed width go, so
-// that what lies between two values of varying width is copied at once, by the first op behind the former.
+// that what lies between two values of varying width is one chunk, copied at once by the first op behind the former.
 struct Op {
     // In the argument of a number.
     static constexpr std::uint8_t width_bits = 31, zero = 32, prefix = 64;
 
     std::uint16_t at = 0;
-    std::uint8_t copies = 0;  // of 16 characters: the text up to the next value of varying width
+    std::uint8_t copies = 0;  // of 16 characters: the next chunk of the text
     std::uint8_t literal = 0;
     Show show = Show::nothing;
     Load load = Load::u8;
@@ -90,7 +90,7 @@ struct Layout {
     std::uint16_t begin, end;  // ops that print
     std::uint16_t hidden_end;  // then ops of values that the text does not show
     std::uint16_t values;      // labels of its values, in order
-    std::uint16_t literals;    // in the table's text
+    std::uint16_t chunks;      // where its chunks of text stand, in order
     std::uint16_t longest;     // characters it can print
     std::uint16_t extent;      // bytes of payload it reads
 };
@@ -100,7 +100,7 @@ inline constexpr std::size_t slack =
 
 // The beginning of a packed table: how many layouts, and how many bytes from here its parts lie.
 struct Head {
-    std::uint16_t columns, layouts, ops, label_of, labels, names, text, strings;
+    std::uint16_t columns, layouts, ops, label_of, labels, names, chunks, text, strings;
 };
 
 // One layout of a packed table as the engine sees it.
@@ -111,6 +111,7 @@ struct View {
           label_of(part<std::uint8_t>(head, head.label_of) + layout.values),
           labels(part<Label>(head, head.labels)),
           names(part<PackedNames>(head, head.names)),
+          chunks(part<std::uint16_t>(head, head.chunks) + layout.chunks),
           text(part<char>(head, head.text)),
           strings(part<char>(head, head.strings)) {}
 
@@ -119,6 +120,7 @@ struct View {
     const std::uint8_t* label_of;  // a value of the layout
     const Label* labels;
     const PackedNames* names;
+    const std::uint16_t* chunks;  // of the layout, in the text
     const char* text;
     const char* strings;
 
@@ -239,6 +241,7 @@ struct Draft {
         std::size_t width;  // to which the names are padded
     };
     std::vector<Named> named_fields;
+    std::vector<std::uint16_t> chunks;
     std::vector<char> text, strings;
 
     constexpr explicit Draft(Table rows) {
@@ -248,24 +251,26 @@ struct Draft {
     }
 
 private:
-    std::size_t literal_ = 0;  // characters of text that no op has taken yet
+    std::vector<char> literals_;  // of the layout, with the holes
+    std::size_t literal_ = 0;     // characters of them that no op has taken yet
     std::size_t longest_ = 0, extent_ = 0;
 
     constexpr void add_layout(Table rows, std::size_t layout) {
-        const std::size_t begin = ops.size(), values = label_of.size(), literals = text.size();
+        const std::size_t begin = ops.size(), values = label_of.size();
         longest_ = extent_ = 0;
+        literals_.clear();
         each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
             if (!row.hidden()) add_row(row, base + (row.has_value() ? row.field.at[layout] : 0), group);
         });
         if (literal_ != 0) add_op({});
         join_runs(begin);
-        const std::size_t printed = ops.size();
-        add_copies(begin, printed);
+        const std::size_t printed = ops.size(), first_chunk = chunks.size();
+        add_chunks(begin);
         each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
             if (row.hidden()) add_value(row, {}, 0, base + row.field.at[layout], group);
         });
         layouts.push_back({narrow(begin), narrow(printed), narrow(ops.size()), narrow(share(label_of, values)),
-                           narrow(share(text, literals)), narrow(longest_), narrow(extent_)});
+                           narrow(share(chunks, first_chunk)), narrow(longest_), narrow(extent_)});
     }
 
     // Where what stands in the pool from `begin` on stands already; then it need not stand twice.
@@ -279,16 +284,24 @@ private:
         return found;
     }
 
-    constexpr void add_copies(std::size_t begin, std::size_t end) {
-        std::size_t run = begin, length = 0;
-        for (std::size_t i = begin; i < end; ++i) {
+    // Cuts the literals of a layout where values of varying width stand; a chunk that the table has already is shared.
+    constexpr void add_chunks(std::size_t first) {
+        std::size_t chunk = first, length = 0;
+        auto literal = literals_.begin();
+        for (std::size_t i = first; i < ops.size(); ++i) {
             const bool varying = ops[i].show != Show::nothing && hole_of(ops[i].show) == 0;
             length += ops[i].literal + hole_of(ops[i].show);
             if (ops[i].show == Show::hex4) length += ops[i].more() * (ops[i].gap() + hole_of(Show::hex4));
-            if (!varying && i + 1 != end) continue;
+            if (!varying && i + 1 != ops.size()) continue;
             require(length <= 255 * 16, "", "a table has at most 4080 characters between values of varying width");
-            ops[run].copies = static_cast<std::uint8_t>((length + 15) / 16);
-            run = i + 1;
+            if (length != 0) {
+                const std::size_t begin = text.size();
+                text.insert(text.end(), literal, literal + static_cast<std::ptrdiff_t>(length));
+                chunks.push_back(narrow(share(text, begin)));
+            }
+            ops[chunk].copies = static_cast<std::uint8_t>((length + 15) / 16);
+            literal += static_cast<std::ptrdiff_t>(length);
+            chunk = i + 1;
             length = 0;
         }
     }
@@ -317,7 +330,7 @@ private:
     constexpr void add_literal(std::string_view s) {
         for (char c : s) {
             if (literal_ == 255) add_op({});
-            text.push_back(c);
+            literals_.push_back(c);
             ++literal_;
             ++longest_;
         }
@@ -367,7 +380,7 @@ private:
         if (op.show == Show::hex4) op.load = {}, op.mask = op.argument = 0;  // a run of one
         add_op(op);
         label_of.push_back(label(row, c, element, group));
-        text.insert(text.end(), hole_of(op.show), ' ');
+        literals_.insert(literals_.end(), hole_of(op.show), ' ');
     }
 
     constexpr std::uint8_t names_index(const Field& f, std::size_t width) {
@@ -453,12 +466,12 @@ private:
 };
 
 struct Sizes {
-    std::size_t layouts, ops, values, labels, names, text, strings;
+    std::size_t layouts, ops, values, labels, names, chunks, text, strings;
 };
 consteval Sizes measure(Table rows) {
     const Draft d{rows};
-    return {d.layouts.size(), d.ops.size(),  d.label_of.size(), d.labels.size(),
-            d.names.size(),   d.text.size(), d.strings.size()};
+    return {d.layouts.size(), d.ops.size(),    d.label_of.size(), d.labels.size(),
+            d.names.size(),   d.chunks.size(), d.text.size(),     d.strings.size()};
 }
 
 template <const auto& rows>
@@ -471,16 +484,18 @@ struct Packed {
     std::array<std::uint8_t, sizes.values> label_of;
     std::array<Label, sizes.labels> labels;
     std::array<PackedNames, sizes.names> names;
+    std::array<std::uint16_t, sizes.chunks> chunks;
     std::array<char, sizes.text> text;
     std::array<char, sizes.strings> strings;
 
-    consteval Packed() : head{}, layouts{}, ops{}, label_of{}, labels{}, names{}, text{}, strings{} {
+    consteval Packed() : head{}, layouts{}, ops{}, label_of{}, labels{}, names{}, chunks{}, text{}, strings{} {
         const Draft d{Table(rows)};
         std::copy(d.layouts.begin(), d.layouts.end(), layouts.begin());
         std::copy(d.ops.begin(), d.ops.end(), ops.begin());
         std::copy(d.label_of.begin(), d.label_of.end(), label_of.begin());
         std::copy(d.labels.begin(), d.labels.end(), labels.begin());
         std::copy(d.names.begin(), d.names.end(), names.begin());
+        std::copy(d.chunks.begin(), d.chunks.end(), chunks.begin());
         std::copy(d.text.begin(), d.text.end(), text.begin());
         std::copy(d.strings.begin(), d.strings.end(), strings.begin());
         head = {sizes.layouts,
@@ -489,6 +504,7 @@ struct Packed {
                 offsetof(Packed, label_of),
                 offsetof(Packed, labels),
                 offsetof(Packed, names),
+                offsetof(Packed, chunks),
                 offsetof(Packed, text),
                 offsetof(Packed, strings)};
     }
