@@ -282,8 +282,9 @@ void Report::put_one(const View& v, const Op& op, const Label& label) {
 
 void Report::observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,
                      std::string_view text) {
-    const char* const name = v.strings + label.name;
-    if (!observer.each || *name == '\0') return;
+    if (!observer.each || label.name_length == 0) return;
+    char name[Label::longest_name + 1];
+    *std::copy_n(v.text + label.name, label.name_length, name) = '\0';
     tell({.group = v.strings + label.group,
           .name = name,
           .index = label.index == Label::none ? -1 : label.index,

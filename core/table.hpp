@@ -68,13 +68,16 @@ struct Op {
 // What the value of an op is called and where it lies. Only dd_ffdc_values and missing values need it.
 struct Label {
     static constexpr std::uint8_t none = 255;
+    static constexpr std::size_t longest_name = 63;
 
-    std::uint16_t group, name;  // in the table's strings
-    std::uint16_t size;         // bytes of the value
-    std::uint8_t back;          // the value begins so many bytes before what the op loads
-    std::uint8_t kind;          // enum dd_ffdc_kind
-    std::uint8_t index;         // of the element, or none
-    std::uint8_t shown;         // '?' of a missing value
+    std::uint16_t group;  // in the table's strings
+    std::uint16_t name;   // in the table's text, mostly where the text shows it
+    std::uint8_t name_length;
+    std::uint8_t size;   // bytes of the value
+    std::uint8_t back;   // the value begins so many bytes before what the op loads
+    std::uint8_t kind;   // enum dd_ffdc_kind
+    std::uint8_t index;  // of the element, or none
+    std::uint8_t shown;  // '?' of a missing value
     bool operator==(const Label&) const = default;
 };
 
@@ -247,12 +250,14 @@ struct Draft {
     constexpr explicit Draft(Table rows) {
         for (std::size_t i = 0; i < columns(rows); ++i) add_layout(rows, i);
         for (const Named& n : named_fields) add_names(*n.field, n.width);
+        place_names();
         text.insert(text.end(), slack, '\0');
     }
 
 private:
-    std::vector<char> literals_;  // of the layout, with the holes
-    std::size_t literal_ = 0;     // characters of them that no op has taken yet
+    std::vector<char> names_pool_;  // what values are called, until all the text is there
+    std::vector<char> literals_;    // of the layout, with the holes
+    std::size_t literal_ = 0;       // characters of them that no op has taken yet
     std::size_t longest_ = 0, extent_ = 0;
 
     constexpr void add_layout(Table rows, std::size_t layout) {
@@ -432,9 +437,12 @@ private:
         const bool indexed = f.count > 1 && !row.names_elements();
         // Text for a set bit alone: a missing bit counts as clear.
         const bool condition = f.kind == Field::Kind::choice && *f.clear == '\0';
-        const Label l = {.group = string(group),
-                         .name = string(name),
-                         .size = f.width,
+        require(name.size() <= Label::longest_name && f.width <= 255, row.format.text,
+                "the name or the value is too long");
+        const Label l = {.group = string(strings, group),
+                         .name = string(names_pool_, name),
+                         .name_length = static_cast<std::uint8_t>(name.size()),
+                         .size = static_cast<std::uint8_t>(f.width),
                          .back = f.mask_at,
                          .kind = kind_of(f, c.kind),
                          .index = indexed ? static_cast<std::uint8_t>(element) : Label::none,
@@ -446,17 +454,27 @@ private:
         return static_cast<std::uint8_t>(labels.size() - 1);
     }
 
-    // Where the string stands among `strings`, behind its NUL the next one.
-    constexpr std::uint16_t string(std::string_view s) {
-        for (std::size_t begin = 0; begin < strings.size();) {
-            const std::string_view old(strings.data() + begin);
+    // Where the string stands in the pool, behind its NUL the next one.
+    static constexpr std::uint16_t string(std::vector<char>& pool, std::string_view s) {
+        for (std::size_t begin = 0; begin < pool.size();) {
+            const std::string_view old(pool.data() + begin);
             if (old == s) return narrow(begin);
             begin += old.size() + 1;
         }
-        const std::size_t begin = strings.size();
-        strings.insert(strings.end(), s.begin(), s.end());
-        strings.push_back('\0');
+        const std::size_t begin = pool.size();
+        pool.insert(pool.end(), s.begin(), s.end());
+        pool.push_back('\0');
         return narrow(begin);
+    }
+
+    // Most names stand in the text already.
+    constexpr void place_names() {
+        for (Label& l : labels) {
+            const char* const name = names_pool_.data() + l.name;
+            const std::size_t begin = text.size();
+            text.insert(text.end(), name, name + l.name_length);
+            l.name = narrow(share(text, begin));
+        }
     }
 
     static constexpr std::uint16_t narrow(std::size_t n) {
