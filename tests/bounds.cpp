@@ -1,0 +1,123 @@
+// Every decoder with every version, payload length and room, the good and the absurd ones, between pages that nobody
+// may touch; and records whose sizes lie.
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <set>
+
+#include "support.hpp"
+
+namespace {
+
+// Versions with a layout, those next to them, and some of which a byte has one.
+std::vector<std::uint32_t> versions() {
+    std::vector<std::uint32_t> all = {255, 256, 257, 258, 65535, UINT32_MAX};
+    for (std::uint32_t v = 0; v <= 8; ++v) all.push_back(v);
+    return all;
+}
+
+// Bytes that a decoder takes for set flags, odd counts, out-of-range indices; and for a name that each table has.
+Bytes payload_of(std::uint8_t fill, std::size_t size) {
+    Bytes bytes(size, fill);
+    for (std::size_t i = 0; fill == 1 && i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 73);
+    return bytes;
+}
+
+struct Payload_call {
+    const Driver& driver;
+    std::uint32_t version;
+    const std::uint8_t* payload;
+    int length;
+    int operator()(char* out, int room) const { return driver.print(payload, version, length, out, room); }
+};
+
+}  // namespace
+
+TEST_CASE("every length and every room of every version") {
+    const Guarded area(1 << 16);
+    const Capture silence;
+    for (const Driver& driver : drivers) {
+        for (const std::uint32_t version : versions()) {
+            std::size_t layout;
+            const bool known = dd_ffdc_layout(driver.type, version, &layout) == DD_FFDC_OK;
+            std::string flaw;
+            // A version without a layout is a dump for any length: a few lengths show it.
+            const std::size_t last = (known ? layout : 24) + 8;
+            for (std::size_t n = 0; n <= last && flaw.empty(); ++n) {
+                const std::uint8_t fill = n % 3 == 0 ? 0xff : n % 3 == 1 ? 1 : 0;
+                const int length = static_cast<int>(n);
+                const Payload_call call = {driver, version, area.back(payload_of(fill, n)), length};
+                const std::string text = rendered(call);
+                const Fitted fitted(text);
+                const bool whole = counts_whole(driver, text);
+                std::set<int> rooms = {0, 1, static_cast<int>(n * 7 % 301), static_cast<int>(text.size()),
+                                       static_cast<int>(text.size()) + 1};
+                if (n == 0 || n == 3 || n == layout)
+                    for (int room = 0; room <= 300; ++room) rooms.insert(room);
+                for (const int room : rooms)
+                    if (flaw.empty()) flaw = room_flaw(call, fitted, whole, room);
+                if (!flaw.empty()) flaw += ", length " + std::to_string(n);
+            }
+            INFO(driver.name << ", version " << version);
+            CHECK(flaw == "");
+        }
+    }
+}
+
+TEST_CASE("lengths and rooms below zero") {
+    const Guarded area(1);
+    const Capture silence;
+    for (const Driver& driver : drivers) {
+        for (const std::uint32_t version : versions()) {
+            for (const int length : {INT_MIN, INT_MIN + 41, -65536, -42, -1}) {
+                const Payload_call call = {driver, version, area.end(), length};
+                const std::string text = rendered(call);
+                const Fitted fitted(text);
+                INFO(driver.name << ", version " << version << ", length " << length);
+                for (const int room : {INT_MIN, -65536, -70, -1, 0, 1, 69, 300})
+                    CHECK(room_flaw(call, fitted, counts_whole(driver, text), room) == "");
+            }
+        }
+    }
+}
+
+TEST_CASE("records whose sizes lie") {
+    const Capture silence;
+    for (const Driver& driver : drivers) {
+        for (const int size : {0, 1, 41, 42, 43, 65535}) {
+            for (const std::size_t there : {42u, 43u, 600u, 65535u}) {
+                // Exactly what is there ends before the guard page.
+                const Guarded area(there);
+                const Bytes bytes =
+                    record_of({.type = driver.type, .version = 1, .size = size}, Bytes(there - 42, 0x81));
+                const std::uint8_t* const record = area.back(bytes);
+                INFO(driver.name << ", size " << size << ", there " << there);
+
+                dd_ffdc_cursor cursor = {0, 0, 0};
+                const std::size_t says = static_cast<std::size_t>(size);
+                CHECK(dd_ffdc_next(record, there, &cursor) == (says < 42      ? DD_FFDC_BAD_SIZE
+                                                               : says > there ? DD_FFDC_CUT
+                                                                              : DD_FFDC_RECORD));
+                dd_ffdc_state state = {};
+                const std::string text = record_text(record, there, &state);
+                CHECK(text.starts_with("  head version[1] time[12abcd fedc0001] size[" + std::to_string(size) + "]\n"));
+                // Values end where the record or what is there of it ends, whichever comes first.
+                struct Seen {
+                    std::size_t end = 42;
+                    bool missing = false;
+                } seen;
+                const auto note = [](void* to, const dd_ffdc_value* v) {
+                    Seen& s = *static_cast<Seen*>(to);
+                    if (v->missing) s.missing = true;
+                    if (!v->missing) s.end = std::max(s.end, std::size_t{v->offset} + v->size);
+                };
+                CHECK(dd_ffdc_values(as_record(record), there, note, &seen) == state);
+                const std::size_t end = std::max<std::size_t>(42, std::min(says, there));
+                CHECK(seen.end <= end);
+                CHECK((seen.missing || seen.end == end));
+            }
+        }
+    }
+}

@@ -1,0 +1,602 @@
+// Records and chains, whole records as text, the walk through unknown bytes, and the helpers that the library exports.
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <set>
+#include <string>
+
+#include "support.hpp"
+
+namespace {
+
+Bytes joined(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+Bytes sized(int size, Header header = {}) {
+    return record_of(header, Bytes(static_cast<std::size_t>(size - 42), 0x41));
+}
+
+// The offsets that a walk along the chain visits.
+std::vector<long> visited(const Bytes& area) {
+    std::vector<long> offsets;
+    const dd_ffdc_hdr* cursor = nullptr;
+    while (offsets.size() < 100 && dd_ffdc_get_chain(as_record(area.data()), &cursor) == 0 && cursor)
+        offsets.push_back(reinterpret_cast<const std::uint8_t*>(cursor) - area.data());
+    return offsets;
+}
+
+std::string printed(const std::uint8_t* record, int* count = nullptr, int ignored = 0) {
+    const Capture silence;
+    char* text = nullptr;
+    const int n = dd_ffdc_print(as_record(record), ignored, &text);
+    if (count) *count = n;
+    const std::string s = text ? text : "(null)";
+    std::free(text);
+    return s;
+}
+
+}  // namespace
+
+TEST_SUITE_BEGIN("chain");
+
+TEST_CASE("walk") {
+    const Bytes last = sized(42), wrong_magic = sized(50, {.magic = 0x12345678});
+    const struct {
+        const char* name;
+        Bytes area;
+        std::vector<long> offsets;
+    } cases[] = {
+        {"single", sized(60), {0}},
+        {"three", joined({sized(100, {.chained = 1}), sized(60, {.chained = 0x80000000}), last}), {0, 100, 160}},
+        {"odd sizes", joined({sized(43, {.chained = 1}), sized(45, {.chained = 1}), last}), {0, 43, 88}},
+        {"magic behind the head", joined({sized(100, {.chained = 1}), wrong_magic}), {0, 100}},
+        {"size 41", sized(42, {.size = 41, .chained = 1}), {0}},
+        {"size 0", joined({sized(50, {.chained = 1}), sized(42, {.size = 0, .chained = 1})}), {0, 50}},
+    };
+    for (const auto& c : cases) {
+        CAPTURE(c.name);
+        CHECK(visited(c.area) == c.offsets);
+        CHECK(visited(c.area) == c.offsets);  // a null cursor starts again
+    }
+}
+
+TEST_CASE("invalid heads, and their two conventions") {
+    const Bytes good = sized(42), bad = sized(42, {.magic = 0xFFDCFFDD});
+    const auto* const mark = as_record(good.data());
+    for (const dd_ffdc_hdr* head : {static_cast<const dd_ffdc_hdr*>(nullptr), as_record(bad.data())}) {
+        errno = 99;
+        CHECK(dd_ffdc_chain_size(head) == -EINVAL);
+        CHECK(errno == 99);
+        const dd_ffdc_hdr* cursor = mark;
+        CHECK(dd_ffdc_get_chain(head, &cursor) == -1);
+        CHECK(errno == EINVAL);
+        CHECK(cursor == mark);
+        errno = 99;
+        const dd_ffdc_hdr* found = mark;
+        CHECK(dd_ffdc_get_type(head, 0, &found) == -1);
+        CHECK(errno == EINVAL);
+        CHECK(found == nullptr);
+    }
+}
+
+TEST_CASE("find a type") {
+    const Bytes area = joined({sized(50, {.type = 3, .chained = 1}), sized(42, {.type = 65535, .chained = 1}),
+                               sized(42, {.type = 7, .chained = 1, .magic = 0}), sized(42, {.type = 7})});
+    const struct {
+        std::int32_t type;
+        long offset;  // -1: none
+    } cases[] = {{3, 0}, {65535, 50}, {7, 92}, {4, -1}, {-1, -1}, {65536 + 7, -1}, {INT_MIN, -1}};
+    for (const auto& c : cases) {
+        CAPTURE(c.type);
+        const dd_ffdc_hdr* found = as_record(area.data());
+        CHECK(dd_ffdc_get_type(as_record(area.data()), c.type, &found) == 0);
+        CHECK((found ? reinterpret_cast<const std::uint8_t*>(found) - area.data() : -1) == c.offset);
+    }
+}
+
+TEST_CASE("size and payload of one record") {
+    for (const int size : {42, 40, 0, 100, 65535}) {
+        CAPTURE(size);
+        const Bytes bytes = sized(42, {.size = size});
+        const void* payload = nullptr;
+        std::int32_t n = 0;
+        errno = 99;
+        CHECK(dd_ffdc_chain_size(as_record(bytes.data())) == size);
+        CHECK(errno == 99);
+        dd_ffdc_driver_data(as_record(bytes.data()), &payload, &n);
+        CHECK(payload == bytes.data() + 42);
+        CHECK(n == size - 42);
+    }
+}
+
+TEST_SUITE_BEGIN("text of a record");
+
+TEST_CASE("refused") {
+    const Bytes good = sized(50), bad = sized(50, {.magic = 0xDCFFDCFF});
+    char mark[1], *text = mark;
+    CHECK(dd_ffdc_print(nullptr, 0, &text) == -EINVAL);
+    CHECK(dd_ffdc_print(as_record(bad.data()), 0, &text) == -EINVAL);
+    CHECK(dd_ffdc_print(as_record(good.data()), 0, nullptr) == -EINVAL);
+    CHECK(text == mark);
+    char out[8] = "intact!";
+    CHECK(dd_ffdc_render(nullptr, 100, out, sizeof out, nullptr) == -EINVAL);
+    CHECK(dd_ffdc_render(as_record(bad.data()), 50, out, sizeof out, nullptr) == -EINVAL);
+    const Guarded area(1);
+    for (std::size_t there = 0; there < 42; ++there) {
+        const auto* const cut = as_record(area.back(good, there));
+        CHECK(dd_ffdc_render(cut, there, out, sizeof out, nullptr) == -EINVAL);
+        CHECK(dd_ffdc_values(
+                  cut, there, [](void*, const dd_ffdc_value*) { FAIL("called"); }, nullptr) == -EINVAL);
+    }
+    CHECK(out == std::string("intact!"));
+}
+
+TEST_CASE("headers, types without a decoder, sizes below a header") {
+    const std::string unknown = "type: UNKNOWN\n";
+    const Bytes letters(17, 'A');
+    const std::string dump = dump_text(letters.data(), 17, 1000);
+    const struct {
+        const char* name;
+        Header header;
+        Bytes payload;
+        std::string text;  // behind the header
+    } cases[] = {
+        {"type 0", {.type = 0}, letters, unknown + dump},
+        {"type 14", {.type = 14, .version = 1}, letters, unknown + dump},
+        {"type 28", {.type = 28}, letters, unknown + dump},
+        {"type 65535", {.type = 65535}, letters, unknown + dump},
+        {"no payload", {.type = 28}, {}, unknown},
+        {"size 40, unknown", {.type = 28, .size = 40}, {}, unknown},
+        {"size 40, DMA",
+         {.type = 3, .version = 1, .size = 40},
+         {},
+         "type: FFDC_TYPE_DMA\nData size mismatch 252 vs -2\n"},
+        {"size 0, DPSS", {.type = 26, .size = 0}, {}, "type: FFDC_TYPE_DPSS\n"},
+        {"head version 2", {.type = 28, .head_version = 2}, {}, unknown},
+        {"head version lowest", {.type = 14, .head_version = INT_MIN, .pid = -1, .tgid = INT_MIN}, {}, unknown},
+        {"head version 0, chained", {.type = 0, .chained = 1, .head_version = 0, .time = {0, 1}}, {}, unknown},
+    };
+    for (const auto& c : cases) {
+        CAPTURE(c.name);
+        const Bytes record = record_of(c.header, c.payload);
+        const std::size_t size = c.header.size >= 0 ? static_cast<std::size_t>(c.header.size) : record.size();
+        const std::string expected = heading(c.header, size, c.text);
+        for (int ignored : {0, 1, -1, INT_MIN}) {
+            int count;
+            CHECK(printed(record.data(), &count, ignored) == expected);
+            CHECK(count == static_cast<int>(expected.size()));
+        }
+        dd_ffdc_state state;
+        CHECK(record_text(record.data(), record.size(), &state) == expected);
+        const bool decoder = dd_ffdc_type_name(c.header.type) != nullptr;
+        CHECK((state == DD_FFDC_UNKNOWN_TYPE) == !decoder);
+        for (std::size_t shift = 1; shift < 8; ++shift) {
+            const Bytes shifted = joined({Bytes(shift), record});
+            CHECK(printed(shifted.data() + shift) == expected);
+        }
+    }
+}
+
+TEST_CASE("a dump that passes the work buffer is cut at a whole line") {
+    Bytes payload(65535 - 42);
+    for (std::size_t i = 0; i < payload.size(); ++i) payload[i] = static_cast<std::uint8_t>(i * 7 / 3);
+    const Header header = {.type = 200};
+    const Bytes record = record_of(header, payload);
+    const std::string head = heading(header, 65535, "type: UNKNOWN\n");
+    const long room = 32768 - static_cast<long>(head.size());
+    int count;
+    const std::string text = printed(record.data(), &count);
+    CHECK(text == head + dump_text(payload.data(), 65493, room));
+    CHECK(count == static_cast<int>(text.size()));
+    CHECK(record_text(record.data(), record.size()) == head + dump_text(payload.data(), 65493, 1 << 20));
+}
+
+TEST_CASE("DD_FFDC_RENDER_ROOM holds every text") {
+    const Bytes payload(65535 - 42, 0xff);
+    std::vector<char> out(DD_FFDC_RENDER_ROOM);
+    for (const Driver& d : drivers)
+        for (std::uint32_t version : {0u, 1u, 2u, 3u, 4u, 5u, 8u, 256u, 0x101u, 0x102u, 65535u}) {
+            CAPTURE(d.name);
+            CAPTURE(version);
+            const Bytes record = record_of({.type = d.type, .version = version}, payload);
+            const int n =
+                dd_ffdc_render(as_record(record.data()), record.size(), out.data(), DD_FFDC_RENDER_ROOM, nullptr);
+            CHECK(n < DD_FFDC_RENDER_ROOM - 70);
+        }
+}
+
+TEST_CASE("print_header needs 174 bytes of room, and no more") {
+    const Guarded area(174);
+    char* const out = reinterpret_cast<char*>(area.end()) - 174;
+    Header longest = {.type = 65535, .size = 65535, .head_version = INT_MIN, .pid = INT_MIN, .tgid = INT_MIN};
+    longest.time[0] = longest.time[1] = 0xffffffff;
+    for (const Header& header : {longest, Header{.type = 3, .size = 300}}) {
+        const Bytes record = record_of(header, {});
+        const std::string expected = heading(header, static_cast<std::size_t>(header.size), "");
+        CHECK(print_header(as_record(record.data()), out) == static_cast<int>(expected.size()));
+        CHECK(out == expected);
+        const std::string v1 = expected.substr(expected.find("  head version"));
+        CHECK(print_header_v1(as_record(record.data()), out) == static_cast<int>(v1.size()));
+        CHECK(out == v1);
+    }
+}
+
+TEST_SUITE_BEGIN("bytes of unknown origin");
+
+namespace {
+
+struct Step {
+    int result;
+    std::size_t offset;
+};
+
+// Every step up to the end, of which there may not be more than the area has bytes.
+std::vector<Step> walk(const std::uint8_t* area, std::size_t size) {
+    std::vector<Step> steps;
+    dd_ffdc_cursor cursor = {0, 0, 0};
+    do {
+        steps.push_back({dd_ffdc_next(area, size, &cursor), cursor.offset});
+    } while (steps.back().result != DD_FFDC_END && steps.size() <= 2 * size + 2);
+    return steps;
+}
+
+std::string told(const std::uint8_t* area, std::size_t size) {
+    std::string s;
+    static constexpr const char* names[] = {"no next ", "cut ", "bad size ", "no magic ", "end ", "record "};
+    for (const Step& step : walk(area, size))
+        s += names[step.result - DD_FFDC_NO_NEXT] + std::to_string(step.offset) +
+             (step.result == DD_FFDC_END ? "" : ", ");
+    return s;
+}
+
+}  // namespace
+
+TEST_CASE("steps through an area") {
+    const Bytes junk(5, 0xff), first = sized(100, {.chained = 1}), second = sized(60);
+    const Bytes half(first.begin(), first.begin() + 50), magic = {0xff, 0xdc, 0xff, 0xdc};
+    // A header whose reserved bytes, pid and tgid look like another header.
+    Bytes twofold = sized(60, {.size = 50, .pid = 1, .tgid = 60});
+    std::copy(magic.begin(), magic.end(), twofold.begin() + 4);
+    const struct {
+        const char* name;
+        Bytes area;
+        std::string steps;
+    } cases[] = {
+        {"empty", {}, "end 0"},
+        {"one", second, "record 0, end 60"},
+        {"smallest", sized(42), "record 0, end 42"},
+        {"a chain", joined({first, first, second}), "record 0, record 100, record 200, end 260"},
+        {"chains", joined({second, first, second}), "record 0, record 60, record 160, end 220"},
+        {"no next", first, "record 0, no next 100, end 100"},
+        {"junk", junk, "no magic 0, end 5"},
+        {"junk before", joined({junk, second}), "no magic 0, record 5, end 65"},
+        {"junk between", joined({second, junk, second}), "record 0, no magic 60, record 65, end 125"},
+        {"junk behind", joined({second, junk}), "record 0, no magic 60, end 65"},
+        {"one byte behind", joined({second, {0}}), "record 0, no magic 60, end 61"},
+        {"a magic's byte behind", joined({second, {0xff}}), "record 0, cut 60, end 61"},
+        {"a magic behind", joined({second, magic}), "record 0, cut 60, end 64"},
+        {"size 41", joined({sized(42, {.size = 41}), second}), "bad size 0, record 42, end 102"},
+        {"size 0", joined({second, sized(42, {.size = 0})}), "record 0, bad size 60, end 102"},
+        {"cut", half, "cut 0, end 50"},
+        {"cut, then a record", joined({half, sized(42)}), "cut 0, record 50, end 92"},
+        {"cut, but the next one makes up for it", joined({half, second}), "record 0, no magic 100, record 50, end 110"},
+        {"a size that reaches into the next record", joined({sized(60, {.size = 70}), second, second}),
+         "record 0, no magic 70, record 60, record 120, end 180"},
+        {"a size that reaches behind the area", joined({sized(60, {.size = 500}), second}),
+         "cut 0, record 60, end 120"},
+        {"a size that is too small", joined({sized(60, {.size = 50}), second}),
+         "record 0, no magic 50, record 60, end 120"},
+        {"a header within a header", joined({twofold, second}), "record 0, no magic 50, record 60, end 120"},
+        {"damage, again and again", joined({junk, sized(60, {.size = 50}), second, magic}),
+         "no magic 0, record 5, no magic 55, record 65, cut 125, end 129"},
+    };
+    for (const auto& c : cases) {
+        CAPTURE(c.name);
+        CHECK(told(c.area.data(), c.area.size()) == c.steps);
+    }
+}
+
+TEST_CASE("an area that is cut at any byte") {
+    const Bytes all = joined({sized(60, {.chained = 1}), sized(49), sized(80)});
+    const Guarded area(all.size());
+    for (std::size_t size = 0; size <= all.size(); ++size) {
+        CAPTURE(size);
+        std::string expected;
+        std::size_t at = 0;
+        for (std::size_t n : {60u, 49u, 80u}) {
+            if (size == at) break;
+            expected += (at + n <= size ? "record " : "cut ") + std::to_string(at) + ", ";
+            at = std::min(at + n, size);
+        }
+        if (size == 60) expected += "no next 60, ";
+        CHECK(told(area.back(all, size), size) == expected + "end " + std::to_string(size));
+    }
+}
+
+TEST_CASE("random bytes full of headers: the walk ends, and its records are whole and ascend") {
+    std::mt19937 random(20);
+    const Guarded area(4096);
+    for (int round = 0; round < 300; ++round) {
+        Bytes bytes;
+        while (bytes.size() < 2000) {
+            const auto size = static_cast<int>(random() % 120);
+            const Header header = {.type = static_cast<int>(random() % 30),
+                                   .size = size,
+                                   .chained = static_cast<std::uint32_t>(random() % 3),
+                                   .head_version = static_cast<std::int32_t>(random() % 3)};
+            const Bytes record = record_of(header, Bytes(random() % 60, 0xff));
+            bytes.insert(bytes.end(), record.begin(), record.end() - static_cast<long>(random() % 20));
+        }
+        const std::uint8_t* const at = area.back(bytes);
+        const std::vector<Step> steps = walk(at, bytes.size());
+        CHECK(steps.back().result == DD_FFDC_END);
+        std::size_t last = 0;
+        int previous = 0;
+        for (const Step& s : steps) {
+            CHECK(!(s.result < 0 && previous < 0));  // a run of damage is told once
+            previous = s.result;
+            if (s.result != DD_FFDC_RECORD) continue;
+            CHECK((s.offset > last || s.offset == 0));
+            CHECK(s.offset + static_cast<std::size_t>(dd_ffdc_chain_size(as_record(at + s.offset))) <= bytes.size());
+            last = s.offset;
+        }
+    }
+}
+
+TEST_CASE("plausible records") {
+    const Guarded area(200);
+    const struct {
+        const char* name;
+        Header header;
+        bool found;
+    } cases[] = {
+        {"head version 1, unknown type", {.type = 99, .chained = 7}, true},
+        {"another head version, known type", {.type = 27, .chained = 1, .head_version = 2}, true},
+        {"another head version, unknown type", {.type = 14, .chained = 0, .head_version = 2}, false},
+        {"another head version, strange chained", {.type = 3, .chained = 2, .head_version = 0}, false},
+        {"no magic", {.type = 3, .magic = 0xFFDCFFDD}, false},
+        {"size 41", {.type = 3, .size = 41}, false},
+        {"ends with the area", {.type = 3, .size = 45}, true},
+        {"ends behind the area", {.type = 3, .size = 46}, false},
+    };
+    for (const auto& c : cases) {
+        CAPTURE(c.name);
+        // Bytes that look like a magic up to their third, before it.
+        const Bytes bytes = joined({{0xff, 0xff, 0xdc, 0xff}, record_of(c.header, Bytes(3))});
+        const std::uint8_t* const at = area.back(bytes);
+        const std::size_t size = bytes.size(), none = size;
+        for (std::size_t from = 0; from <= size + 2; ++from)
+            CHECK(dd_ffdc_find(at, size, from) == (c.found && from <= 4 ? 4 : none));
+        for (std::size_t shorter = 0; shorter < size; ++shorter)
+            CHECK(dd_ffdc_find(area.back(bytes, shorter), shorter, 0) ==
+                  (c.found && c.header.size != 45 && shorter >= 49 ? 4 : shorter));
+    }
+}
+
+TEST_SUITE_BEGIN("helpers");
+
+TEST_CASE("scnprintf stores what it counts") {
+    const std::string text = "twenty-five characters...";
+    for (int size = -2; size <= 30; ++size) {
+        const std::size_t n = std::min<std::size_t>(text.size(), static_cast<std::size_t>(std::max(size - 1, 0)));
+        char out[40];
+        CAPTURE(size);
+        std::memset(out, '#', sizeof out);
+        CHECK(scnprintf(out, size, "%s%c%s", "twenty-five", ' ', "characters...") == static_cast<int>(n));
+        CHECK(std::string(out, sizeof out) ==
+              text.substr(0, n) + (size > 0 ? std::string(1, '\0') + std::string(39 - n, '#') : std::string(40, '#')));
+    }
+}
+
+namespace {
+
+const Driver& driver_of(int type) {
+    return *std::find_if(std::begin(drivers), std::end(drivers), [=](const Driver& d) { return d.type == type; });
+}
+
+template <typename Number>
+std::string formatted(const char* format, Number number) {
+    char text[100];
+    std::snprintf(text, sizeof text, format, number);
+    return text;
+}
+
+}  // namespace
+
+TEST_CASE("numbers of every length, as printf shows them") {
+    std::set<std::uint64_t> numbers = {0};
+    for (int bit = 0; bit < 64; ++bit)
+        for (std::uint64_t d : {0u, 1u, 2u}) numbers.insert((std::uint64_t{1} << bit) + d - 1);
+    for (std::uint64_t power = 1; power <= 1000000000000000000; power *= 10)
+        for (std::uint64_t d : {0u, 1u, 2u}) numbers.insert({power + d - 1, 0 - power - d + 1});
+    for (const std::uint64_t number : numbers) {
+        const auto low = static_cast<std::uint32_t>(number);
+        const auto low_signed = static_cast<std::int32_t>(low);
+        const auto half = static_cast<std::uint16_t>(number);
+        // The number's bytes all along the payload, so that each 32-bit field holds its low word, and each 64-bit one
+        // at an offset of 4, 12, 20... all of it.
+        Bytes payload;
+        while (payload.size() < 256)
+            for (int shift : {24, 16, 8, 0}) {
+                const std::uint64_t word = payload.size() / 4 % 2 == 0 ? low : number >> 32;
+                payload.push_back(static_cast<std::uint8_t>(word >> shift));
+            }
+        const Bytes shifted(payload.begin() + 4, payload.end());
+        const struct {
+            const Driver& driver;
+            std::uint32_t version;
+            const Bytes& payload;
+            int length;
+            std::string text;
+        } cases[] = {
+            {driver_of(FFDC_TYPE_MTDCRAM), 1, payload, 20,
+             formatted("\nOffset\t\t%lld\n", static_cast<long long>(number))},
+            {driver_of(FFDC_TYPE_MTDCRAM), 1, payload, 20, formatted("RC\t\t%d\n", low_signed)},
+            {driver_of(FFDC_TYPE_UART), 9, payload, 12, formatted("V[0x%x] P[", low)},
+            {driver_of(FFDC_TYPE_UART), 2, shifted, 192,
+             formatted("  avg:%llu  high", static_cast<unsigned long long>(number))},
+            {driver_of(FFDC_TYPE_UART), 2, payload, 192, formatted("\nflags[%#x]\n", low)},
+            {driver_of(FFDC_TYPE_HDMA), 256, shifted, 40, formatted("\tRC:               %08d\n", low_signed)},
+            {driver_of(FFDC_TYPE_HDMA), 256, payload, 40,
+             low == 0 ? "pointer:     (nil)\n" : formatted("pointer:     0x%x\n", low)},
+            {driver_of(FFDC_TYPE_DMA), 1, shifted, 252, formatted("\tRC:          %8d\n", low_signed)},
+            {driver_of(FFDC_TYPE_DMA), 1, shifted, 252, formatted("\tChannel:     %8d\n", half)},
+            {driver_of(FFDC_TYPE_TONE), low, payload, 0, formatted("Tone Version: 0x%x\n", low)},
+            {driver_of(FFDC_TYPE_SPAD), 0, payload, 20, formatted("Return code: %d\n", low_signed)},
+        };
+        for (const auto& c : cases) {
+            const std::string text = decoded(c.driver, c.version, c.payload.data(), c.length);
+            if (text.find(c.text) == text.npos) FAIL_CHECK(number << ": no " << c.text << " in " << text);
+        }
+    }
+}
+
+TEST_CASE("pretty_print, against a dump that goes word by word") {
+    Bytes bytes(256);
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 167 + 13);
+    const Guarded area(bytes.size());
+    for (int length = -1; length <= 200; ++length) {
+        const std::uint8_t* const data = area.back(bytes, static_cast<std::size_t>(std::max(length, 0)));
+        const int full = (length + 15) / 16 * 67;
+        for (int room = -1; room <= full + 80; room += room < 210 || room > full - 3 ? 1 : 23) {
+            const std::string expected = dump_text(data, length, room);
+            const std::string flaw = room_flaw([&](char* out, int r) { return pretty_print(data, length, out, r); },
+                                               Fitted(expected), false, room);
+            if (!flaw.empty()) FAIL_CHECK("length " << length << ", " << flaw);
+        }
+    }
+    const Bytes many(0x123450 + 16);
+    const std::string long_dump = [&] {
+        std::vector<char> room(6 << 20);
+        const int n =
+            pretty_print(many.data(), static_cast<int>(many.size()), room.data(), static_cast<int>(room.size()));
+        return std::string(room.data() + n - 67);
+    }();
+    CHECK(long_dump.starts_with("00123450 [00000000 "));
+
+    char out[200];
+    CHECK(pretty_print(nullptr, 16, out, sizeof out) == 0);
+    CHECK(pretty_print(bytes.data(), 16, nullptr, 200) == 0);
+    CHECK(pretty_print("ABCDEFGHIJKLMNOP\1\2\3\4zz", 22, out, sizeof out) == 134);
+    CHECK(out == std::string("00000000 [41424344 45464748 494a4b4c 4d4e4f50 ] [ABCDEFGHIJKLMNOP]\n"
+                             "00000010 [01020304 00000000 00000000 00000000 ] [................]\n"));
+}
+
+TEST_CASE("test_bit, get_type, names, versions") {
+    for (std::uint32_t bit = 0; bit < 40; ++bit)
+        for (std::uint32_t value : {0u, 0x8000u, 0x80000001u, 0xffffffffu})
+            CHECK(test_bit(value, bit) == (bit < 32 && (value & (1u << (bit & 31))) != 0 ? 1 : 0));
+    CHECK(test_bit(0xffffffff, 0xffffffff) == 0);
+
+    const char* const kinds[] = {"INVALID", "ZCOPY", "INVALID", "DIRECT", "DEVICE", "FIFO", "INVALID"};
+    for (std::uint32_t kind = 0; kind < std::size(kinds); ++kind) CHECK(get_type(kind) == std::string(kinds[kind]));
+    CHECK(get_type(0xffffffff) == std::string("INVALID"));
+
+    std::string registers;
+    for (const char* name : kor_reg_names) registers += std::string(name) + ",";
+    CHECK(
+        registers ==
+        "None,BIDI Parity,UNI Parity,FULL Parity,None,BIDI Mask,BIDI Latches,BIDI Alert,UNI Mask,UNI Latches,UNI Alert,"
+        "IRQ Mask,IRQ Conditions,IRQ,Status,Extended Status,FULL Mask,FULL Latches,FULL Alert,RX Port,TX Port,RX Baud,"
+        "TX Baud,RX Mode,TX Mode,RX Watermark,TX Watermark,SC Clock,SC Port,");
+    registers.clear();
+    for (const char* name : wex_regs) registers += std::string(name) + ",";
+    CHECK(registers == "FIFO,IER,IIR,FCR,LCR,MCR,LSR,SCR,");
+
+    for (const Driver& d : drivers) CHECK(dd_ffdc_type_name(d.type) == std::string(d.name));
+    for (int type : {0, 14, 28, -1, INT_MIN, 65536 + 3}) CHECK(dd_ffdc_type_name(type) == nullptr);
+
+    CHECK(tavi_ffdc_version() == std::string(TAVI_FFDC_VERSION));
+    CHECK(std::to_string(TAVI_FFDC_VERSION_MAJOR) + "." + std::to_string(TAVI_FFDC_VERSION_MINOR) + "." +
+              std::to_string(TAVI_FFDC_VERSION_PATCH) ==
+          TAVI_FFDC_VERSION);
+}
+
+// That the sizes are right is what the golden texts say, in every line about a size.
+TEST_CASE("layouts of unknown versions and types") {
+    constexpr int ok = DD_FFDC_OK, version = DD_FFDC_UNKNOWN_VERSION, type = DD_FFDC_UNKNOWN_TYPE;
+    const struct {
+        int type;
+        std::uint32_t version;
+        std::size_t size;
+        int state;
+    } cases[] = {
+        {FFDC_TYPE_FSI, 65535, 96, ok},
+        {FFDC_TYPE_DMA, 3, 0, version},
+        {FFDC_TYPE_JTAG, 5, 596, version},
+        {FFDC_TYPE_IIC, 3, 469, ok},
+        {FFDC_TYPE_IIC, 4, 0, version},
+        {FFDC_TYPE_SPAD, 2, 20, version},
+        {FFDC_TYPE_DIO, 9, 0, ok},
+        {FFDC_TYPE_PSI, 0, 0, version},
+        {FFDC_TYPE_UART, 65535, 12, ok},
+        {FFDC_TYPE_TONE, 9, 0, ok},
+        {FFDC_TYPE_MBOX, 6, 0, version},
+        {FFDC_TYPE_DPSS, 7, 30, ok},
+        {14, 1, 0, type},
+        {-1, 1, 0, type},
+        {28, 1, 0, type},
+    };
+    for (const auto& c : cases) {
+        CAPTURE(c.type);
+        std::size_t size = 12345;
+        CHECK(dd_ffdc_layout(c.type, c.version, &size) == c.state);
+        CHECK(size == c.size);
+    }
+}
+
+TEST_CASE("a buffer descriptor") {
+    const Bytes kb = {0, 0, 0x80, 1, 0xff, 0xff, 0, 1, 0, 2, 0xfe, 0xdc, 0x03, 0xff, 0xff, 0xff};
+    const std::string summary = "kb: flags[00008001] errors[03ffffff] count[65535] head[1] tail[2] size[65244]\n";
+    std::string expected = summary;
+    for (const char* error : {"LRC", "CRC", "RX FRAMING", "RX OVERRUN", "RX UNDERFLOW", "RX PARITY", "RX MAX_LEN",
+                              "TX UNDERRUN", "TX PARITY", "NRT", "FSI"})
+        expected += std::string("\t\t\t") + error + " error\n";
+    const Guarded area(16);
+    Bytes quiet = kb;
+    quiet[12] = 0xfc, quiet[13] = 0;
+    std::string quiet_text = summary;
+    quiet_text.replace(quiet_text.find("03ff"), 4, "fc00");
+    for (const auto& [bytes, text] : {std::pair{kb, expected}, {quiet, quiet_text}}) {
+        const std::uint8_t* const at = area.back(bytes);
+        for (int room = -1; room <= static_cast<int>(text.size()) + 40; ++room)
+            CHECK(room_flaw([at = at](char* out, int r) { return print_kb(at, out, r); }, Fitted(text), false, room) ==
+                  "");
+    }
+}
+
+TEST_CASE("IIC sections, one after the other, are the decoder's text") {
+    for (const Golden& g : goldens()) {
+        if (g.driver->type != FFDC_TYPE_IIC || g.version > 3) continue;
+        std::size_t layout;
+        dd_ffdc_layout(FFDC_TYPE_IIC, g.version, &layout);
+        const char kind = g.payload.size() < layout ? 0 : static_cast<char>(g.payload[10]);
+        const char format = kind && g.payload[12] ? static_cast<char>(g.payload[11]) : 0;
+        if ((kind != 'M' && kind != 'S') || (format != 'K' && format != 'W')) continue;
+        CAPTURE(g.name);
+        const Guarded area(layout);
+        const std::uint8_t* const payload = area.back(g.payload, layout);
+        std::string text;
+        for (auto* section : {iic_print_summary, iic_print_eng, format == 'K' ? iic_print_kor_regs : iic_print_wex_regs,
+                              kind == 'M' ? iic_print_mstr : iic_print_slv}) {
+            auto render = [&](char* out, int room) { return section(payload, out, room, g.version); };
+            const std::string part = rendered(render);
+            for (int room = 0; room <= static_cast<int>(part.size()) + 2; room += room < 40 ? 1 : 7)
+                CHECK(room_flaw(render, Fitted(part), false, room) == "");
+            text += part;
+        }
+        CHECK(g.text.substr(0, text.size()) == text);
+        CHECK((g.text.size() == text.size() || g.text.substr(text.size()).starts_with("\n---------- Trace Data")));
+    }
+}
+
+TEST_SUITE_END();

@@ -1,0 +1,270 @@
+#include "support.hpp"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace {
+
+[[noreturn]] void give_up(const std::string& why) {
+    std::fprintf(stderr, "%s\n", why.c_str());
+    std::exit(2);
+}
+
+std::string contents(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+Golden load(const Driver& driver, const std::filesystem::path& hex) {
+    Golden golden = {.driver = &driver,
+                     .name = std::string(driver.folder) + "/" + hex.stem().string(),
+                     .text_file = std::filesystem::path(hex).replace_extension(".txt"),
+                     .version = 0,
+                     .payload = {},
+                     .text = {}};
+    if (!std::filesystem::exists(golden.text_file)) give_up(golden.name + ": no .txt beside the .hex");
+    golden.text = contents(golden.text_file);
+    std::istringstream lines(contents(hex));
+    for (std::string line; std::getline(lines, line);) {
+        line = line.substr(0, line.find('#'));
+        if (line.starts_with("version ")) {
+            golden.version = static_cast<std::uint32_t>(std::stoul(line.substr(8), nullptr, 0));
+            continue;
+        }
+        std::erase_if(line, [](unsigned char c) { return std::isspace(c) != 0; });
+        if (line.size() % 2 != 0 || line.find_first_not_of("0123456789abcdefABCDEF") != line.npos)
+            give_up(golden.name + ": not hexadecimal bytes: " + line);
+        for (std::size_t i = 0; i < line.size(); i += 2)
+            golden.payload.push_back(static_cast<std::uint8_t>(std::stoul(line.substr(i, 2), nullptr, 16)));
+    }
+    return golden;
+}
+
+void put(Bytes& to, std::uint32_t v, int width) {
+    for (int i = width - 1; i >= 0; --i) to.push_back(static_cast<std::uint8_t>(v >> 8 * i));
+}
+
+}  // namespace
+
+const std::vector<Golden>& goldens() {
+    static const std::vector<Golden> all = [] {
+        const char* const other = std::getenv("FFDC_GOLDEN_DIR");
+        const std::filesystem::path root = other ? other : GOLDEN_DIR;
+        std::vector<Golden> found;
+        for (const Driver& driver : drivers) {
+            const std::size_t before = found.size();
+            if (std::filesystem::is_directory(root / driver.folder))
+                for (const auto& entry : std::filesystem::directory_iterator(root / driver.folder))
+                    if (entry.path().extension() == ".hex") found.push_back(load(driver, entry.path()));
+            if (found.size() == before) give_up((root / driver.folder).string() + ": no golden cases");
+        }
+        std::sort(found.begin(), found.end(), [](const Golden& a, const Golden& b) { return a.name < b.name; });
+        return found;
+    }();
+    return all;
+}
+
+Bytes record_of(Header h, const Bytes& payload) {
+    Bytes r;
+    put(r, h.magic, 4);
+    put(r, 0xaaaaaaaa, 4);
+    put(r, 0xbbbbbbbb, 4);
+    put(r, h.chained, 4);
+    put(r, static_cast<std::uint32_t>(h.head_version), 4);
+    put(r, static_cast<std::uint32_t>(h.pid), 4);
+    put(r, static_cast<std::uint32_t>(h.type), 2);
+    put(r, h.version, 2);
+    put(r, h.time[0], 4);
+    put(r, h.time[1], 4);
+    put(r, h.size >= 0 ? static_cast<std::uint32_t>(h.size) : static_cast<std::uint32_t>(42 + payload.size()), 2);
+    put(r, static_cast<std::uint32_t>(h.tgid), 4);
+    r.insert(r.end(), payload.begin(), payload.end());
+    return r;
+}
+
+Bytes record_of(const Golden& golden) {
+    return record_of({.type = golden.driver->type, .version = golden.version}, golden.payload);
+}
+
+std::string heading(const Header& h, std::size_t size, std::string_view type_line) {
+    std::ostringstream s;
+    if (h.head_version != 1) s << "Unsupported header version[" << h.head_version << "]\nAssuming version 1\n";
+    s << "  head version[" << h.head_version << "] time[" << std::hex << h.time[0] << " " << h.time[1] << std::dec
+      << "] size[" << size << "]\n  pid[" << h.pid << "]  tgid[" << h.tgid << "] type[" << h.type << "]\n"
+      << type_line;
+    return s.str();
+}
+
+std::string heading(const Golden& golden) {
+    return heading({.type = golden.driver->type}, 42 + golden.payload.size(),
+                   std::string("type: FFDC_TYPE_") + golden.driver->name + "\n");
+}
+
+Guarded::Guarded(std::size_t size) : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
+    const std::size_t inside = (size + page_ - 1) / page_ * page_;
+    void* const all = mmap(nullptr, inside + 2 * page_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (all == MAP_FAILED) give_up("mmap failed");
+    begin_ = static_cast<std::uint8_t*>(all) + page_;
+    end_ = begin_ + inside;
+    if (mprotect(begin_, inside, PROT_READ | PROT_WRITE) != 0) give_up("mprotect failed");
+}
+
+Guarded::~Guarded() { munmap(begin_ - page_, static_cast<std::size_t>(end_ - begin_) + 2 * page_); }
+
+const std::uint8_t* Guarded::front(const Bytes& bytes) const {
+    std::copy(bytes.begin(), bytes.end(), begin_);
+    return begin_;
+}
+
+const std::uint8_t* Guarded::back(const Bytes& bytes, std::size_t size) const {
+    std::copy_n(bytes.begin(), size, end_ - size);
+    return end_ - size;
+}
+
+Capture::Capture() {
+    std::fflush(stdout);
+    char name[] = "/tmp/ffdc_capture_XXXXXX";
+    saved_ = dup(1);
+    file_ = mkstemp(name);
+    if (saved_ < 0 || file_ < 0) give_up("cannot redirect standard output");
+    unlink(name);
+    dup2(file_, 1);
+}
+
+Capture::~Capture() {
+    std::fflush(stdout);
+    dup2(saved_, 1);
+    close(saved_);
+    close(file_);
+}
+
+std::string Capture::text() {
+    std::fflush(stdout);
+    std::string s(static_cast<std::size_t>(lseek(file_, 0, SEEK_END)), '\0');
+    if (pread(file_, s.data(), s.size(), 0) != static_cast<ssize_t>(s.size())) give_up("cannot read standard output");
+    return s;
+}
+
+std::string dump_text(const std::uint8_t* data, int length, long room) {
+    std::string text, words, characters;
+    const int n = length / 4;
+    for (int i = 0; i < (n + 3) / 4 * 4; ++i) {
+        for (int b = 4 * i; b < 4 * i + 4; ++b) {
+            char digits[3];
+            std::snprintf(digits, sizeof digits, "%02x", i < n ? data[b] : 0u);
+            words += digits;
+            characters += i < n && std::isprint(data[b]) ? static_cast<char>(data[b]) : '.';
+        }
+        words += ' ';
+        if (i % 4 != 3) continue;
+        if (static_cast<long>(text.size()) >= room - 69) break;
+        char offset[12];
+        std::snprintf(offset, sizeof offset, "%08x", static_cast<unsigned>(4 * (i - 3)));
+        text += offset + (" [" + words) + "] [" + characters + "]\n";
+        words.clear();
+        characters.clear();
+    }
+    return text;
+}
+
+Fitted::Fitted(std::string_view whole) {
+    constexpr std::size_t line = 67;
+    static constexpr std::string_view announced = "fsidata len ";
+    const std::size_t embedded = whole.find(announced);
+    auto dump_line_at = [whole](std::size_t i) {
+        const std::string_view s = whole.substr(i, line);
+        return s.size() == line && s[8] == ' ' && s[9] == '[' && s.substr(45, 4) == " ] [" && s.ends_with("]\n") &&
+               s.find_first_not_of("0123456789abcdef") == 8;
+    };
+    std::size_t i = 0, plain = 0;
+    auto take_plain = [&] {
+        if (plain < i) pieces_.push_back({std::string(whole.substr(plain, i - plain)), false});
+    };
+    while (i < whole.size()) {
+        if (i == embedded) {
+            // The text of an embedded block is copied as it is, its dump included.
+            const std::size_t n = std::stoul(std::string(whole.substr(i + announced.size(), 6)));
+            i = whole.find('\n', i) + 1 + n;
+        } else if (dump_line_at(i)) {
+            take_plain();
+            pieces_.push_back({std::string(whole.substr(i, line)), true});
+            plain = i += line;
+        } else {
+            ++i;
+        }
+    }
+    take_plain();
+}
+
+Written Fitted::in(int room) const {
+    Written w = {{}, 0};
+    for (const Piece& p : pieces_) {
+        const std::int64_t left = std::int64_t{room} - static_cast<std::int64_t>(w.length);
+        if (p.dump_line && left <= 69) continue;
+        w.length += p.text.size();
+        if (left > 1) w.text += p.text.substr(0, static_cast<std::size_t>(left - 1));
+    }
+    return w;
+}
+
+std::string rendered(const Renderer& render) {
+    static std::vector<char> buffer(DD_FFDC_RENDER_ROOM);
+    buffer[0] = '\0';
+    const int n = render(buffer.data(), static_cast<int>(buffer.size()));
+    if (n < 0 || std::strlen(buffer.data()) != static_cast<std::size_t>(n))
+        return "count " + std::to_string(n) + " but text: " + buffer.data();
+    return buffer.data();
+}
+
+std::string room_flaw(const Renderer& render, const Fitted& expected, bool whole, int room) {
+    static const Guarded area(1 << 17);
+    constexpr char guard = '\xa5';
+    constexpr int before = 32;
+    const Written want = expected.in(room);
+    char* const out = reinterpret_cast<char*>(area.end()) - std::max(room, 0);
+    std::memset(out - before, guard, static_cast<std::size_t>(std::max(room, 0) + before));
+    const int count = render(out, room);
+    auto guarded = [](char c) { return c == guard; };
+    const std::string where = "room " + std::to_string(room) + ": ";
+    if (!std::all_of(out - before, out, guarded)) return where + "wrote before the buffer";
+    const std::size_t n = whole ? want.length : want.text.size();
+    if (static_cast<std::size_t>(count) != n)
+        return where + "count is " + std::to_string(count) + ", not " + std::to_string(n);
+    if (want.length == 0 && !std::all_of(out, out + std::max(room, 0), guarded)) return where + "wrote without a text";
+    if (want.length == 0 || room < 1) return "";
+    if (std::memcmp(out, want.text.c_str(), want.text.size() + 1) != 0)
+        return where + "stored <" + std::string(out, strnlen(out, static_cast<std::size_t>(room))) + ">, not <" +
+               want.text + ">";
+    return "";
+}
+
+std::string record_text(const std::uint8_t* record, std::size_t there, dd_ffdc_state* state) {
+    return rendered([&](char* out, int room) { return dd_ffdc_render(as_record(record), there, out, room, state); });
+}
+
+std::string decoded(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length) {
+    return rendered([&](char* out, int room) { return driver.print(payload, version, length, out, room); });
+}
+
+bool counts_whole(const Driver& driver, std::string_view text) {
+    return driver.count == Driver::whole || (driver.count == Driver::whole_message && text.starts_with("Unrecognized"));
+}
+
+std::string trace_of(const Golden& golden) {
+    const std::string fsi = "fsi_print called\n";
+    const std::uint32_t v = golden.version;
+    if (golden.driver->type == FFDC_TYPE_FSI) return fsi;
+    if (golden.driver->type == FFDC_TYPE_SCAN) return "scan_print called support up to v4\n" + (v == 1 ? fsi : "");
+    if (golden.driver->type == FFDC_TYPE_SCOM)
+        return "scom_print called - suport up to v4\n" + (v >= 1 && v <= 3 ? fsi : "");
+    return "";
+}

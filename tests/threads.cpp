@@ -1,0 +1,80 @@
+// Every function in many threads at once, on the same records and on different ones: the preset tsan watches it.
+#define DOCTEST_CONFIG_IMPLEMENT_WITH_MAIN
+#include <doctest/doctest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <thread>
+
+#include "support.hpp"
+
+namespace {
+
+constexpr int threads = 8, rounds = 2;
+
+// What one record says, by every way in.
+std::string everything(const Bytes& bytes) {
+    const dd_ffdc_hdr* const record = as_record(bytes.data());
+    std::string all;
+    char* text = nullptr;
+    if (dd_ffdc_print(record, 0, &text) >= 0) all = text;
+    std::free(text);
+
+    std::vector<char> out(1 << 16);  // enough for the small records below
+    dd_ffdc_render(record, bytes.size(), out.data(), static_cast<int>(out.size()), nullptr);
+    all += out.data();
+    const auto append = [](void* to, const dd_ffdc_value* v) {
+        *static_cast<std::string*>(to) += v->group + std::string(v->name) + std::to_string(v->number);
+    };
+    dd_ffdc_values(record, bytes.size(), append, &all);
+    print_header(record, out.data());
+    all += out.data();
+    scnprintf(out.data(), 20, "%s %d", get_type(3), test_bit(4, 2));
+    return all + out.data();
+}
+
+std::size_t steps_along(const Bytes& chain) {
+    std::size_t steps = 0;
+    const dd_ffdc_hdr *record = nullptr, *found = nullptr;
+    while (dd_ffdc_get_chain(as_record(chain.data()), &record) == 0 && record) ++steps;
+    dd_ffdc_get_type(as_record(chain.data()), FFDC_TYPE_WEX_PORT, &found);
+    dd_ffdc_cursor cursor = {0, 0, 0};
+    while (dd_ffdc_next(chain.data(), chain.size(), &cursor) == DD_FFDC_RECORD) ++steps;
+    return found ? steps : 0;
+}
+
+}  // namespace
+
+TEST_CASE("what every thread hears is what one alone hears") {
+    const Capture silence;
+    std::vector<Bytes> records;
+    std::vector<std::string> alone;
+    Bytes chain;
+    for (const Golden& g : goldens()) {
+        if (g.payload.size() > 2000) continue;
+        records.push_back(record_of(g));
+        alone.push_back(everything(records.back()));
+        chain.insert(chain.end(), records.back().begin(), records.back().end());
+        chain[chain.size() - records.back().size() + 15] = &g != &goldens().back();
+    }
+    const std::size_t steps = steps_along(chain);
+    CHECK(steps == 2 * records.size());
+
+    std::atomic<int> differences = 0;
+    std::vector<std::thread> running;
+    for (int t = 0; t < threads; ++t) {
+        // Half of them go through the records in the same order, the others begin elsewhere.
+        const std::size_t first = t % 2 == 0 ? 0 : records.size() * static_cast<std::size_t>(t) / threads;
+        running.emplace_back([&, first] {
+            for (int round = 0; round < rounds; ++round) {
+                for (std::size_t i = 0; i < records.size(); ++i) {
+                    const std::size_t at = (first + i) % records.size();
+                    if (everything(records[at]) != alone[at]) ++differences;
+                }
+                if (steps_along(chain) != steps) ++differences;
+            }
+        });
+    }
+    for (std::thread& thread : running) thread.join();
+    CHECK(differences == 0);
+}

@@ -1,0 +1,234 @@
+// dd_ffdc_values against the bytes of the record and against its text.
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <sstream>
+#include <tuple>
+
+#include "support.hpp"
+
+namespace {
+
+struct Value {
+    std::string group, name;
+    int index;
+    std::size_t offset, size;
+    dd_ffdc_kind kind;
+    bool missing;
+    std::int64_t number;
+    bool shown;
+    std::string text;
+};
+
+std::vector<Value> values_of(const std::uint8_t* record, std::size_t there, int* state = nullptr) {
+    std::vector<Value> values;
+    const auto keep = [](void* to, const dd_ffdc_value* v) {
+        static_cast<std::vector<Value>*>(to)->push_back({v->group, v->name, v->index, v->offset, v->size, v->kind,
+                                                         v->missing != 0, v->number, v->text != nullptr,
+                                                         v->text ? std::string(v->text, v->text_length) : ""});
+    };
+    const int result = dd_ffdc_values(as_record(record), there, keep, &values);
+    if (state) *state = result;
+    return values;
+}
+
+std::uint64_t big_endian(const std::uint8_t* p, std::size_t size) {
+    std::uint64_t v = 0;
+    for (std::size_t i = 0; i < size; ++i) v = v << 8 | p[i];
+    return v;
+}
+
+// Whether a text says the number, in any of the ways that tables have: decimal of either sign, hexadecimal.
+bool says(const std::string& text, std::uint64_t number, std::size_t size) {
+    const std::uint64_t bits = size >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << 8 * size) - 1;
+    char* end;
+    for (int base : {10, 16}) {
+        const std::uint64_t v = text.find('-') != text.npos
+                                    ? static_cast<std::uint64_t>(std::strtoll(text.c_str(), &end, base))
+                                    : std::strtoull(text.c_str(), &end, base);
+        if (end != text.c_str() && *end == '\0' && ((v ^ number) & bits) == 0) return true;
+    }
+    return text == "(nil)" && number == 0;
+}
+
+// Words that stand for one number, where a decoder knows it.
+bool stands_for(const std::string& word, std::uint64_t number) {
+    return (word == "jtag" && number == 0x1a000000) || (word == "scratchpad" && number == 0x1b000000) ||
+           (word == "VEK1" && number == 0x11) || (word == "0" && number == ~std::uint64_t{0});
+}
+
+// What a value says that its bytes do not; "" if nothing.
+std::string value_flaw(const Value& v, const std::uint8_t* record) {
+    const std::uint8_t* const p = record + v.offset;
+    const std::uint64_t raw = v.size <= 8 ? big_endian(p, v.size) : 0;
+    const auto number = static_cast<std::uint64_t>(v.number);
+    switch (v.kind) {
+        case DD_FFDC_SIGNED: {
+            const std::uint64_t sign = std::uint64_t{1} << (8 * v.size - 1);
+            if (number != (raw ^ sign) - sign) return "number is not the sign-extended bytes";
+            return !v.shown || says(v.text, number, v.size) ? "" : "text is another number";
+        }
+        case DD_FFDC_UNSIGNED:
+        case DD_FFDC_ADDRESS:
+            // A mask of the lowest byte leaves some of its bits.
+            if (number != raw && (number & ~raw & 0xff) != 0) return "number is not the bytes";
+            if (number != raw && number > 0xff) return "masked number is larger than a byte";
+            return !v.shown || says(v.text, number, v.size) || stands_for(v.text, number) ? ""
+                                                                                          : "text is another number";
+        case DD_FFDC_NAME: return v.text.empty() ? "no name" : "";
+        case DD_FFDC_FLAG:
+            if (v.number != 0 && v.number != 1) return "flag is neither 0 nor 1";
+            return (raw == 0 && v.number != 0) || (~raw << (64 - 8 * v.size) == 0 && v.number != 1) ? "not a bit" : "";
+        case DD_FFDC_BCD: {
+            const std::int64_t low = *p & 15, high = *p >> 4, masked = high & 7;
+            if (v.number != 10 * high + low && v.number != 10 * masked + low) return "number is not the decimal digits";
+            return says(v.text, number, v.size) ? "" : "text is another number";
+        }
+        case DD_FFDC_TEXT: {
+            const char* const s = reinterpret_cast<const char*>(p);
+            return v.text == std::string(s, strnlen(s, v.size)) ? "" : "text is not that of the bytes";
+        }
+        case DD_FFDC_BYTES:
+            return v.text == dump_text(p, static_cast<int>(v.size), 1 << 20) ? "" : "text is not a dump of the bytes";
+        case DD_FFDC_UNSHOWN:
+            if (v.shown || v.index != -1 || v.number != 0 || v.missing) return "unshown, but says something";
+            return v.group.empty() && v.name.empty() && v.size > 0 ? "" : "unshown bytes have no name";
+    }
+    return "unknown kind";
+}
+
+std::string list_flaw(const std::vector<Value>& values, const std::uint8_t* record, std::size_t there) {
+    std::vector<int> covered(there, 0);  // 1 by values, 2 by runs
+    std::set<std::tuple<std::string, std::string, int>> names;
+    int part = 0;  // header, payload, unshown runs
+    std::size_t run_end = 0;
+    for (const Value& v : values) {
+        const auto flaw_of = [&v](const std::string& what) {
+            return v.group + "/" + v.name + "[" + std::to_string(v.index) + "]@" + std::to_string(v.offset) + ": " +
+                   what;
+        };
+        const int own = v.kind == DD_FFDC_UNSHOWN ? 2 : v.group == "header" ? 0 : 1;
+        if (own < part) return flaw_of("out of order");
+        part = own;
+        if (own == 0 ? v.offset + v.size > 42 : v.offset < 42) return flaw_of("in the wrong part of the record");
+        if (own == 2) {
+            // Runs are as long as can be, so that two never touch.
+            if (v.offset <= run_end && run_end != 0) return flaw_of("runs touch or go back");
+            run_end = v.offset + v.size;
+        } else if (v.name.empty() || !names.emplace(v.group, v.name, v.index).second) {
+            return flaw_of("not the only one of this name");
+        }
+        if (v.missing != (v.offset + v.size > there || v.size == 0)) return flaw_of("missing, or not");
+        if (v.missing && v.number != 0) return flaw_of("missing, but has a number");
+        for (std::size_t i = v.offset; i < std::min(v.offset + v.size, there); ++i) {
+            if (covered[i] == 2 || (covered[i] == 1 && own == 2)) return flaw_of("run overlaps a value");
+            covered[i] = own == 2 ? 2 : 1;
+        }
+        if (v.missing) continue;
+        if (const std::string flaw = value_flaw(v, record); !flaw.empty()) return flaw_of(flaw + ": " + v.text);
+    }
+    for (std::size_t i = 42; i < there; ++i)
+        if (covered[i] == 0) return "byte " + std::to_string(i) + " is not covered";
+    return "";
+}
+
+// Where the texts of the values are not found one behind the other in the text of the record. A number must not begin
+// or end within another one.
+std::string text_flaw(const std::vector<Value>& values, const std::string& text) {
+    const auto digit = [&](std::size_t i) { return text[i] >= '0' && text[i] <= '9'; };
+    std::size_t at = 0;
+    for (const Value& v : values) {
+        if (!v.shown) continue;
+        std::size_t found = at;
+        for (;; ++found) {
+            found = text.find(v.text, found);
+            if (found == text.npos)
+                return v.group + "/" + v.name + ": <" + v.text + "> is not behind: " + text.substr(0, at);
+            const std::size_t end = found + v.text.size();
+            if (v.text.empty() || v.kind == DD_FFDC_BYTES || !digit(found) || (!digit(found - 1) && !digit(end))) break;
+        }
+        at = found + v.text.size();
+    }
+    return "";
+}
+
+dd_ffdc_state state_of(const Driver& driver, std::uint32_t version, const std::string& text) {
+    const auto says_so = [&](const char* what) { return text.find(what) != text.npos; };
+    const bool other_version = says_so("Unrecogni") || says_so("Unknown FFDC version") ||
+                               (driver.type == FFDC_TYPE_IIC && version > 3) ||
+                               (driver.type == FFDC_TYPE_PSI && (version == 0 || version > 3)) ||
+                               (driver.type == FFDC_TYPE_MBOX && (version == 0 || version > 5));
+    if (other_version) return DD_FFDC_UNKNOWN_VERSION;
+    if (!says_so("Data size mismatch")) return DD_FFDC_OK;
+    return driver.exact ? DD_FFDC_SIZE_MISMATCH : DD_FFDC_SHORT;
+}
+
+// The status of SCAN records is printed a second time, but handed out once.
+bool shown_twice(const Golden& g, const Value& v) {
+    return g.driver->type == FFDC_TYPE_SCAN && (g.version == 3 || g.version == 4) && v.name == "status";
+}
+
+}  // namespace
+
+TEST_CASE("values of whole records") {
+    for (const Golden& g : goldens()) {
+        CAPTURE(g.name);
+        const Bytes record = record_of(g);
+        int state;
+        const std::vector<Value> values = values_of(record.data(), record.size(), &state);
+        CHECK(state == state_of(*g.driver, g.version, g.text));
+        CHECK(list_flaw(values, record.data(), record.size()) == "");
+        CHECK(text_flaw(values, heading(g) + g.text) == "");
+    }
+}
+
+TEST_CASE("values of records that end early") {
+    const Guarded area(1 << 16);
+    for (const Golden& g : goldens()) {
+        const Bytes bytes = record_of(g);
+        for (std::size_t there = 42; there < bytes.size(); ++there) {
+            const std::uint8_t* const record = area.back(bytes, there);
+            const std::vector<Value> values = values_of(record, there);
+            const std::string text = record_text(record, there);
+            std::string flaw = list_flaw(values, record, there);
+            if (flaw.empty()) flaw = text_flaw(values, text);
+            // Every question mark outside dumps stands for a missing value. (No golden text field has one.)
+            std::ptrdiff_t marks = 0;
+            for (const Value& v : values)
+                if (v.missing && v.kind != DD_FFDC_TEXT && v.kind != DD_FFDC_BYTES)
+                    marks += std::count(v.text.begin(), v.text.end(), '?') * (shown_twice(g, v) ? 2 : 1);
+            std::istringstream lines(text);
+            for (std::string line; std::getline(lines, line);)
+                if (line.find(" ] [") == line.npos) marks -= std::count(line.begin(), line.end(), '?');
+            if (flaw.empty() && marks != 0) flaw = "question marks that are no missing value: " + text;
+            if (flaw.empty()) continue;
+            FAIL_CHECK(g.name << ", " << there - 42 << " bytes: " << flaw);
+            break;
+        }
+    }
+}
+
+TEST_CASE("the header's values, and types without a decoder") {
+    const Bytes record = record_of({.type = 14,
+                                    .version = 7,
+                                    .chained = 0x80000000,
+                                    .head_version = -2,
+                                    .pid = -5,
+                                    .tgid = 6,
+                                    .time = {0xffffffff, 1}},
+                                   Bytes(3, 0));
+    int state;
+    const std::vector<Value> values = values_of(record.data(), record.size(), &state);
+    CHECK(state == DD_FFDC_UNKNOWN_TYPE);
+    std::set<std::string> told;
+    for (const Value& v : values)
+        told.insert(v.name + (v.index < 0 ? "" : std::to_string(v.index)) + "=" + std::to_string(v.number) + "@" +
+                    std::to_string(v.offset) + "+" + std::to_string(v.size));
+    CHECK(told == std::set<std::string>{"magic=4292673500@0+4", "chained=2147483648@12+4", "head version=-2@16+4",
+                                        "pid=-5@20+4", "type=14@24+2", "version=7@26+2", "time0=4294967295@28+4",
+                                        "time1=1@32+4", "size=45@36+2", "tgid=6@38+4", "=0@42+3"});
+    CHECK(list_flaw(values, record.data(), record.size()) == "");
+}
