@@ -1,0 +1,51 @@
+"""What the tests of the tool share: running it, building records, reading golden payloads."""
+import glob
+import os
+import re
+import struct
+import subprocess
+from pathlib import Path
+
+here = os.path.dirname(os.path.abspath(__file__))
+root = os.path.dirname(os.path.dirname(here))
+ffdc = os.environ["FFDC"]
+
+names = ("FSI PSI DMA HDMA MDMA IIC UART JTAG MBOX DIO SCAN SCOM TONE - RTC SPAD IOMUX DRA USB 8250 RS485 ALERT "
+         "KOR_PORT TAM_PORT WEX_PORT DPSS MTDCRAM").split()
+codes = {name: code for code, name in enumerate(names, 1) if name != "-"}
+
+
+def run(*arguments, input=b"", **more):
+    """Status, output, messages."""
+    done = subprocess.run([ffdc, *arguments], input=input, capture_output=True, **more)
+    return done.returncode, done.stdout, done.stderr
+
+
+def record(type, version, payload, chained=0, head_version=1, size=None, magic=0xFFDCFFDC):
+    code = codes[type] if type in codes else type
+    size = 42 + len(payload) if size is None else size
+    return struct.pack(">I8xIiiHHIIHi", magic, chained, head_version, 4711, code, version, 0x5F3C0001, 0x2A, size,
+                       815) + payload
+
+
+def golden(path):
+    """Version and payload of a golden case."""
+    text = re.sub(r"#.*", "", Path(path).read_text(encoding="latin-1"))
+    version, digits = re.match(r"\s*version\s+(\S+)(.*)", text, re.S).groups()
+    return int(version, 0), bytes.fromhex(digits)
+
+
+def goldens():
+    """Type, case, version and payload of every golden case."""
+    for path in sorted(glob.glob(os.path.join(root, "tests", "golden", "*", "*.hex"))):
+        type, case = path.split(os.sep)[-2:]
+        yield type.upper(), case[:-4], *golden(path)
+
+
+def case(type, name):
+    return golden(os.path.join(root, "tests", "golden", type, name + ".hex"))
+
+
+dma = record("DMA", *case("dma", "v1"))
+mbox = record("MBOX", *case("mbox", "v4"))
+fsi = record("FSI", *case("fsi", "v1"))

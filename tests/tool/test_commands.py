@@ -1,0 +1,273 @@
+"""What each command shows of good, damaged, unknown and missing records, and the status that it ends with."""
+import os
+import random
+import re
+import tempfile
+import unittest
+from pathlib import Path
+
+from common import case, codes, dma, fsi, goldens, mbox, record, root, run
+
+unknown_type = record(14, 1, b"four")
+unknown_version = record("DMA", 9, b"four")
+short = record("FSI", 1, fsi[42:100])
+mismatch = record("DMA", 1, dma[42:-1])
+no_magic = b"abcd" + mbox[4:]
+damaged = dma + no_magic + fsi
+readers = ("show", "list", "json", "hex", "carve")
+
+
+def separators(out):
+    return re.findall(r"^==> (.*) <==$", out.decode("latin-1"), re.M)
+
+
+class Status(unittest.TestCase):
+    def test_statuses(self):
+        walkers = readers[:4]
+        table = [
+            ("good", dma + mbox + fsi, readers, 0),
+            ("nothing at all", b"", readers, 1),
+            ("no record", b"\x01\x02\x03" * 99, readers, 1),
+            ("unknown type", unknown_type + dma, readers, 3),
+            ("unknown version", unknown_version + dma, readers, 3),
+            ("short", short + dma, readers, 3),
+            ("size mismatch", mismatch, readers, 3),
+            ("magic missing in the middle", damaged, walkers, 3),
+            ("magic missing in the middle", damaged, ("carve",), 0),
+            ("cut", dma + fsi[:-1], walkers, 3),
+            ("only a cut one", fsi[:-1], walkers, 3),
+            ("only a cut one", fsi[:-1], ("carve",), 1),
+        ]
+        for name, data, commands, status in table:
+            for command in commands:
+                with self.subTest(name, command=command):
+                    self.assertEqual(run(command, "-q", input=data)[::2], (status, b""))
+
+    def test_filters(self):
+        data = dma + mbox + fsi + unknown_type
+        table = [
+            (("-t", "dma"), ["DMA"], 0), (("-t", "Dma,FSI"), ["DMA", "FSI"], 0), (("-t", "3", "-t", "0x9"), ["DMA", "MBOX"], 0),
+            (("--type=FFDC_TYPE_MBOX",), ["MBOX"], 0), (("-t", "14"), ["TYPE_14"], 3), (("-t", "8250"), [], 1), (("-t", "65535"), [], 1),
+        ]
+        for options, expected, status in table:
+            for command in ("show", "hex", "list", "json", "carve"):
+                with self.subTest(options, command=command):
+                    got, out, _ = run(command, *options, input=data)
+                    self.assertEqual(got, status)
+                    if command in ("show", "hex"):
+                        self.assertEqual([line.split()[-1] for line in separators(out)], expected)
+                    else:
+                        self.assertEqual(len(out.splitlines()), len(expected) + (command != "json" and status != 1))
+        with self.subTest("damage is told, but not shown among the records of a type"):
+            status, out, err = run("list", "--no-legend", "-t", "fsi", input=damaged)
+            self.assertEqual((status, len(out.splitlines()), b"offset 0x000126" in err), (3, 1, True))
+        for wrong in ("dmaa", "-1", "65536", "0x", "3 ", ""):
+            with self.subTest(wrong):
+                status, _, err = run("show", "-t", wrong, input=data)
+                self.assertEqual(status, 2)
+                self.assertTrue(wrong == "" or all(name.encode() in err for name in codes), err)
+
+
+class Damage(unittest.TestCase):
+    def test_good_records_always_come_out(self):
+        message = b"ffdc: -: offset 0x000126: expected magic ffdcffdc, found 61626364\n"
+        for command in readers[:4]:
+            with self.subTest(command):
+                status, out, err = run(command, input=damaged)
+                self.assertEqual((status, err), (3, message))
+                self.assertEqual(run(command, "-q", input=damaged)[1:], (out, b""))
+                if command in ("show", "hex"):
+                    self.assertEqual(separators(out), ["- offset 0x000000 record 0 DMA", "- offset 0x000126 record 1 damaged",
+                                                       "- offset 0x00027c record 2 FSI"])
+                    for data in (dma, fsi):
+                        self.assertIn(run(command, "--no-legend", input=data)[1], out)
+                else:
+                    states = rb'"state":"(\w+)"' if command == "json" else rb"(?m)^ .* 5f3c0001:2a (\w+)|^ .* (damaged)"
+                    self.assertEqual([b"".join(found) if command == "list" else found for found in re.findall(states, out)],
+                                     [b"ok", b"damaged", b"ok"])
+
+    def test_every_kind_of_damage(self):
+        table = [
+            ("magic", dma + no_magic, 294, "magic ffdcffdc", "61626364", "damaged"),
+            ("too short for a magic", dma + b"\x01", 294, "magic ffdcffdc", "01", "damaged"),
+            ("size", record("FSI", 1, b"", size=41), 0, "a record size of at least 42", "41", "FSI damaged"),
+            ("cut", dma + fsi[:-1], 294, "a record of 138 bytes", "137 bytes", "FSI damaged"),
+            ("cut in the header", fsi[:41], 0, "a header of 42 bytes", "41 bytes", "damaged"),
+            ("end of a chain", record("DIO", 1, b"", chained=1), 42, "another record, which the last one announces", "the end of the input", "damaged"),
+            ("short", short, 0, "a payload of 96 bytes", "58 bytes", "FSI"),
+            ("mismatch", mismatch, 0, "a payload of 252 bytes", "251 bytes", "DMA"),
+            ("version", unknown_version, 0, "a known version of DMA", "version 9", "DMA"),
+            ("type", unknown_type, 0, "a known type", "type 14", "TYPE_14"),
+        ]
+        for name, data, offset, expected, found, marked in table:
+            with self.subTest(name):
+                _, out, err = run("show", input=data)
+                self.assertEqual(err.decode(), f"ffdc: -: offset 0x{offset:06x}: expected {expected}, found {found}\n")
+                self.assertEqual(separators(out)[-1].split(" ", 5)[-1], marked)
+                self.assertEqual(f"damaged: expected {expected}, found {found}\n" in out.decode("latin-1"), "damaged" in marked)
+
+    def test_a_size_that_swallows_the_next_record(self):
+        swallower = dma[:36] + (len(dma) + 100).to_bytes(2, "big") + dma[38:]
+        status, out, _ = run("list", "--no-legend", input=swallower + mbox + fsi)
+        self.assertEqual([line.split()[2] for line in out.decode().splitlines()], ["DMA", "-", "MBOX", "FSI"])
+
+    def test_what_is_there_of_a_cut_record_shows(self):
+        _, out, _ = run("show", input=dma[:42 + 100])
+        self.assertIn(b"\n  head version[1] time[5f3c0001 2a] size[294]\n", out)
+        self.assertIn(b"Data size mismatch 252 vs", out)
+
+
+class Show(unittest.TestCase):
+    def test_text_of_every_golden(self):
+        cases = [(type, name, record(type, version, payload)) for type, name, version, payload in goldens()]
+        texts = re.split(rb"^==> .* <==\n", run("show", "-q", input=b"".join(data for *_, data in cases))[1], flags=re.M)[1:]
+        for (type, name, data), text in zip(cases, texts, strict=True):
+            with self.subTest(type, case=name):
+                expected = Path(root, "tests", "golden", type.lower(), name + ".txt").read_bytes()
+                head = (f"  head version[1] time[5f3c0001 2a] size[{len(data)}]\n  pid[4711]  tgid[815] type[{codes[type]}]\n"
+                        f"type: FFDC_TYPE_{type}\n").encode()
+                self.assertEqual(text, head + expected + (b"" if expected.endswith(b"\n") or not expected else b"\n"))
+
+
+class List(unittest.TestCase):
+    def test_rows(self):
+        hdma = record("HDMA", *case("hdma", "v256"))
+        _, out, _ = run("list", "-q", input=dma + hdma + short + unknown_type)
+        self.assertEqual([re.split(r"\s+", line.strip(), maxsplit=9) for line in out.decode().splitlines()], [
+            "INDEX OFFSET TYPE VERSION SIZE PID TGID TIME STATE CAUSE".split(),
+            "0 0x000000 DMA 1 294 4711 815 5f3c0001:2a ok".split() + ["rc -305419896"],
+            "1 0x000126 HDMA 256 82 4711 815 5f3c0001:2a ok".split() + ["rc -305419896, " + error_of(hdma)],
+            "2 0x000178 FSI 1 100 4711 815 5f3c0001:2a short -".split(),
+            "3 0x0001dc TYPE_14 1 46 4711 815 5f3c0001:2a unknown_type -".split(),
+        ])
+
+
+def error_of(hdma):
+    return re.search(r"^.*Err Type:? *(.*?) *$", run("show", input=hdma)[1].decode(), re.M).group(1)
+
+
+class Hex(unittest.TestCase):
+    def test_what_no_value_covers_is_marked(self):
+        out = run("hex", "-q", input=dma + no_magic[:20])[1].decode("latin-1")
+        self.assertIn("  00009e  34 05 4d d6 9a e6 76 21  (not shown)\n", out)
+        self.assertIn("  000036  ed cb a9 88              rc                          -305419896\n", out)
+        self.assertIn("  000000  61 62 63 64", out)
+        self.assertIn("(no record)", out)
+
+
+class Carve(unittest.TestCase):
+    def found(self, data, *options):
+        status, out, err = run("carve", "--no-legend", *options, input=data)
+        return status, [(int(line.split()[1], 16), line.split()[2]) for line in out.decode().splitlines()], err.decode()
+
+    def test_records_at_any_offset_in_any_bytes(self):
+        noise = random.Random(1)
+        fillers = {"zeros": lambda n: bytes(n), "erased flash": lambda n: b"\xff" * n, "pointers": lambda n: (b"\xff\xdc\xff\x00" * n)[:n],
+                   "noise": lambda n: noise.randbytes(n), "magics": lambda n: (b"\xff\xdc\xff\xdc" * n)[:n]}
+        for name, filler in fillers.items():
+            for junk in (1, 3, 41, 65536, (1 << 20) - 100, (1 << 20) + 1, (2 << 20) - 50):
+                with self.subTest(name, junk=junk):
+                    data = filler(junk) + dma + filler(7) + fsi + filler(100)
+                    expected = [(junk, "DMA"), (junk + len(dma) + 7, "FSI")]
+                    self.assertEqual(self.found(data)[:2], (0, expected))
+        with self.subTest("a file gives what a pipe gives"), tempfile.NamedTemporaryFile() as file:
+            data = noise.randbytes(3 << 20) + (dma + mbox) * 4000 + noise.randbytes(1000) + fsi
+            file.write(data)
+            file.flush()
+            self.assertEqual(run("carve", file.name)[1], run("carve", input=data)[1])
+            self.assertEqual(len(self.found(data)[1]), 8001)
+
+    def test_records_inside_records(self):
+        outer = record("DIO", 1, b"xx" + dma + b"yy")
+        self.assertEqual(self.found(outer + fsi)[1], [(0, "DIO"), (len(outer), "FSI")])
+        self.assertEqual(self.found(outer + fsi, "--all")[1], [(0, "DIO"), (44, "DMA"), (len(outer), "FSI")])
+
+    def test_why_hits_were_rejected(self):
+        data = (record("DMA", 1, b"", size=5) + record(99, 1, b"", head_version=7) + dma +
+                record("DMA", 1, b"", size=60000, head_version=1))
+        status, hits, err = self.found(data, "-v")
+        self.assertEqual((status, hits), (0, [(84, "DMA")]))
+        self.assertEqual(err.splitlines(), [
+            "ffdc: -: offset 0x000000: not a record: expected a record size of at least 42, found 5",
+            "ffdc: -: offset 0x00002a: not a record: expected header version 1, or a known type and a chain flag of 0 or 1, "
+            "found header version 7, type 99, chain flag 0",
+            "ffdc: -: offset 0x00017a: not a record: expected a record of 60000 bytes, found 42 bytes",
+        ])
+        self.assertEqual(self.found(data)[2], "")
+
+    def test_write_and_decode(self):
+        data = b"junk" + dma + b"junk" + unknown_type
+        with tempfile.TemporaryDirectory() as folder:
+            place = os.path.join(folder, "new")
+            status, hits, _ = self.found(data, "--write", place)
+            self.assertEqual((status, len(hits)), (3, 2))
+            self.assertEqual({path.name: path.read_bytes() for path in Path(place).iterdir()},
+                             {"0x00000004-DMA.ffdc": dma, "0x0000012e-TYPE_14.ffdc": unknown_type})
+            status, _, err = self.found(data, "--write", place)
+            self.assertEqual((status, "0x00000004-DMA.ffdc: File exists" in err), (2, True))
+        decoded = run("carve", "--decode", "-q", "--no-legend", input=data)[1]
+        self.assertEqual(decoded, run("show", "-q", "--no-legend", input=dma + unknown_type)[1])
+
+
+class Diff(unittest.TestCase):
+    def diff(self, a, b, *options):
+        with tempfile.TemporaryDirectory() as folder:
+            for name, data in (("a", a), ("b", b)):
+                Path(folder, name).write_bytes(data)
+            status, out, err = run("diff", *options, "a", "b", cwd=folder)
+            return status, out.decode("latin-1"), err
+
+    def test_what_differs(self):
+        other = bytearray(dma)
+        other[54:58] = (5).to_bytes(4, "big")   # rc
+        other[158] ^= 0xff                      # a byte that is not shown
+        pid = dma[:20] + (1).to_bytes(4, "big") + dma[24:]
+        unnamed_bit = bytearray(dma)
+        unnamed_bit[44] ^= 0x01
+        table = [
+            ("same", dma + fsi, dma + fsi, 0, []),
+            ("values", dma + fsi, bytes(other) + fsi, 1, ["rc -305419896 5 -305419896 5",
+                                                          "(not shown) 0x009e 34054dd69ae67621 cb054dd69ae67621 - -"]),
+            ("header", dma, pid, 1, ["header.pid 4711 1 4711 1"]),
+            ("state", short, short[:-1], 1, None),
+            ("damage", damaged, damaged, 3, []),
+            ("bytes of damage", damaged, damaged.replace(b"abcd", b"abce"), 1, ["(bytes) 0x0003 64" + no_magic[4:11].hex() +
+                                                                               " 65" + no_magic[4:11].hex() + " - -"]),
+            ("one more", dma, dma + fsi, 1, ["state - ok - -"]),
+            ("nothing", b"", b"", 1, []),
+        ]
+        for name, a, b, expected, rows in table:
+            with self.subTest(name):
+                status, out, _ = self.diff(a, b, "-q", "--no-legend")
+                self.assertEqual(status, expected)
+                if rows is not None:
+                    self.assertEqual([" ".join(line.split()) for line in out.splitlines()], rows)
+        with self.subTest("a bit that no value shows"):
+            self.assertEqual(self.diff(dma, bytes(unnamed_bit), "-q")[0], 1)
+
+    def test_pairs(self):
+        a, b = dma + mbox + fsi, fsi + dma + mbox
+        self.assertEqual(self.diff(a, b)[0], 1)
+        self.assertEqual(self.diff(a, b, "--by", "type")[:2], (0, ""))
+        status, out, _ = self.diff(dma + dma, dma, "--by=type")
+        self.assertEqual((status, separators(out.encode())), (1, ["a offset 0x000126 record 1 DMA | nothing"]))
+        status, out, _ = self.diff(dma, dma, "--all", "--no-legend")
+        self.assertEqual(status, 0)
+        self.assertRegex(out, r"(?m)^registers.cr +d9119366 +d9119366 +3641807718 +3641807718$")
+        self.assertEqual(self.diff(dma, b"", "--no-legend")[0], 1)
+        self.assertEqual(run("diff", "/none", "/none")[0], 2)
+
+
+class Types(unittest.TestCase):
+    def test_all_are_there(self):
+        status, out, _ = run("types", "--no-legend")
+        rows = [line.split(maxsplit=2) for line in out.decode().splitlines()]
+        self.assertEqual((status, {row[0]: int(row[1]) for row in rows}), (0, codes))
+        layouts = {(row[0], *row[2].rsplit(maxsplit=1)) for row in rows}
+        self.assertLessEqual({("DMA", "1", "252"), ("DMA", "2", "260"), ("FSI", "any", "96"), ("HDMA", "256", "40"), ("DIO", "any", "raw"),
+                              ("SCAN", "1", "232"), ("IIC", "0-1", "205"), ("UART", "8 and later", "12")}, layouts)
+        self.assertEqual(len(run("types", "-t", "dma", "--no-legend")[1].splitlines()), 2)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,173 @@
+"""JSON is a contract: the schema holds for whatever comes in, numbers are those of the bytes, recipes work."""
+import glob
+import json
+import os
+import re
+import struct
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+import jsonschema
+
+from common import case, codes, dma, fsi, ffdc, goldens, mbox, record, root, run
+
+schema = json.loads(Path(root, "docs", "record.schema.json").read_text())
+validator = jsonschema.Draft202012Validator(schema)
+corpus = [(type, name, record(type, version, payload)) for type, name, version, payload in goldens()]
+
+
+def objects(data, *options):
+    return [json.loads(line) for line in run("json", "-q", *options, input=data)[1].decode("utf-8").split("\n")[:-1]]
+
+
+def at(object, path):
+    for key in path.split("."):
+        object = object[int(key) if key.isdigit() and isinstance(object, list) else key]
+    return object
+
+
+def hex_lines(text):
+    """Offset, bytes and name of every line that `ffdc hex` prints about records, a list for each of them."""
+    records = []
+    for line in text.decode("latin-1").split("\n")[:-1]:
+        if line.startswith("==> "):
+            records.append([])
+            continue
+        offset, digits, name = re.fullmatch(r"  ([0-9a-f]{6})  ((?:[0-9a-f]{2} )*(?:[0-9a-f]{2})?) *(?:  (\S.*))?", line).groups()
+        records[-1].append((int(offset, 16), bytes.fromhex(digits), re.split("  +", name or "")[0]))
+    return records
+
+
+class Json(unittest.TestCase):
+    def check(self, object):
+        for error in validator.iter_errors(object):
+            self.fail(f"{error.json_path}: {error.message[:300]}")
+
+    def test_the_schema_is_one(self):
+        jsonschema.Draft202012Validator.check_schema(schema)
+        self.assertEqual([t for t in schema["properties"]["type"]["enum"] if t], list(codes))
+
+    def test_schema_over_all_goldens_and_samples(self):
+        found = objects(b"".join(data for _, _, data in corpus))
+        self.assertEqual([o["type"] for o in found], [type for type, _, _ in corpus])
+        for object, (type, name, _) in zip(found, corpus):
+            with self.subTest(type, case=name):
+                self.check(object)
+        for path in glob.glob(os.path.join(root, "samples", "*.ffdc")):
+            with self.subTest(path):
+                for object in objects(Path(path).read_bytes()):
+                    self.check(object)
+
+    def test_schema_over_what_is_wrong(self):
+        text = case("scom", "v1")[1]
+        cases = {
+            "cut record": dma[:200], "cut header": dma[:41], "no magic": b"\0" * 50 + dma, "size below a header": record("DMA", 1, b"", size=41) + dma,
+            "unknown type": record(14, 1, b"abcd"), "highest type": record(65535, 1, b""), "header alone": record("IIC", 2, b""),
+            "header version": record("DMA", 1, dma[42:], head_version=-2), "announced": record("DIO", 1, b"abc", chained=1),
+            "bytes above 0x7f": record("SCOM", 1, text[:40] + bytes(range(128, 256)) + text[168:]),
+        }
+        cases.update({f"{name} cut to {n}": record(name, version, payload[:n])
+                      for name, version, payload in (("SCAN", *case("scan", "v1")), ("IIC", *case("iic", "v3")))
+                      for n in range(0, len(payload), 7)})
+        for name, data in cases.items():
+            with self.subTest(name):
+                found = objects(data)
+                self.assertTrue(found)
+                for object in found:
+                    self.check(object)
+
+    def test_values_are_those_of_the_bytes(self):
+        """A few layouts by hand: path, struct format, offset in the payload."""
+        table = [
+            ("DMA", "dma", "v2", [("err_stat", "I", 0), ("err_resp", "I", 4), ("rc", "i", 20), ("src_base", "Q", 36),
+                                  ("src_type.value", "I", 44), ("dest_base", "Q", 56), ("engine", "H", 76), ("channel", "H", 78),
+                                  ("registers.cr", "I", 80), ("registers.pmp", "I", 120)]),
+            ("FSI", "fsi", "v1", [("magic", "I", 0), ("part", "i", 12), ("master.mnr", "B", 32), ("master.recover", "B", 33),
+                                  ("master.slave.sisc", "I", 36), ("port.recover", "B", 62), ("port.slave.sstat", "I", 80),
+                                  ("vaddr", "I", 84), ("seqno", "I", 92)]),
+            ("HDMA", "hdma", "v256", [("config_flags", "I", 0), ("err_type.value", "I", 4), ("rc", "i", 12), ("dest_source", "Q", 20)]),
+            ("DMA", "dma", "v1_small", [("rc", "i", 12), ("src_base", "Q", 28), ("registers.sgc", "I", 108)]),
+        ]
+        for type, folder, name, fields in table:
+            version, payload = case(folder, name)
+            object, = objects(record(type, version, payload))
+            for path, form, offset in fields:
+                with self.subTest(type, path=path):
+                    number, = struct.unpack_from(">" + form, payload, offset)
+                    self.assertEqual(at(object["payload"], path), str(number) if form == "Q" else number)
+        flags, = struct.unpack_from(">I", dma, 42)
+        payload = objects(dma)[0]["payload"]
+        bits = {"fsi": 31, "psi": 30, "mem": 29, "ubuf": 28, "byte": 24, "write": 22, "cmplt": 21, "dp": 15}
+        self.assertEqual({key: payload[key] for key in bits}, {key: bool(flags >> bit & 1) for key, bit in bits.items()})
+        self.assertEqual(payload["hint"].encode("latin-1"), dma[42 + 124:].split(b"\0")[0])
+
+    def test_hex_accounts_for_every_byte_and_agrees_with_json(self):
+        data = b"".join(data for _, _, data in corpus)
+        listed = hex_lines(run("hex", "-q", input=data)[1])
+        found = objects(data)
+        compared = 0
+        for (type, name, bytes_), lines, object in zip(corpus, listed, found, strict=True):
+            with self.subTest(type, case=name):
+                shown = [line for line in lines if line[1]]
+                self.assertEqual(b"".join(line[1] for line in shown), bytes_)
+                self.assertEqual([line[0] for line in shown], [0, *(o + len(b) for o, b, _ in shown[:-1])])
+                for offset, part, path in shown:
+                    if len(part) not in (1, 2, 4, 8) or path in ("", "(not shown)"):
+                        continue
+                    path = re.sub(r"\[(\d+)\]", r".\1", path)
+                    value = at(object, path if path.startswith("header.") else "payload." + path)
+                    value = value["value"] if isinstance(value, dict) else value
+                    if isinstance(value, int) and not isinstance(value, bool):
+                        unsigned = int.from_bytes(part, "big")
+                        allowed = {unsigned, int.from_bytes(part, "big", signed=True)}
+                        if type == "RTC" or path in ("payload.evt", "payload.rid"):
+                            continue  # binary-coded decimal, or some bits of the byte
+                        self.assertIn(value, allowed, path)
+                        compared += 1
+        self.assertGreater(compared, 5000)
+
+    def test_no_byte_is_lost(self):
+        version, payload = case("dma", "v1")
+        text = b"\x01\xc3\x28\xff%n\"\\"
+        payload = payload[:124] + text + b"\0behind" + bytes(128 - len(text) - 7)
+        object, = objects(record("DMA", version, payload))
+        self.assertEqual(object["payload"]["hint"], text.decode("latin-1"))
+        self.assertIn({"offset": 42 + 124 + len(text) + 1, "bytes": b"behind".hex() + "00" * (121 - len(text))}, object["unshown"])
+        cut, = objects(record("FSI", 1, fsi[42:42 + 90]))
+        self.assertEqual((cut["payload"]["errno"], cut["payload"]["seqno"]), (None, None))
+        self.assertIn({"offset": 42 + 88, "bytes": fsi[130:132].hex()}, cut["unshown"])
+        named, = objects(record("HDMA", 256, case("hdma", "v256")[1][:1]))
+        self.assertEqual(named["state"], "size_mismatch")
+
+    def test_file_names_that_are_not_utf_8(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(os.fsencode(folder), b"d\xfcmp\"")
+            Path(os.fsdecode(path)).write_bytes(dma)
+            status, out, _ = run("json", path)
+            self.assertEqual((status, json.loads(out)["file"].rsplit("/")[-1]), (0, 'd\ufffdmp"'))
+
+    def test_pretty_is_the_same(self):
+        decoder, text, found = json.JSONDecoder(), run("json", "--pretty", input=dma + mbox + fsi)[1].decode(), []
+        while text.strip():
+            object, end = decoder.raw_decode(text)
+            found.append(object)
+            text = text[end:].lstrip()
+        self.assertEqual(found, objects(dma + mbox + fsi))
+
+    def test_recipes(self):
+        recipes = re.findall(r"```sh\n(.*?)```", Path(root, "docs", "json.md").read_text(), re.S)
+        self.assertGreater(len(recipes), 5)
+        with tempfile.TemporaryDirectory() as folder:
+            Path(folder, "dump.bin").write_bytes(dma + b"damage" + b"".join(data for type, _, data in corpus if type != "DMA"))
+            for recipe in recipes:
+                with self.subTest(recipe):
+                    done = subprocess.run(["sh", "-c", recipe], cwd=folder, capture_output=True,
+                                          env={**os.environ, "PATH": os.path.dirname(ffdc) + ":" + os.environ["PATH"]})
+                    self.assertEqual(done.returncode, 0, done.stderr[-300:])
+                    self.assertGreater(len(done.stdout), 10)
+
+
+if __name__ == "__main__":
+    unittest.main()

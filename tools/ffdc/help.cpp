@@ -1,0 +1,289 @@
+#include "help.hpp"
+
+#include "tavi_ffdc.h"
+
+const char* const exit_text =
+    "Exit status: 0 all is well; 1 nothing found, or the dumps differ; 2 wrong usage\n"
+    "or an input or output error; 3 all output is there, but a record is damaged, cut\n"
+    "or unknown. `ffdc COMMAND --help` has options and examples.";
+
+namespace {
+
+using Options_of = std::vector<const CLI::Option*>;
+
+std::vector<const CLI::App*> commands_of(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
+}
+Options_of options_of(const CLI::App& app) {
+    return app.get_options([](const CLI::Option* option) { return option->nonpositional(); });
+}
+bool takes_files(const CLI::App& command) {
+    return !command.get_options([](const CLI::Option* option) { return option->get_positional(); }).empty();
+}
+
+// "-t", "--type".
+std::vector<std::string> flags_of(const CLI::Option& option) {
+    std::vector<std::string> flags;
+    for (const std::string& name : option.get_snames()) flags.push_back("-" + name);
+    for (const std::string& name : option.get_lnames()) flags.push_back("--" + name);
+    return flags;
+}
+std::string value_of(const CLI::Option& option) { return option.get_expected_max() == 0 ? "" : option.get_type_name(); }
+
+// The words that may stand behind an option.
+std::vector<std::string> words_of(const CLI::Option& option) {
+    if (!value_of(option).starts_with("TYPE")) return values_of_option(option);
+    std::vector<std::string> types;
+    for (int type = 0; type <= FFDC_TYPE_MTDCRAM; ++type)
+        if (const char* const name = dd_ffdc_type_name(type)) types.emplace_back(name);
+    return types;
+}
+
+std::string join(const std::vector<std::string>& words, const std::string& between = " ") {
+    return CLI::detail::join(words, between);
+}
+
+// The names of all commands, or the flags of one, or those of all options.
+std::vector<std::string> names_of(const std::vector<const CLI::App*>& commands) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : commands) names.push_back(command->get_name());
+    return names;
+}
+std::vector<std::string> flags_of(const CLI::App& app) {
+    std::vector<std::string> all;
+    for (const CLI::Option* option : options_of(app))
+        for (const std::string& flag : flags_of(*option)) all.push_back(flag);
+    return all;
+}
+
+// In single quotes, for any shell.
+std::string quoted(std::string text) {
+    for (std::size_t i = 0; (i = text.find('\'', i)) != std::string::npos; i += 4) text.replace(i, 1, "'\\''");
+    return "'" + text + "'";
+}
+
+std::string bash_completion(const CLI::App& app) {
+    const auto commands = commands_of(app);
+    std::string text = R"(# bash completion for ffdc
+_ffdc() {
+    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} command= word words=
+    [[ $cur == = ]] && cur=
+    [[ $prev == = ]] && prev=${COMP_WORDS[COMP_CWORD-2]}
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        case $word in )" +
+                       join(names_of(commands), "|") + R"() command=$word; break ;; esac
+    done
+    case $command:$prev in
+)";
+    for (const CLI::App* command : commands)
+        for (const CLI::Option* option : options_of(*command))
+            if (!value_of(*option).empty()) {
+                const std::string before = command->get_name() + ":";
+                text += "    " + before + join(flags_of(*option), "|" + before) +
+                        ") words=" + quoted(join(words_of(*option))) + " ;;\n";
+            }
+    text += "    :*) words=" + quoted(join(names_of(commands)) + " " + join(flags_of(app))) + " ;;\n";
+    for (const CLI::App* command : commands)
+        text += "    " + command->get_name() + ":*) [[ $cur == -* ]] && words=" + quoted(join(flags_of(*command))) +
+                " ;;\n";
+    return text +
+           "    esac\n    COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n}\ncomplete -o default -F _ffdc ffdc\n";
+}
+
+std::string zsh_completion(const CLI::App& app) {
+    const auto argument = [](const CLI::Option& option) {
+        const std::string value = value_of(option);
+        if (value.empty()) return std::string();
+        const std::vector<std::string> words = words_of(option);
+        if (words.empty()) return ":" + value + (value == "DIR" ? ":_files -/" : ":_files");
+        if (value.starts_with("TYPE")) return ":TYPE:_values -s , type " + join(words);
+        return ":WORD:(" + join(words) + ")";
+    };
+    const auto arguments = [&](const CLI::App& command) {
+        std::string text = "_arguments -S";
+        for (const CLI::Option* option : options_of(command)) {
+            const std::vector<std::string> flags = flags_of(*option);
+            for (const std::string& flag : flags)
+                text += " \\\n            " + quoted("(" + join(flags) + ")" + flag + "[" + option->get_description() +
+                                                     "]" + argument(*option));
+        }
+        return text;
+    };
+    std::string text = "#compdef ffdc\n_ffdc() {\n    if (( CURRENT == 2 )); then\n        local -a commands=(";
+    for (const CLI::App* command : commands_of(app))
+        text += "\n            " + quoted(command->get_name() + ":" + command->get_description());
+    text += "\n        )\n        _describe command commands\n        " + arguments(app) +
+            "\n        return\n    fi\n"
+            "    shift words\n    (( CURRENT-- ))\n    case $words[1] in\n";
+    for (const CLI::App* command : commands_of(app))
+        text += "        " + command->get_name() + ") " + arguments(*command) +
+                (takes_files(*command) ? " \\\n            '*:FILE:_files'" : "") + " ;;\n";
+    return text + "    esac\n}\n_ffdc \"$@\"\n";
+}
+
+std::string fish_completion(const CLI::App& app) {
+    std::string text = "# fish completion for ffdc\n";
+    const auto add = [&](const std::string& condition, const CLI::Option& option) {
+        text += "complete -c ffdc -n " + quoted(condition);
+        for (const std::string& name : option.get_snames()) text += " -s " + name;
+        for (const std::string& name : option.get_lnames()) text += " -l " + name;
+        const std::vector<std::string> words = words_of(option);
+        if (!words.empty())
+            text += " -x -a " + quoted(join(words));
+        else if (value_of(option) == "DIR")
+            text += " -x -a '(__fish_complete_directories)'";
+        else if (!value_of(option).empty())
+            text += " -r";
+        text += " -d " + quoted(option.get_description()) + "\n";
+    };
+    for (const CLI::Option* option : options_of(app)) add("__fish_use_subcommand", *option);
+    for (const CLI::App* command : commands_of(app)) {
+        const std::string name = command->get_name();
+        text += "complete -c ffdc -n __fish_use_subcommand -f -a " + name + " -d " +
+                quoted(command->get_description()) + "\n";
+        if (!takes_files(*command)) text += "complete -c ffdc -n '__fish_seen_subcommand_from " + name + "' -f\n";
+        for (const CLI::Option* option : options_of(*command)) add("__fish_seen_subcommand_from " + name, *option);
+    }
+    return text;
+}
+
+// Text as it is, for roff.
+std::string roff(const std::string& text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (c == '\\')
+            escaped += "\\e";
+        else if (c == '-')
+            escaped += "\\-";
+        else if (c == '\'')
+            escaped += "\\(aq";
+        else if (c == '`')
+            escaped += "\\(ga";
+        else if (c == '.' && (escaped.empty() || escaped.back() == '\n'))
+            escaped += "\\&.";
+        else
+            escaped += c;
+    }
+    return escaped;
+}
+
+constexpr const char* man_sections = R"(.SH INPUT
+A dump holds records end to end: one chain, or several. It may be raw bytes, or text that spells them: hex digits,
+the output of
+.BR xxd (1)
+or
+.BR "hexdump \-C" ,
+or base64. Which it is shows in its first bytes, unless
+.B \-\-from
+says it. Files are mapped, so they may be larger than the memory; text is decoded in memory.
+A directory stands for the files in it. Input is never sought in;
+.B carve
+reads a pipe in windows of 1 MiB.
+.PP
+What is damaged does not hide what is not: a damaged place is marked where it is in the output, told on standard error
+with file, offset, and what was expected and found, and the next record is looked for behind it.
+.SH OUTPUT
+The separator line over a record is
+.PP
+.EX
+==> FILE offset 0x000126 record 1 DMA <==
+.EE
+.PP
+with the word
+.B damaged
+behind the type, or in its place, where that is so. Tables fit the terminal; elsewhere they are as wide as their cells,
+an empty cell is a dash. On a terminal, control characters that come from a record show as dots.
+.B json
+writes one object a line; its shape is fixed, and a number in it,
+.BR format ,
+changes with the shape. Texts are decoded byte by byte, each byte as the character of the same number, so JSON is
+valid UTF\-8 whatever a record holds, and no byte is lost. With
+.B \-\-type
+a damaged place without a header is told on standard error only.
+.SH "EXIT STATUS"
+.TP
+.B 0
+All is well.
+.TP
+.B 1
+No record was found, or none of the types asked for;
+.BR diff :
+the dumps differ.
+.TP
+.B 2
+Wrong usage, or an input or output error. All that could be read was decoded.
+.TP
+.B 3
+The output is complete, but at least one record is damaged, shorter than its layout, or of an unknown type or version.
+.PP
+When the reader of the output stops early,
+.B ffdc
+ends by the signal SIGPIPE, without a message (status 141 in a shell).
+.SH ENVIRONMENT
+.TP
+.B NO_COLOR
+When set and not empty: no colour, unless
+.B \-\-color=always
+is given.
+.TP
+.B PAGER
+The pager of
+.BR show ", " list ", " hex " and " diff
+on a terminal;
+.B "less \-R"
+when it is not set, none when it is empty or not there.
+.TP
+.B LC_CTYPE
+Which bytes raw dumps show as characters.
+.SH "SEE ALSO"
+.BR jq (1),
+.BR xxd (1),
+.BR hexdump (1)
+)";
+
+}  // namespace
+
+void format_help(CLI::App& app) {
+    struct Formatter : CLI::Formatter {
+        std::string make_option_opts(const CLI::Option* option) const override {
+            const std::string value = option->get_positional() ? "" : value_of(*option);
+            return value.empty() ? "" : " " + value;
+        }
+        std::string make_option_usage(const CLI::Option* option) const override { return option->get_type_name(); }
+    };
+    const auto formatter = std::make_shared<Formatter>();
+    formatter->column_width(29);
+    formatter->label("SUBCOMMAND", "COMMAND");
+    formatter->label("Positionals", "Arguments");
+    app.formatter(formatter);
+}
+
+std::vector<std::string> values_of_option(const CLI::Option& option) {
+    const std::string value = value_of(option);
+    return value.find('|') == std::string::npos ? std::vector<std::string>() : CLI::detail::split(value, '|');
+}
+
+std::string completions_of(const CLI::App& app, const std::string& shell) {
+    return shell == "bash" ? bash_completion(app) : shell == "zsh" ? zsh_completion(app) : fish_completion(app);
+}
+
+std::string man_page_of(const CLI::App& app) {
+    std::string text =
+        ".TH FFDC 1 \"\" \"ffdc " + std::string(tavi_ffdc_version()) + "\"\n.SH NAME\nffdc \\- " +
+        "decode First Failure Data Capture records\n.SH SYNOPSIS\n.B ffdc\n.I COMMAND\n[\\fIOPTION\\fR...] "
+        "[\\fIFILE\\fR...]\n.SH DESCRIPTION\n" +
+        roff(app.get_description()) + "\n.SH COMMANDS\n";
+    const auto add = [&](const CLI::Option* option) {
+        text += ".TP\n\\fB" + roff(join(flags_of(*option), ", ")) + "\\fR";
+        if (!value_of(*option).empty()) text += " \\fI" + roff(value_of(*option)) + "\\fR";
+        text += "\n" + roff(option->get_description()) + "\n";
+    };
+    for (const CLI::App* command : commands_of(app)) {
+        text += ".SS " + command->get_name() + "\n" + roff(command->get_description()) + "\n";
+        for (const CLI::Option* option : options_of(*command)) add(option);
+        text += ".PP\n.EX\n" + roff(command->get_footer()) + "\n.EE\n";
+    }
+    text += ".SH OPTIONS\n";
+    for (const CLI::Option* option : options_of(app)) add(option);
+    return text + man_sections;
+}

@@ -1,0 +1,170 @@
+// The command line: one table of commands and one of options, from which help, man page and completions are made.
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <new>
+#include <stdexcept>
+#include <variant>
+
+#include "commands.hpp"
+#include "help.hpp"
+
+namespace {
+
+struct Command {
+    const char* name;
+    int (*run)(Session&);
+    const char* what;
+    const char* files;  // the arguments, "" for none
+    bool paged;
+    const char* examples;
+};
+constexpr Command commands[] = {
+    {"show", show, "decoded text of every record", "[FILE...]", true,
+     "  ffdc show dump.bin\n"
+     "  ssh sp cat /var/log/ffdc | ffdc show -t dma,iic"},
+    {"list", list, "a row a record: type, size, task, state, cause", "[FILE...]", true,
+     "  ffdc list dumps/*.ffdc\n"
+     "  ffdc list --no-legend dump.bin | awk '$9 != \"ok\"'"},
+    {"json", json, "a JSON object for every record, one a line", "[FILE...]", false,
+     "  ffdc json dump.bin | jq 'select(.type == \"DMA\").payload.rc'\n"
+     "  ffdc json --pretty -t mbox dump.bin"},
+    {"hex", hex, "every byte, with the value that it belongs to", "[FILE...]", true,
+     "  ffdc hex dump.bin\n"
+     "  xxd dump.bin | ffdc hex -t scom"},
+    {"carve", carve, "records found in memory dumps and flash images", "[FILE...]", false,
+     "  ffdc carve -v flash.img\n"
+     "  ffdc carve --write found memory.dump"},
+    {"diff", diff, "values that differ between two dumps", "FILE1 FILE2", true,
+     "  ffdc diff before.bin after.bin\n"
+     "  ffdc diff --by type --all before.bin after.bin"},
+    {"types", types, "types, versions and layout sizes that are known", "", false,
+     "  ffdc types\n"
+     "  ffdc types -t mbox,jtag"},
+};
+
+struct Choice {
+    const char* flags;
+    const char* value;  // what it takes: a name, or values separated by '|'; "" for a flag
+    const char* what;
+    const char* commands;
+    std::variant<bool Options::*, std::string Options::*, std::vector<std::string> Options::*> target;
+};
+constexpr char readers[] = "show list json hex carve diff", everywhere[] = "show list json hex carve diff types";
+constexpr Choice choices[] = {
+    {"-t,--type", "TYPE,...", "only records of these types, by name or code", everywhere, &Options::types},
+    {"--from", "auto|raw|hex|base64", "what the input is; hex is also xxd and hexdump -C", readers, &Options::from},
+    {"-o,--output", "FILE", "write there, not to standard output", everywhere, &Options::output},
+    {"--color", "auto|always|never", "colour; auto: on a terminal, without NO_COLOR", everywhere, &Options::color},
+    {"--no-legend", "", "no separator lines and no headings", "show list hex carve diff types", &Options::no_legend},
+    {"--no-pager", "", "write to the terminal straight", "show list hex diff", &Options::no_pager},
+    {"-q,--quiet", "", "no messages about damaged or unknown records", readers, &Options::quiet},
+    {"--pretty", "", "indented, for people", "json", &Options::pretty},
+    {"--decode", "", "show the records instead of listing them", "carve", &Options::decode},
+    {"--write", "DIR", "write each record to DIR/OFFSET-TYPE.ffdc", "carve", &Options::write_to},
+    {"-v,--verbose", "", "tell why what looked like a record was rejected", "carve", &Options::verbose},
+    {"--all", "", "look for records inside records, too", "carve", &Options::all},
+    {"--by", "position|type", "how records find their partners", "diff", &Options::pair_by},
+    {"--all", "", "values that are the same, too", "diff", &Options::all},
+};
+
+bool has_word(std::string_view words, std::string_view word) {
+    for (std::size_t begin = 0; begin <= words.size();) {
+        const std::size_t end = std::min(words.find(' ', begin), words.size());
+        if (words.substr(begin, end - begin) == word) return true;
+        begin = end + 1;
+    }
+    return false;
+}
+
+void add_choice(CLI::App& command, const Choice& choice, Options& options) {
+    CLI::Option* added = nullptr;
+    if (const auto flag = std::get_if<bool Options::*>(&choice.target)) {
+        added = command.add_flag(choice.flags, options.**flag, choice.what);
+    } else if (const auto text = std::get_if<std::string Options::*>(&choice.target)) {
+        added = command.add_option(choice.flags, options.**text, choice.what);
+    } else {
+        const auto list = std::get<std::vector<std::string> Options::*>(choice.target);
+        added = command.add_option(choice.flags, options.*list, choice.what)->delimiter(',')->allow_extra_args(false);
+    }
+    if (*choice.value) added->type_name(choice.value);
+    if (const std::vector<std::string> values = values_of_option(*added); !values.empty())
+        added->check([values, added](const std::string& given) {
+            if (std::find(values.begin(), values.end(), given) != values.end()) return std::string();
+            return "expected " + added->get_type_name() + ", found '" + given + "'";
+        });
+}
+
+int run(int argc, char** argv) {
+    Options options;
+    CLI::App app("Decodes the First Failure Data Capture records of device drivers.", "ffdc");
+    app.require_subcommand(1);
+    app.set_help_flag("-h,--help", "this help");
+    app.set_version_flag("-V,--version", std::string("ffdc ") + tavi_ffdc_version(), "the version");
+    app.footer(exit_text);
+    format_help(app);
+    int status = exit_ok;
+    for (const Command& command : commands) {
+        CLI::App* const added = app.add_subcommand(command.name, command.what)->group("Commands");
+        added->set_help_flag("-h,--help", "this help");
+        added->footer(std::string("Examples:\n") + command.examples);
+        const bool two = std::string_view(command.files) == "FILE1 FILE2";
+        if (*command.files) {
+            CLI::Option* const files = added->add_option(
+                "FILE", options.files, two ? "the two dumps" : "a dump or a directory of them; - is standard input");
+            files->type_name(command.files);
+            if (two) files->expected(2)->required();
+        }
+        for (const Choice& choice : choices)
+            if (has_word(choice.commands, command.name)) add_choice(*added, choice, options);
+        added->callback([&, two] {
+            if (*command.files && !two) options.files = files_of(options.files);
+            options.paged = command.paged;
+            Session session(options);
+            status = command.run(session);
+            session.out.finish();
+        });
+    }
+    std::string shell;
+    CLI::App* const completion = app.add_subcommand("completion", "a shell's completions")->group("");
+    completion->add_option("SHELL", shell)->type_name("bash|zsh|fish")->required();
+    const auto print = [&](const std::string& text) {
+        Output out(options);
+        out.put(text);
+        out.finish();
+    };
+    completion->add_option("-o", options.output);
+    completion->callback([&] { print(completions_of(app, shell)); });
+    CLI::App* const man = app.add_subcommand("man", "the man page")->group("");
+    man->add_option("-o", options.output);
+    man->callback([&] { print(man_page_of(app)); });
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        print(app.help());
+    } catch (const CLI::CallForVersion& version) {
+        print(std::string(version.what()) + "\n");
+    } catch (const CLI::ParseError& error) {
+        const std::string hint = "\nRun ffdc --help, or ffdc COMMAND --help, for what there is.";
+        if (!app.get_subcommands().empty()) throw Fatal(error.what() + hint);
+        throw Fatal("expected a command, found " + (argc > 1 ? "'" + std::string(argv[1]) + "'" : "nothing") + hint);
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_CTYPE, "");   // what the terminal, and raw dumps, can show
+    std::signal(SIGPIPE, SIG_DFL);  // who reads the output may stop at any time: the end, without a word
+    try {
+        return run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("ffdc: out of memory\n", stderr);
+    } catch (const std::length_error&) {
+        std::fputs("ffdc: out of memory\n", stderr);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ffdc: %s\n", error.what());
+    }
+    return exit_failed;
+}

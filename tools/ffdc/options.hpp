@@ -1,0 +1,13 @@
+// What the command line asks for.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct Options {
+    std::vector<std::string> files, types;
+    std::string color = "auto", from = "auto", output, write_to, pair_by = "position";
+    bool no_legend = false, quiet = false, no_pager = false, pretty = false, decode = false, verbose = false,
+         all = false;
+    bool paged = false;  // by what the command is
+};

@@ -1,0 +1,23 @@
+// The decoded text of every record.
+#include "commands.hpp"
+
+int show_entry(Session& s, const Entry& entry) {
+    put_separator(s, entry);
+    if (entry.is_damaged()) {
+        const Trouble trouble = trouble_of(entry, damaged);
+        s.out.put("damaged: expected ", trouble.expected, ", found ", trouble.found, "\n");
+        if (!entry.has_header()) return damaged;
+    }
+    dd_ffdc_state state{};
+    char* const text = s.out.room(DD_FFDC_RENDER_ROOM);
+    std::size_t n = static_cast<std::size_t>(
+        dd_ffdc_render(&entry.header(), entry.bytes.size(), text, DD_FFDC_RENDER_ROOM, &state));
+    if (text[n - 1] != '\n') text[n++] = '\n';
+    s.out.tame(text, n);
+    s.out.took(n);
+    return entry.is_damaged() ? damaged : state;
+}
+
+int show(Session& s) {
+    return s.each_entry([&](const Entry& entry) { return show_entry(s, entry); });
+}
