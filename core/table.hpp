@@ -232,6 +232,17 @@ constexpr std::uint8_t kind_of(const Field& f, char conversion) {
     }
 }
 
+// Where what stands in the pool from `begin` on stands already; then it need not stand twice.
+template <typename T>
+constexpr std::size_t share(std::vector<T>& pool, std::size_t begin) {
+    const auto fresh = pool.begin() + static_cast<std::ptrdiff_t>(begin);
+    const auto old = std::search(pool.begin(), fresh, fresh, pool.end());
+    if (old == fresh) return begin;
+    const auto found = static_cast<std::size_t>(old - pool.begin());
+    pool.erase(fresh, pool.end());
+    return found;
+}
+
 // A packed table that still grows.
 struct Draft {
     std::vector<Layout> layouts;
@@ -276,17 +287,6 @@ private:
         });
         layouts.push_back({narrow(begin), narrow(printed), narrow(ops.size()), narrow(share(label_of, values)),
                            narrow(share(chunks, first_chunk)), narrow(longest_), narrow(extent_)});
-    }
-
-    // Where what stands in the pool from `begin` on stands already; then it need not stand twice.
-    template <typename T>
-    static constexpr std::size_t share(std::vector<T>& pool, std::size_t begin) {
-        const auto fresh = pool.begin() + static_cast<std::ptrdiff_t>(begin);
-        const auto old = std::search(pool.begin(), fresh, fresh, pool.end());
-        if (old == fresh) return begin;
-        const auto found = static_cast<std::size_t>(old - pool.begin());
-        pool.erase(fresh, pool.end());
-        return found;
     }
 
     // Cuts the literals of a layout where values of varying width stand; a chunk that the table has already is shared.

@@ -1,0 +1,94 @@
+// Any bytes as an area: the walk ends, moves on, stays inside, and its good records make a chain that comes out whole.
+#include <algorithm>
+#include <vector>
+
+#include "fuzz.hpp"
+
+namespace {
+
+using Record = std::span<const std::uint8_t>;
+
+int type_of(Record r) { return static_cast<int>(half(r.data() + 24)); }
+
+std::vector<Record> walk(const Exact<std::uint8_t>& area, bool& damaged) {
+    std::vector<Record> records;
+    dd_ffdc_cursor cursor = {0, 0, 0};
+    damaged = false;
+    for (std::size_t expected = 0;;) {
+        const int step = dd_ffdc_next(area.data(), area.size(), &cursor);
+        expect(cursor.offset == expected, "a step leaves bytes out");
+        if (step == DD_FFDC_END) {
+            expect(cursor.offset == area.size(), "the walk ends before the area");
+            // Who asks again hears the same.
+            expect(dd_ffdc_next(area.data(), area.size(), &cursor) == DD_FFDC_END, "the walk goes on behind its end");
+            return records;
+        }
+        if (step == DD_FFDC_RECORD) {
+            expect(cursor.next >= cursor.offset + DD_FFDC_HEADER_SIZE && cursor.next <= area.size(),
+                   "the record is not inside the area");
+            records.push_back({area.data() + cursor.offset, cursor.next - cursor.offset});
+        } else {
+            damaged = true;
+            if (step == DD_FFDC_NO_NEXT) {
+                expect(cursor.offset == area.size(), "no next record, but bytes");
+            } else {
+                expect(cursor.next <= area.size(), "the walk goes on behind the area");
+            }
+        }
+        expected = cursor.next;
+    }
+}
+
+void check_find(const Exact<std::uint8_t>& area) {
+    for (std::size_t from = 0; from < area.size();) {
+        const std::size_t found = dd_ffdc_find(area.data(), area.size(), from);
+        expect(found >= from && found <= area.size(), "found outside the area");
+        if (found == area.size()) break;
+        dd_ffdc_cursor cursor = {0, found, 0};
+        expect(dd_ffdc_next(area.data(), area.size(), &cursor) == DD_FFDC_RECORD, "found what is no record");
+        from = found + 1;
+    }
+}
+
+// Records in a well-formed chain: those who trust it find each of them.
+void check_chain(const std::vector<Record>& records) {
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::size_t> offsets;
+    for (const Record& r : records) {
+        offsets.push_back(bytes.size());
+        bytes.insert(bytes.end(), r.begin(), r.end());
+        std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(offsets.back()) + 12, 4,
+                    static_cast<std::uint8_t>(&r == &records.back() ? 0 : offsets.size() % 255 + 1));
+    }
+    const Exact<std::uint8_t> chain(bytes);
+    bool damaged;
+    expect(walk(chain, damaged).size() == records.size() && !damaged, "a well-formed chain does not come out whole");
+
+    const dd_ffdc_hdr* const head = as_record(chain.data());
+    const dd_ffdc_hdr* cursor = nullptr;
+    for (const std::size_t offset : offsets) {
+        expect(dd_ffdc_get_chain(head, &cursor) == 0, "a step along a chain failed");
+        expect(cursor == as_record(chain.data() + offset), "a step along a chain went astray");
+    }
+    expect(dd_ffdc_get_chain(head, &cursor) == 0 && !cursor, "the chain does not end");
+
+    for (std::size_t i = 0; i < std::min<std::size_t>(records.size(), 32); ++i) {
+        const int type = type_of(records[i]);
+        const auto first = std::find_if(records.begin(), records.end(), [=](Record r) { return type_of(r) == type; });
+        const std::size_t expected = offsets[static_cast<std::size_t>(first - records.begin())];
+        const dd_ffdc_hdr* found = nullptr;
+        expect(dd_ffdc_get_type(head, type, &found) == 0 && found == as_record(chain.data() + expected),
+               "the first record of a type is another one");
+    }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const Exact<std::uint8_t> area({data, size});
+    bool damaged;
+    const std::vector<Record> records = walk(area, damaged);
+    check_find(area);
+    if (!records.empty()) check_chain(records);
+    return 0;
+}
