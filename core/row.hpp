@@ -150,6 +150,10 @@ private:
             require(prints_text == is_text, fmt.text, "%s prints texts and names, every other conversion numbers");
             require(prints_text || c.wide == (f.width == 8), fmt.text,
                     "ll goes with 64-bit fields, and only with them");
+            const bool is_signed = f.kind == Field::Kind::signed_number;
+            require(c.kind != 'd' || f.width < 4 || is_signed || f.kind == Field::Kind::flag, fmt.text,
+                    "%d prints a word as a signed number");
+            require(c.kind != 'u' || !is_signed, fmt.text, "%u prints an unsigned number");
             require(f.width < 8 || (c.kind != 'x' && c.kind != 'X') || (c.zero && c.width == 16), fmt.text,
                     "a 64-bit field shows all its hexadecimal digits");
             require(c.kind != 'p' || f.width == 4, fmt.text, "%p prints a 32-bit field");

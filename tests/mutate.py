@@ -13,7 +13,7 @@ import tempfile
 
 root = pathlib.Path(__file__).resolve().parent.parent
 build = root / "build" / "release"
-flags = ["-std=c++20", "-O1", "-fPIC", "-fvisibility=hidden", "-fno-exceptions", "-fno-rtti", "-fconstexpr-ops-limit=2000000000",
+flags = ["-std=c++20", "-O0", "-fPIC", "-fvisibility=hidden", "-fno-exceptions", "-fno-rtti", "-fconstexpr-ops-limit=2000000000",
          f"-I{root}/include", f"-I{root}/core", f"-I{root}/decoders"]
 
 other_kind = {"u8": "u16", "u16": "s16", "u32": "s32", "s16": "u16", "s32": "u32", "u64": "s64", "s64": "u64"}

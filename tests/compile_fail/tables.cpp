@@ -22,6 +22,12 @@ CASE(conversion_without_field, "the conversion has no field",
 CASE(field_without_conversion, "the field has no conversion to print it",
      ({"strno        0x\n", u32(4)}),
      ({"strno        0x%x\n", u32(4)}));
+CASE(unsigned_word_as_signed, "%d prints a word as a signed number",
+     ({"Count           %d\n", u32(12)}),
+     ({"Count           %d\n", s32(12)}));
+CASE(signed_as_unsigned, "%u prints an unsigned number",
+     ({"remaining size : %u\n", s32(24)}),
+     ({"remaining size : %u\n", u32(24)}));
 CASE(number_as_text, "%s prints texts and names, every other conversion numbers",
      ({"text         %s \n", u32(4)}),
      ({"text         %s \n", text(4, 64)}));
