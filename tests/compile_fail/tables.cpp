@@ -38,8 +38,8 @@ CASE(unknown_conversion, "a conversion is one of d u x X p s",
      ({"magic        0x%8.8lz\n", u32(0)}),
      ({"magic        0x%8.8lx\n", u32(0)}));
 CASE(wide_conversion, "a conversion is at most 31 wide",
-     ({"count %32d\n", u32(0)}),
-     ({"count %31d\n", u32(0)}));
+     ({"count %32d\n", s32(0)}),
+     ({"count %31d\n", s32(0)}));
 CASE(precision_of_a_number, "the precision of a number equals its width",
      ({"mesrb        0x%8.4x\n", u32(16)}),
      ({"mesrb        0x%8.8x\n", u32(16)}));

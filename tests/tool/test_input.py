@@ -97,7 +97,7 @@ class Input(unittest.TestCase):
             ("hex", b"ffdc\nffd", "line 2: expected pairs of hex digits, found 'ffd'"),
             ("hex", lines[0] + lines[2], "line 2: expected offset 00000010, found '00000020'"),
             ("auto", b"".join(lines[:8]) + b"-- more --\n", "line 9: expected an offset, found '-- more --'"),
-            ("hex", hexdump(bytes(64)).replace(b"00000040\n", b"10000041\n"), "line 3: expected an offset less than 256 MiB further on"),
+            ("hex", hexdump(bytes(64)).replace(b"00000040\n", b"10000041\n"), "line 3: expected an offset that repeats less than 256 MiB in all"),
             ("base64", b"/9z/\n3A!=", "line 2: expected base64, found '3A!='"),
             ("base64", b"/9z/3", "expected base64, found that its last group is cut"),
             ("hex", dump, "line 1: expected pairs of hex digits"),

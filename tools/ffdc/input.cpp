@@ -62,6 +62,7 @@ public:
 private:
     std::size_t line_ = 0, base_ = 0, last_ = 0;
     bool offsets_ = false, squeezed_ = false;
+    std::size_t repeated_ = 0;  // bytes that "*" has stood for
 
     void add_line(std::string_view line) {
         if (line == "*" && offsets_) {
@@ -112,7 +113,8 @@ private:
         if (!offsets_) base_ = offset;
         const std::size_t begin = bytes.size();
         if (squeezed_ && last_ != 0 && offset > base_ + begin) {
-            if (offset - base_ - begin > most_repeated) fail(line_, "an offset less than 256 MiB further on", token);
+            repeated_ += std::min(offset - base_ - begin, most_repeated + 1);
+            if (repeated_ > most_repeated) fail(line_, "an offset that repeats less than 256 MiB in all", token);
             bytes.resize(offset - base_);
             for (std::size_t i = begin; i < bytes.size(); ++i) bytes[i] = bytes[i - last_];
         }
