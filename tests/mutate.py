@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Changes one offset, width, column or format character of a decoder's tables by one, and sees whether the compiler or a golden
-pair notices. Not a part of check: it takes a while. Usage: tests/mutate.py [COUNT [SEED]]; needs the release preset, built with tests."""
+"""Changes one offset, width, column or format character of a decoder's tables by one, and sees whether the compiler, a golden
+pair or the schema of the JSON notices. Not a part of check: it takes a while. Usage: tests/mutate.py [COUNT [SEED]]; needs the release preset, built with tests."""
 import concurrent.futures
 import os
 import pathlib
@@ -66,7 +66,13 @@ def fate(mutant, work):
         # The build's own library stands in the run path; the environment comes first only with a preload.
         run = subprocess.run([str(build / "tests" / "library_test"), "--source-file=*golden.cpp"], capture_output=True, timeout=120,
                              env={**os.environ, "LD_PRELOAD": str(folder / "libtavi_ffdc.so")})
-        return "tests" if run.returncode != 0 else "survived"
+        if run.returncode != 0:
+            return "goldens"
+        # Groups and labels show in the JSON alone.
+        run = subprocess.run(["/usr/bin/python3", str(root / "tests" / "tool" / "test_json.py")], capture_output=True, timeout=300,
+                             env={**os.environ, "LD_PRELOAD": str(folder / "libtavi_ffdc.so"),
+                                  "FFDC": str(build / "tools" / "ffdc" / "ffdc")})
+        return "schema" if run.returncode != 0 else "survived"
     finally:
         shutil.rmtree(folder)
 
@@ -75,7 +81,7 @@ everything = [m for path in sorted((root / "decoders").rglob("*.cpp")) for m in 
 count = int(sys.argv[1]) if len(sys.argv) > 1 else 400
 random.seed(int(sys.argv[2]) if len(sys.argv) > 2 else 1)
 chosen = random.sample(everything, min(count, len(everything)))
-tally = {"compiler": 0, "tests": 0, "survived": 0}
+tally = {"compiler": 0, "goldens": 0, "schema": 0, "survived": 0}
 with tempfile.TemporaryDirectory() as work, concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
     for mutant, end in zip(chosen, pool.map(lambda m: fate(m, work), chosen)):
         tally[end] += 1
@@ -84,5 +90,6 @@ with tempfile.TemporaryDirectory() as work, concurrent.futures.ThreadPoolExecuto
             text = path.read_text()
             number = text.count("\n", 0, at) + 1
             print(f"survived: {path.relative_to(root)}:{number}: {old!r} -> {new!r}: {text.splitlines()[number - 1].strip()[:90]}", flush=True)
-print(f"{len(chosen)} of {len(everything)} mutants: {tally['compiler']} refused by the compiler, {tally['tests']} caught by the goldens, "
+print(f"{len(chosen)} of {len(everything)} mutants: {tally['compiler']} refused by the compiler, {tally['goldens']} caught by the goldens, "
+      f"{tally['schema']} by the schema of the JSON, "
       f"{tally['survived']} survived ({100 * tally['survived'] / len(chosen):.1f} %)")
