@@ -6,6 +6,10 @@
 #include "decoders.hpp"
 #include "proof.hpp"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace ffdc {
 namespace {
 
@@ -74,6 +78,25 @@ bool readable(const Record* record, std::size_t there, int& length) {
     length = payload_length(*record);
     if (length > 0) length = static_cast<int>(std::min(static_cast<std::size_t>(length), there - header_size));
     return true;
+}
+
+// Where the magic stands next, from `at` on; `size` when it does not. With SSE2 sixteen places are compared at once:
+// several times as fast as memmem, and as fast on any bytes as on any other.
+std::size_t find_magic(const std::uint8_t* area, std::size_t size, std::size_t at) {
+    constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc};
+#if defined(__SSE2__)
+    for (; size - at >= 16 + sizeof magic - 1; at += 16) {
+        const auto same = [&](std::size_t i) {
+            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(area + at + i));
+            return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(magic[i])));
+        };
+        const __m128i all = _mm_and_si128(_mm_and_si128(same(0), same(1)), _mm_and_si128(same(2), same(3)));
+        if (const int places = _mm_movemask_epi8(all); places != 0)
+            return at + static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(places)));
+    }
+#endif
+    const void* const hit = memmem(area + at, size - at, magic, sizeof magic);
+    return hit ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - area) : size;
 }
 
 bool plausible(const std::uint8_t* area, std::size_t size, std::size_t at) {
@@ -149,14 +172,9 @@ int get_type(const Record* head, std::int32_t type, const Record** found) {
 }
 
 std::size_t find(const std::uint8_t* area, std::size_t size, std::size_t from) {
-    constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc};
-    for (std::size_t at = from; at < size; ++at) {
-        const void* const hit = memmem(area + at, size - at, magic, sizeof magic);
-        if (!hit) break;
-        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - area);
-        if (plausible(area, size, at)) return at;
-    }
-    return size;
+    std::size_t at = std::min(from, size);
+    while ((at = find_magic(area, size, at)) < size && !plausible(area, size, at)) ++at;
+    return at;
 }
 
 int next(const std::uint8_t* area, std::size_t size, dd_ffdc_cursor& cursor) {

@@ -368,18 +368,21 @@ TEST_CASE("plausible records") {
         {"ends with the area", {.type = 3, .size = 45}, true},
         {"ends behind the area", {.type = 3, .size = 46}, false},
     };
-    for (const auto& c : cases) {
-        CAPTURE(c.name);
-        // Bytes that look like a magic up to their third, before it.
-        const Bytes bytes = joined({{0xff, 0xff, 0xdc, 0xff}, record_of(c.header, Bytes(3))});
-        const std::uint8_t* const at = area.back(bytes);
-        const std::size_t size = bytes.size(), none = size;
-        for (std::size_t from = 0; from <= size + 2; ++from)
-            CHECK(dd_ffdc_find(at, size, from) == (c.found && from <= 4 ? 4 : none));
-        for (std::size_t shorter = 0; shorter < size; ++shorter)
-            CHECK(dd_ffdc_find(area.back(bytes, shorter), shorter, 0) ==
-                  (c.found && c.header.size != 45 && shorter >= 49 ? 4 : shorter));
-    }
+    // Before the record, bytes that look like a magic up to its third.
+    Bytes before;
+    for (; before.size() <= 36; before.insert(before.begin(), before.size() % 3 == 1 ? 0xdc : 0xff))
+        for (const auto& c : cases) {
+            CAPTURE(before.size());
+            CAPTURE(c.name);
+            const Bytes bytes = joined({before, record_of(c.header, Bytes(3))});
+            const std::uint8_t* const at = area.back(bytes);
+            const std::size_t size = bytes.size(), none = size, there = before.size();
+            for (std::size_t from = 0; from <= size + 2; ++from)
+                CHECK(dd_ffdc_find(at, size, from) == (c.found && from <= there ? there : none));
+            for (std::size_t shorter = 0; shorter < size; ++shorter)
+                CHECK(dd_ffdc_find(area.back(bytes, shorter), shorter, 0) ==
+                      (c.found && c.header.size != 45 && shorter >= there + 45 ? there : shorter));
+        }
 }
 
 TEST_SUITE_BEGIN("helpers");
