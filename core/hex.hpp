@@ -2,10 +2,12 @@
 // the compiler has it. What is documented to write n characters writes just those.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -71,6 +73,15 @@ inline std::uint64_t decimal_eight(std::uint32_t v) {
     return tens << 8 | (x - 10 * tens);
 }
 
+// Their characters.
+inline std::uint64_t decimal_characters(std::uint64_t digits) { return digits + 0x3030303030303030; }
+template <char ten>  // in lower or upper case
+inline std::uint64_t hex_characters(std::uint64_t digits) {
+    constexpr std::uint64_t ones = 0x0101010101010101;
+    const std::uint64_t letters = (digits + 6 * ones) >> 4 & ones;
+    return digits + '0' * ones + letters * (ten - 10 - '0');
+}
+
 inline void put_eight(char* out, std::uint64_t characters) {
     if constexpr (std::endian::native == std::endian::little) characters = __builtin_bswap64(characters);
     std::memcpy(out, &characters, 8);
@@ -95,14 +106,29 @@ inline constexpr std::array<Small, 256> small_numbers = [] {
 
 // The numbers below write eight characters at a time: up to seven more than they return.
 
-// Lower or upper case; a zero has one digit.
+// Without zeros in front; a zero has one digit.
+inline char* put_shortest(char* out, std::uint64_t digits, std::uint64_t characters) {
+    const int zeros = leading_zeros(digits);
+    put_eight(out, characters << 8 * zeros);
+    return out + 8 - zeros;
+}
+// At least `width` characters, which are at most eight: zeros behind the sign, or blanks before it.
+inline char* put_padded(char* out, std::uint64_t digits, std::uint64_t characters, bool negative, int width,
+                        bool zero) {
+    const int zeros = leading_zeros(digits), missing = std::max(width - negative - (8 - zeros), 0);
+    put_eight(out, 0x2020202020202020);
+    if (!zero) out += missing;
+    *out = '-';
+    out += negative;
+    const int cut = zero ? zeros - missing : zeros;
+    put_eight(out, characters << 8 * cut);
+    return out + 8 - cut;
+}
+
 template <char ten>
 inline char* put_hex_number(char* out, std::uint32_t v) {
-    const std::uint64_t digits = hex_eight(v), ones = 0x0101010101010101;
-    const std::uint64_t letters = (digits + 6 * ones) >> 4 & ones;
-    const int zeros = leading_zeros(digits);
-    put_eight(out, (digits + '0' * ones + letters * (ten - 10 - '0')) << 8 * zeros);
-    return out + 8 - zeros;
+    const std::uint64_t digits = hex_eight(v);
+    return put_shortest(out, digits, hex_characters<ten>(digits));
 }
 
 inline char* put_small_number(char* out, std::uint8_t v) {
@@ -110,41 +136,29 @@ inline char* put_small_number(char* out, std::uint8_t v) {
     return out + small_numbers[v].size;
 }
 
-// `high` hundreds of millions before the eight digits of `low`.
-inline char* put_decimal_parts(char* out, std::uint32_t high, std::uint32_t low) {
-    constexpr std::uint64_t zeros = 0x3030303030303030;
-    if (high != 0) {
-        const std::uint64_t digits = decimal_eight(high);
-        const int leading = leading_zeros(digits);
-        put_eight(out, (digits + zeros) << 8 * leading);
-        out += 8 - leading;
-    }
-    const std::uint64_t digits = decimal_eight(low);
-    const int leading = high != 0 ? 0 : leading_zeros(digits);
-    put_eight(out, (digits + zeros) << 8 * leading);
-    return out + 8 - leading;
-}
+inline constexpr std::uint32_t eight_digits = 100000000;  // numbers below it have no more
+
 inline char* put_decimal_number(char* out, std::uint32_t v) {
-    constexpr std::uint32_t limit = 100000000;
-    if (v < limit) return put_decimal_parts(out, 0, v);
-    const std::uint32_t high = v / limit;  // 1 to 42
+    if (v < eight_digits) {
+        const std::uint64_t digits = decimal_eight(v);
+        return put_shortest(out, digits, decimal_characters(digits));
+    }
+    const std::uint32_t high = v / eight_digits;  // 1 to 42
     const bool two = high >= 10;
     out[0] = static_cast<char>('0' + high / 10);
     out[two] = static_cast<char>('0' + high % 10);
-    put_eight(out + 1 + two, decimal_eight(v - high * limit) + 0x3030303030303030);
+    put_eight(out + 1 + two, decimal_characters(decimal_eight(v % eight_digits)));
     return out + 9 + two;
 }
 [[gnu::noinline]] inline char* put_decimal_number(char* out, std::uint64_t v) {
-    constexpr std::uint64_t limit = 100000000, most = limit * limit;
-    if (v < limit) return put_decimal_number(out, static_cast<std::uint32_t>(v));
-    if (v >= most) {
-        out = put_decimal_number(out, static_cast<std::uint32_t>(v / most));
-        v %= most;
-        put_eight(out, decimal_eight(static_cast<std::uint32_t>(v / limit)) + 0x3030303030303030);
-        put_eight(out + 8, decimal_eight(static_cast<std::uint32_t>(v % limit)) + 0x3030303030303030);
-        return out + 16;
+    const std::uint64_t high = v / eight_digits, highest = high / eight_digits;
+    out = put_decimal_number(out, static_cast<std::uint32_t>(highest != 0 ? highest : high != 0 ? high : v));
+    for (const std::uint64_t rest : {high, v}) {
+        if (rest < eight_digits) continue;
+        put_eight(out, decimal_characters(decimal_eight(static_cast<std::uint32_t>(rest % eight_digits))));
+        out += 8;
     }
-    return put_decimal_parts(out, static_cast<std::uint32_t>(v / limit), static_cast<std::uint32_t>(v % limit));
+    return out;
 }
 
 }  // namespace ffdc

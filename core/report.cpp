@@ -39,12 +39,11 @@ inline std::uint64_t number(const Op& op, const std::uint8_t* p) {
     __builtin_unreachable();
 }
 
-// Text to be followed by more of it: 16 bytes at a time, up to 16 more than asked for.
-inline char* copy(char* out, const char* s, std::size_t n) {
-    std::size_t i = 0;
-    do std::memcpy(out + i, s + i, 16);
-    while ((i += 16) < n);
-    return out + n;
+// Text to be followed by more of it, in steps that need no call: up to 32 characters more than asked for.
+template <std::size_t first>
+inline void copy(char* out, const char* s, std::size_t n) {
+    std::memcpy(out, s, first);
+    for (std::size_t i = first; i < n; i += 32) std::memcpy(out + i, s + i, 32);
 }
 
 // `n` words as digits, `step` characters and `stride` bytes apart.
@@ -60,23 +59,12 @@ inline void put_hex_run(char* out, const std::uint8_t* p, std::size_t n, std::si
     for (; n != 0; --n, out += step, p += stride) put_hex<'a', 4>(out, p);
 }
 
-// A number that shall be wider than its digits may be.
-char* put_wide(char* out, std::uint8_t width_and_flags, std::string_view sign, const char* digits, std::size_t n) {
-    const std::size_t width = width_and_flags & Op::width_bits, length = sign.size() + n;
-    const std::size_t missing = length < width ? width - length : 0;
-    const bool zero = (width_and_flags & Op::zero) != 0;
-    if (!zero) out = std::fill_n(out, missing, ' ');
-    out = std::copy(sign.begin(), sign.end(), out);
-    if (zero) out = std::fill_n(out, missing, '0');
-    return std::copy_n(digits, n, out);
-}
-
-char* put_hexadecimal(char* out, const Op& op, std::uint32_t v) {
-    if (op.argument == 0) return op.show == Show::hex ? put_hex_number<'a'>(out, v) : put_hex_number<'A'>(out, v);
-    char digits[16];
-    const char* const end = op.show == Show::hex ? put_hex_number<'a'>(digits, v) : put_hex_number<'A'>(digits, v);
-    const bool prefix = (op.argument & Op::prefix) != 0 && v != 0;
-    return put_wide(out, op.argument, prefix ? "0x" : "", digits, static_cast<std::size_t>(end - digits));
+template <char ten>
+char* put_hexadecimal(char* out, std::uint8_t width_and_flags, std::uint32_t v) {
+    if ((width_and_flags & Op::prefix) != 0 && v != 0) out = static_cast<char*>(std::memcpy(out, "0x", 2)) + 2;
+    const std::uint64_t digits = hex_eight(v);
+    return put_padded(out, digits, hex_characters<ten>(digits), false, width_and_flags & Op::width_bits,
+                      (width_and_flags & Op::zero) != 0);
 }
 
 inline char* put_signed(char* out, std::int32_t v) {
@@ -89,16 +77,14 @@ char* put_decimal(char* out, const Op& op, std::uint64_t v) {
     const bool negative =
         op.show == Show::decimal && (wide ? static_cast<std::int64_t>(v) : static_cast<std::int32_t>(v)) < 0;
     if (negative) v = 0 - v;
-    auto put = [=](char* at) {
-        return wide ? put_decimal_number(at, v) : put_decimal_number(at, static_cast<std::uint32_t>(v));
-    };
-    if (op.argument == 0) {
-        *out = '-';
-        return put(out + negative);
+    if (!wide) v = static_cast<std::uint32_t>(v);
+    if (v < eight_digits) {
+        const std::uint64_t digits = decimal_eight(static_cast<std::uint32_t>(v));
+        return put_padded(out, digits, decimal_characters(digits), negative, op.argument & Op::width_bits,
+                          (op.argument & Op::zero) != 0);
     }
-    char digits[32];
-    const char* const end = put(digits);
-    return put_wide(out, op.argument, negative ? "-" : "", digits, static_cast<std::size_t>(end - digits));
+    *out = '-';
+    return put_decimal_number(out + negative, v);
 }
 
 inline char* put_pointer(char* out, std::uint32_t v) {
@@ -115,13 +101,23 @@ char* put_invalid(char* out, std::uint32_t v) {
 }
 
 // The entry of a packed name: its length stands before it.
-inline char* put_entry(char* out, const char* entry) { return copy(out, entry + 1, static_cast<std::uint8_t>(*entry)); }
+inline char* put_entry(char* out, const char* entry) {
+    const auto n = static_cast<std::uint8_t>(*entry);
+    copy<32>(out, entry + 1, n);
+    return out + n;
+}
 
 inline char* put_name(char* out, const Op& op, std::uint64_t v, const View& view) {
     const PackedNames& names = view.names[op.argument];
     const std::size_t last = names.count - 1u;
     const char* const entry = view.text + names.text + names.stride * std::min<std::uint64_t>(v - names.first, last);
     return *entry == 0 ? put_invalid(out, static_cast<std::uint32_t>(v)) : put_entry(out, entry);
+}
+
+inline char* put_choice(char* out, const Op& op, const std::uint8_t* payload, const View& view) {
+    const PackedNames& names = view.names[op.argument];
+    const std::size_t set = (payload[op.at] & op.mask) != 0;  // to be multiplied: bits are hard to predict
+    return put_entry(out, view.text + names.text + set * names.stride);
 }
 
 // Shows one value whose bytes are all there.
@@ -147,8 +143,8 @@ inline char* put_name(char* out, const Op& op, std::uint64_t v, const View& view
         case Show::plain_s32: return put_signed(out, load<std::int32_t>(p));
         case Show::plain_bit: *out = static_cast<char>('0' + ((*p & op.mask) != 0)); return out + 1;
         case Show::plain_hex: return put_hex_number<'a'>(out, load<std::uint32_t>(p));
-        case Show::hex:
-        case Show::HEX: return put_hexadecimal(out, op, static_cast<std::uint32_t>(number(op, p)));
+        case Show::hex: return put_hexadecimal<'a'>(out, op.argument, static_cast<std::uint32_t>(number(op, p)));
+        case Show::HEX: return put_hexadecimal<'A'>(out, op.argument, static_cast<std::uint32_t>(number(op, p)));
         case Show::decimal:
         case Show::unsigned_decimal: return put_decimal(out, op, number(op, p));
         case Show::pointer: return put_pointer(out, load<std::uint32_t>(p));
@@ -158,10 +154,7 @@ inline char* put_name(char* out, const Op& op, std::uint64_t v, const View& view
             return out + n;
         }
         case Show::name: return put_name(out, op, number(op, p), view);
-        case Show::choice: {
-            const PackedNames& names = view.names[op.argument];
-            return put_entry(out, view.text + names.text + ((*p & op.mask) != 0 ? names.stride : 0));
-        }
+        case Show::choice: return put_choice(out, op, payload, view);
         case Show::fixed: return put_entry(out, view.text + view.names[op.argument].text);
     }
     __builtin_unreachable();
@@ -194,9 +187,7 @@ Digits Digits::decimal(std::int64_t v) {
 }
 Digits Digits::hex(std::uint32_t v, std::uint8_t digits) {
     Digits d;
-    char shortest[16];
-    const std::size_t n = static_cast<std::size_t>(put_hex_number<'a'>(shortest, v) - shortest);
-    d.length_ = static_cast<std::size_t>(put_wide(d.text_, digits | Op::zero, "", shortest, n) - d.text_);
+    d.length_ = static_cast<std::size_t>(put_hexadecimal<'a'>(d.text_, digits | Op::zero, v) - d.text_);
     return d;
 }
 
@@ -208,14 +199,7 @@ void Report::run(const Head& table) {
     const Op* const end = v.ops + v.layout.end;
     const std::uint8_t* const bytes = payload.data;
     for (const Op* op = v.ops + v.layout.begin; op != end; ++op) {
-        if (const std::size_t copies = op->copies; copies != 0) {
-            const char* const literals = v.text + *chunk++;
-            if (copies > 8) {
-                std::memcpy(at, literals, 16 * copies);
-            } else {
-                copy(at, literals, 16 * copies);
-            }
-        }
+        if (op->copies != 0) copy<16>(at, v.text + *chunk++, 16 * op->copies);
         at += op->literal;
         if (op->show == Show::hex4) {
             const std::size_t step = op->gap() + 8;

@@ -56,6 +56,9 @@ struct Format {
             require(std::string_view("duxXps").find(s[i]) != std::string_view::npos, s,
                     "a conversion is one of d u x X p s");
             require(c.width < 32 && c.precision < 32, s, "a conversion is at most 31 wide");
+            require(c.kind == 's' || c.width <= 8 || (c.wide && c.kind != 'd' && c.kind != 'u'), s,
+                    "a number is at most eight wide, but for the digits of 64 bits");
+            require(!c.prefix || c.width == 0, s, "a prefix goes without a width");
             require(c.kind == 's' || c.precision == 0 || (c.precision == c.width && c.kind != 'd'), s,
                     "the precision of a number equals its width");
             if (c.kind != 's' && c.precision != 0) c.zero = true;

@@ -98,8 +98,8 @@ struct Layout {
     std::uint16_t extent;      // bytes of payload it reads
 };
 
-inline constexpr std::size_t slack =
-    16;  // literals are copied 16 bytes at a time: their source and target have this to spare
+// Literals are copied in steps: their source and their target have this to spare.
+inline constexpr std::size_t slack = 32;
 
 // The beginning of a packed table: how many layouts, and how many bytes from here its parts lie.
 struct Head {

@@ -38,8 +38,14 @@ CASE(unknown_conversion, "a conversion is one of d u x X p s",
      ({"magic        0x%8.8lz\n", u32(0)}),
      ({"magic        0x%8.8lx\n", u32(0)}));
 CASE(wide_conversion, "a conversion is at most 31 wide",
-     ({"count %32d\n", s32(0)}),
-     ({"count %31d\n", s32(0)}));
+     ({"%32s: %08x\n", u32(32, 2), two_names}),
+     ({"%31s: %08x\n", u32(32, 2), two_names}));
+CASE(wide_number, "a number is at most eight wide, but for the digits of 64 bits",
+     ({"count %9d\n", s32(0)}),
+     ({"count %8d\n", s32(0)}));
+CASE(wide_prefix, "a prefix goes without a width",
+     ({"flags[%#8lx]\n", u32(80)}),
+     ({"flags[%#lx]\n", u32(80)}));
 CASE(precision_of_a_number, "the precision of a number equals its width",
      ({"mesrb        0x%8.4x\n", u32(16)}),
      ({"mesrb        0x%8.8x\n", u32(16)}));
@@ -52,11 +58,11 @@ CASE(long_format, "a format has at most 255 characters",
      ({ALMOST_ALL THIRTY_TWO}),
      ({ALMOST_ALL "..............................."}));
 CASE(long_number_as_int, "ll goes with 64-bit fields, and only with them",
-     ({"\tSrc Base:           %016x\n", u64(28)}),
-     ({"\tSrc Base:           %016llx\n", u64(28)}));
+     ({"  high:%u\n", u64(32)}),
+     ({"  high:%llu\n", u64(32)}));
 CASE(int_as_long_number, "ll goes with 64-bit fields, and only with them",
-     ({"\tSrc Base:           %016llx\n", u32(28)}),
-     ({"\tSrc Base:           %016x\n", u32(28)}));
+     ({"  high:%llu\n", u32(32)}),
+     ({"  high:%u\n", u32(32)}));
 CASE(few_digits, "a 64-bit field shows all its hexadecimal digits",
      ({"\tSrc Base:           %08llx\n", u64(28)}),
      ({"\tSrc Base:           %016llx\n", u64(28)}));
