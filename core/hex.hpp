@@ -7,7 +7,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -151,14 +150,12 @@ inline char* put_decimal_number(char* out, std::uint32_t v) {
     return out + 9 + two;
 }
 [[gnu::noinline]] inline char* put_decimal_number(char* out, std::uint64_t v) {
-    const std::uint64_t high = v / eight_digits, highest = high / eight_digits;
-    out = put_decimal_number(out, static_cast<std::uint32_t>(highest != 0 ? highest : high != 0 ? high : v));
-    for (const std::uint64_t rest : {high, v}) {
-        if (rest < eight_digits) continue;
-        put_eight(out, decimal_characters(decimal_eight(static_cast<std::uint32_t>(rest % eight_digits))));
-        out += 8;
-    }
-    return out;
+    // 32-bit machines divide by calling a function: once for both results.
+    const std::uint64_t high = v / eight_digits;
+    if (high == 0) return put_decimal_number(out, static_cast<std::uint32_t>(v));
+    out = put_decimal_number(out, high);
+    put_eight(out, decimal_characters(decimal_eight(static_cast<std::uint32_t>(v - high * eight_digits))));
+    return out + 8;
 }
 
 }  // namespace ffdc

@@ -70,14 +70,14 @@ struct Label {
     static constexpr std::uint8_t none = 255;
     static constexpr std::size_t longest_name = 63;
 
-    std::uint16_t group;  // in the table's strings
-    std::uint16_t name;   // in the table's text, mostly where the text shows it
+    std::uint16_t name;  // in the table's text, mostly where the text shows it
     std::uint8_t name_length;
-    std::uint8_t size;   // bytes of the value
-    std::uint8_t back;   // the value begins so many bytes before what the op loads
-    std::uint8_t kind;   // enum dd_ffdc_kind
-    std::uint8_t index;  // of the element, or none
-    std::uint8_t shown;  // '?' of a missing value
+    std::uint8_t group;     // in the table's strings
+    std::uint8_t size;      // bytes of the value
+    std::uint8_t back : 4;  // the value begins so many bytes before what the op loads
+    std::uint8_t kind : 4;  // enum dd_ffdc_kind
+    std::uint8_t index;     // of the element, or none
+    std::uint8_t shown;     // '?' of a missing value
     bool operator==(const Label&) const = default;
 };
 
@@ -439,12 +439,14 @@ private:
         const bool condition = f.kind == Field::Kind::choice && *f.clear == '\0';
         require(name.size() <= Label::longest_name && f.width <= 255, row.format.text,
                 "the name or the value is too long");
-        const Label l = {.group = string(strings, group),
-                         .name = string(names_pool_, name),
+        const std::size_t group_at = string(strings, group);
+        require(group_at <= 255, row.format.text, "the groups of a table have names of at most 255 characters");
+        const Label l = {.name = string(names_pool_, name),
                          .name_length = static_cast<std::uint8_t>(name.size()),
+                         .group = static_cast<std::uint8_t>(group_at),
                          .size = static_cast<std::uint8_t>(f.width),
-                         .back = f.mask_at,
-                         .kind = kind_of(f, c.kind),
+                         .back = static_cast<std::uint8_t>(f.mask_at & 15),
+                         .kind = static_cast<std::uint8_t>(kind_of(f, c.kind) & 15),
                          .index = indexed ? static_cast<std::uint8_t>(element) : Label::none,
                          .shown = static_cast<std::uint8_t>(condition ? 0 : c.shown())};
         for (std::size_t i = 0; i < labels.size(); ++i)

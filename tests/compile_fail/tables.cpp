@@ -103,6 +103,10 @@ CASE(long_text, "the name or the value is too long",
      ({"text         %s \n", text(0, 256)}),
      ({"text         %s \n", text(0, 255)}));
 const void* long_text_packed() { return &packed<long_text>; }
+CASE(long_groups, "the groups of a table have names of at most 255 characters",
+     ({"tx:\n", group(ALMOST_ALL THIRTY_TWO)}, {"rc %d\n", s32(0)}, {"rx:\n", group("rx")}, {"rc %d\n", s32(4)}),
+     ({"tx:\n", group(ALMOST_ALL)}, {"rc %d\n", s32(0)}, {"rx:\n", group("rx")}, {"rc %d\n", s32(4)}));
+const void* long_groups_packed() { return &packed<long_groups>; }
 
 // ---- A table and its layouts ----
 CASE(missing_column, "an offset column is missing or one too many",
