@@ -27,13 +27,19 @@ inline constexpr std::array<Pair, 256> hex_pairs = [] {
 }();
 
 #if defined(__SSE2__)
+// The digits of sixteen nibbles.
+template <char ten>
+inline __m128i nibble_digits(__m128i nibbles) {
+    const __m128i letters = _mm_and_si128(_mm_cmpgt_epi8(nibbles, _mm_set1_epi8(9)), _mm_set1_epi8(ten - 10 - '0'));
+    return _mm_add_epi8(_mm_add_epi8(nibbles, _mm_set1_epi8('0')), letters);
+}
+inline __m128i low_nibbles(__m128i bytes) { return _mm_and_si128(bytes, _mm_set1_epi8(15)); }
+inline __m128i high_nibbles(__m128i bytes) { return low_nibbles(_mm_srli_epi16(bytes, 4)); }
+
 // The digits of the low eight bytes.
 template <char ten>
 inline __m128i hex_digits(__m128i bytes) {
-    const __m128i low = _mm_set1_epi8(15);
-    const __m128i nibbles = _mm_unpacklo_epi8(_mm_and_si128(_mm_srli_epi16(bytes, 4), low), _mm_and_si128(bytes, low));
-    const __m128i letters = _mm_and_si128(_mm_cmpgt_epi8(nibbles, _mm_set1_epi8(9)), _mm_set1_epi8(ten - 10 - '0'));
-    return _mm_add_epi8(_mm_add_epi8(nibbles, _mm_set1_epi8('0')), letters);
+    return nibble_digits<ten>(_mm_unpacklo_epi8(high_nibbles(bytes), low_nibbles(bytes)));
 }
 #endif
 

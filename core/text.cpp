@@ -74,7 +74,8 @@ void put_ascii_bytes(char* line, const std::uint8_t* bytes) {
     auto store = [](char* out, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v); };
     auto store_half = [](char* out, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(out), v); };
     const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-    const __m128i first = hex_digits<'a'>(x), second = hex_digits<'a'>(_mm_srli_si128(x, 8));
+    const __m128i high = nibble_digits<'a'>(high_nibbles(x)), low = nibble_digits<'a'>(low_nibbles(x));
+    const __m128i first = _mm_unpacklo_epi8(high, low), second = _mm_unpackhi_epi8(high, low);
     char* const words = line + words_at;
     store_half(words, first);
     store_half(words + 9, _mm_srli_si128(first, 8));
