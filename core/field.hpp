@@ -140,7 +140,7 @@ consteval Field shown_as(const char* text, Field number) {
     return number;
 }
 
-// No value: the row's text shows only in the layouts that have something at `at`.
+// No value: the row's text shows only in the layouts that have a value at `at`.
 consteval Field shown_with(Offsets at) { return {at}; }
 
 }  // namespace ffdc

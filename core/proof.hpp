@@ -11,7 +11,8 @@ namespace ffdc {
 inline constexpr std::size_t max_layout = 1024;
 
 // Every field must have one offset for each layout (or one for all), lie inside its layout, share no byte with another
-// field unless both are the same bytes, and have a name that no other value of its group has.
+// field unless both are the same bytes, and have a name that no other value of its group has. A text that only some
+// layouts show must be shown with a value.
 // A table that is not does not compile, and the compiler shows row and reason.
 template <std::size_t Layouts>
 consteval bool sound(std::initializer_list<Table> tables, const std::size_t (&sizes)[Layouts]) {
@@ -44,6 +45,13 @@ consteval bool sound(std::initializer_list<Table> tables, const std::size_t (&si
                 seen.push_back(e);
             });
         }
+        for (Table table : tables)
+            each_row(table, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view) {
+                if (row.has_value() || row.field.at.columns() == 1) return;
+                const std::size_t at = base + row.field.at[layout];
+                if (at >= sizes[layout] || end_of[at] == 0 || begin_of[at] != at)
+                    fail(row, "the text is shown with a value that is not there");
+            });
     }
     return true;
 }

@@ -113,6 +113,10 @@ CASE(missing_column, "an offset column is missing or one too many",
      ({"Engine ID:           0x%08x\n", u32({8, 8, 16})}, {"TX Count:            %d\n", u8({12, 12})}),
      ({"Engine ID:           0x%08x\n", u32({8, 8, 16})}, {"TX Count:            %d\n", u8({12, 12, 20})}));
 static_assert(sound({missing_column}, {20, 20, 24}));
+CASE(text_without_value, "the text is shown with a value that is not there",
+     ({"uart config:\n", shown_with({no, 89})}, {"  tx chunk size: %d\n", s32({no, 88})}),
+     ({"uart config:\n", shown_with({no, 88})}, {"  tx chunk size: %d\n", s32({no, 88})}));
+static_assert(sound({text_without_value}, {88, 92}));
 CASE(column_too_many, "an offset column is missing or one too many",
      ({"TX Count:            %d\n", u8({12, 12, 20})}),
      ({"TX Count:            %d\n", u8({12, 12})}));
