@@ -10,7 +10,7 @@ from common import root, run
 
 sample = Path(root, "samples", "all_types.ffdc").read_bytes()
 seed = 20  # of the damage: a failure names the dump that it made, and comes again
-variants, batch, run_length = 20000, 500, 8
+variants, batch, run_length = int(os.environ["FFDC_DAMAGED_DUMPS"]), 500, 8
 
 
 def split(data):
