@@ -1,4 +1,6 @@
 // The command line: one table of commands and one of options, from which help, man page and completions are made.
+#include <unistd.h>
+
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -152,6 +154,15 @@ int run(int argc, char** argv) {
     return status;
 }
 
+// The end, rather than an exception: streams swallow that, the JSON library breaks on it, and what is made before main
+// has nobody to catch it.
+[[noreturn]] void out_of_memory() {
+    Output::rescue();
+    std::fputs("ffdc: out of memory\n", stderr);
+    _exit(exit_failed);
+}
+[[gnu::constructor(101)]] void begin() { std::set_new_handler(out_of_memory); }
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -160,9 +171,9 @@ int main(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const std::bad_alloc&) {
-        std::fputs("ffdc: out of memory\n", stderr);
+        out_of_memory();
     } catch (const std::length_error&) {
-        std::fputs("ffdc: out of memory\n", stderr);
+        out_of_memory();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "ffdc: %s\n", error.what());
     }

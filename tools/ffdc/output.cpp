@@ -13,6 +13,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "input.hpp"
 #include "options.hpp"
@@ -51,11 +52,25 @@ Output::Output(const Options& options)
     terminal_ = isatty(file_) == 1;
     color_ = options.color == "always" || (options.color == "auto" && terminal_ && !(no_color && *no_color));
     page_ = terminal_ && options.output.empty() && options.paged && !options.no_pager;
+    open_ = this;
 }
 
 Output::~Output() {
+    open_ = nullptr;
     try {
         finish();
+    } catch (const Fatal&) {
+    }
+}
+
+Output* Output::open_ = nullptr;
+
+void Output::rescue() {
+    Output* const out = std::exchange(open_, nullptr);
+    if (!out) return;
+    out->page_ = false;
+    try {
+        out->finish();
     } catch (const Fatal&) {
     }
 }
@@ -173,8 +188,10 @@ void Table::row(const std::vector<std::string>& cells, Style style) {
 
 void Table::print() {
     char* text = nullptr;
+    errno = 0;  // the library leaves out what it has no memory for, without a word
     done(scols_print_table_to_string(table_, &text));
     const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
+    if (errno == ENOMEM) throw std::bad_alloc();
     const std::string_view lines = text ? text : "";
     out_.put(lines);
     if (!lines.empty() && lines.back() != '\n') out_.put("\n");

@@ -34,6 +34,8 @@ public:
     // A line to standard error; shown behind the output when both go to a terminal.
     void message(const std::string& text);
     void finish();
+    // Finishes whatever output is open, without memory.
+    static void rescue();
 
     bool is_terminal() const { return terminal_; }
     bool has_color() const { return color_; }
@@ -45,6 +47,8 @@ private:
     int file_;
     std::FILE* pager_ = nullptr;
     bool terminal_, color_, page_, written_ = false;
+
+    static Output* open_;
 
     void flush();
     void start_pager();
