@@ -90,7 +90,10 @@ class Damage(unittest.TestCase):
         table = [
             ("magic", dma + no_magic, 294, "magic ffdcffdc", "61626364", "damaged"),
             ("too short for a magic", dma + b"\x01", 294, "magic ffdcffdc", "01", "damaged"),
-            ("size", record("FSI", 1, b"", size=41), 0, "a record size of at least 42", "41", "FSI damaged"),
+            ("size of nothing", record("FSI", 1, b"", size=0), 0, "a record size of at least 42", "0", "FSI damaged"),
+            ("size below a header", record("FSI", 1, b"", size=41), 0, "a record size of at least 42", "41", "FSI damaged"),
+            ("size of a header", record("FSI", 1, b"", size=42), 0, "a payload of 96 bytes", "0 bytes", "FSI"),
+            ("largest size", dma + record("FSI", 1, bytes(96), size=65535), 294, "a record of 65535 bytes", "138 bytes", "FSI damaged"),
             ("cut", dma + fsi[:-1], 294, "a record of 138 bytes", "137 bytes", "FSI damaged"),
             ("cut in the header", fsi[:41], 0, "a header of 42 bytes", "41 bytes", "damaged"),
             ("end of a chain", record("DIO", 1, b"", chained=1), 42, "another record, which the last one announces", "the end of the input", "damaged"),
