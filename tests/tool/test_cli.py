@@ -10,6 +10,8 @@ import struct
 import subprocess
 import tempfile
 import termios
+import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -167,6 +169,24 @@ class Terminal(unittest.TestCase):
                 self.assertIn(status, (0, 1, 3))
                 self.assertEqual("P:==> " in shown, paged)
                 self.assertEqual(shown.replace("P:", ""), run("show", "-q", *options, input=data)[1].decode("latin-1"))
+
+    def test_carve_tells_how_far_a_long_search_is(self):
+        def write(pipe):
+            with open(pipe, "wb", buffering=0) as slow:
+                for part in (bytes(3 << 20), bytes(1 << 20) + dma):
+                    slow.write(part)
+                    time.sleep(1.1)
+
+        for options, told in (((), True), (("-q",), False)):
+            with self.subTest(options), tempfile.TemporaryDirectory() as folder:
+                pipe = os.path.join(folder, "pipe")
+                os.mkfifo(pipe)
+                writer = threading.Thread(target=write, args=(pipe,))
+                writer.start()
+                _, shown = on_terminal("carve", "--color=never", *options, pipe)
+                writer.join()
+                self.assertEqual(re.findall(r"\r\x1b\[Kffdc: .*: ([234]) MiB, 0 records.*\r\x1b\[K", shown) != [], told, shown)
+                self.assertIn("0x400000 DMA", shown)
 
     def test_messages_come_after_the_output(self):
         _, shown = on_terminal("show", "--color=never", input=dma[:100])

@@ -98,6 +98,7 @@ class Input(unittest.TestCase):
             ("hex", lines[0] + lines[2], "line 2: expected offset 00000010, found '00000020'"),
             ("auto", b"".join(lines[:8]) + b"-- more --\n", "line 9: expected an offset, found '-- more --'"),
             ("hex", hexdump(bytes(64)).replace(b"00000040\n", b"10000041\n"), "line 3: expected an offset that repeats less than 256 MiB in all"),
+            ("hex", b"11112222333344445555: ff\n", "line 1: expected an offset, found '11112222333344445555'"),
             ("base64", b"/9z/\n3A!=", "line 2: expected base64, found '3A!='"),
             ("base64", b"/9z/3", "expected base64, found that its last group is cut"),
             ("hex", dump, "line 1: expected pairs of hex digits"),
@@ -107,6 +108,17 @@ class Input(unittest.TestCase):
                 status, _, err = run("show", "--from", form, input=text)
                 self.assertEqual(status, 2)
                 self.assertIn("ffdc: -: " + message, err.decode("latin-1"))
+
+    def test_a_file_that_is_cut_while_it_is_read(self):
+        with tempfile.NamedTemporaryFile() as file:
+            file.write(dma * 40000)
+            file.flush()
+            with subprocess.Popen([ffdc, "show", "-q", file.name], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as child:
+                child.stdout.read(1)  # the tool has begun, and gets stuck when the pipe is full
+                file.truncate(0)
+                child.stdout.read()
+                self.assertEqual(child.stderr.read(), b"ffdc: an input was cut, or could not be read, while it was in use\n")
+            self.assertEqual(child.returncode, 2)
 
     def test_prose_is_no_dump(self):
         for text in (b"", b"\n", b"no records here, only words\n", b"deadbeef", b"words" * 1000):
