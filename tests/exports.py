@@ -1,7 +1,7 @@
 """What the shared library shows to the world: exports.py LIBRARY SOURCE_DIR NM READELF [--plain] COMPILER...
 
 Its exported names are those of the version script and of the public header; it needs libc alone, asks for memory in one
-way only, and nothing in its text is relocated (--plain: a build without sanitizers); the header compiles by itself.
+way only, and nothing in its text is relocated (--plain: a build without instruments); the header compiles by itself.
 """
 import os
 import pathlib
