@@ -65,7 +65,7 @@ std::string type_name(int type) {
 }
 std::string type_name(const Entry& entry) { return entry.has_header() ? type_name(entry.type()) : "-"; }
 
-std::string hex_number(std::size_t v, int digits) {
+std::string hex_number(std::uint64_t v, int digits) {
     char reversed[2 * sizeof v];
     int n = 0;
     for (; v != 0 || n < digits; v >>= 4) reversed[n++] = "0123456789abcdef"[v & 15];

@@ -47,7 +47,7 @@ struct Entry {
 
 std::string type_name(int type);            // "DMA", or "TYPE_14" where the code has no name
 std::string type_name(const Entry& entry);  // "-" without a header
-std::string hex_number(std::size_t v, int digits = 6);
+std::string hex_number(std::uint64_t v, int digits = 6);
 std::string hex_digits(Bytes bytes);
 
 // What is wrong with an entry whose state is not ok.
