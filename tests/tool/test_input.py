@@ -61,6 +61,8 @@ class Input(unittest.TestCase):
         with self.subTest("lines that repeat"):
             self.assertIn(b"*\n", hexdump(zeros))
             self.assertEqual(run("json", input=hexdump(zeros)), run("json", input=zeros))
+        with self.subTest("base64 that begins with digits of hex"):
+            self.assertEqual(run("json", input=base64.encodebytes(bytes(120) + fsi)), run("json", input=bytes(120) + fsi))
         with self.subTest("long enough to be judged by its beginning"):
             self.assertEqual(run("show", input=xxd(dump * 200))[1], run("show", input=dump * 200)[1])
             self.assertEqual(run("show", input=base64.b64encode(dump * 200))[1], run("show", input=dump * 200)[1])

@@ -151,18 +151,22 @@ std::string guess(Bytes head, bool whole) {
     if (!std::all_of(head.begin(), head.end(), is_text)) return "raw";
     std::string_view text = text_of(head);
     if (const std::size_t end = text.rfind('\n'); !whole && end != text.npos) text = text.substr(0, end);
+    std::vector<std::uint8_t> decoded;
+    try {
+        decoded = from_base64(text, whole);
+    } catch (const Failure&) {
+    }
     Hex_text hex;
     try {
         hex.add(text);
         if (hex.bytes.size() >= DD_FFDC_HEADER_SIZE) return "hex";
     } catch (const Failure&) {
-        if (hex.bytes.size() >= DD_FFDC_HEADER_SIZE) throw;
+        // Zeros in base64 are a good start of hex, too, but then there is a record.
+        if (hex.bytes.size() >= DD_FFDC_HEADER_SIZE &&
+            dd_ffdc_find(decoded.data(), decoded.size(), 0) == decoded.size())
+            throw;
     }
-    try {
-        if (from_base64(text, whole).size() >= DD_FFDC_HEADER_SIZE) return "base64";
-    } catch (const Failure&) {
-    }
-    return "raw";
+    return decoded.size() >= DD_FFDC_HEADER_SIZE ? "base64" : "raw";
 }
 
 extern "C" void mapping_failed(int) {
