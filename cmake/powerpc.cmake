@@ -10,3 +10,6 @@ set(CMAKE_CROSSCOMPILING_EMULATOR qemu-ppc -L ${root})
 # Some of these cores trap on a word at an odd address.
 set(CMAKE_C_FLAGS_INIT -mstrict-align)
 set(CMAKE_CXX_FLAGS_INIT -mstrict-align)
+
+# For the tool: what cmake/powerpc_libraries makes.
+set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_CURRENT_LIST_DIR}/../build/powerpc_libraries/lib/pkgconfig)
