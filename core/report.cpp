@@ -212,6 +212,17 @@ void Report::run(const Head& table) {
     out.take(at);
 }
 
+void Report::run(const Head& table, const char* group, std::size_t base) {
+    const Payload whole = payload;
+    const Observer outer = observer;
+    payload = payload.from(base, payload.size);
+    observer.base += static_cast<std::uint32_t>(base);
+    observer.group = group;
+    run(table);
+    payload = whole;
+    observer = outer;
+}
+
 // For payloads that end early, rooms that may not do, and observers.
 void Report::run_carefully(const View& v) {
     const std::uint16_t* chunk = v.chunks;
@@ -292,17 +303,11 @@ void Report::tell(dd_ffdc_value value) const {
     observer.each(observer.context, &value);
 }
 
-std::uint64_t Report::peek(const Field& field) const {
-    const std::size_t at = field.at[layout];
-    if (!field.at.present(layout) || !payload.has(at, field.width)) return 0;
-    if (field.kind == Field::Kind::flag) return (payload.data[at + field.mask_at] & field.mask) != 0;
-    const std::uint8_t* const p = payload.data + at;
-    switch (field.width) {
-        case 1: return *p;
-        case 2: return load<std::uint16_t>(p);
-        case 4: return load<std::uint32_t>(p);
-        default: return load<std::uint64_t>(p);
-    }
+std::uint64_t Report::number_at(std::size_t at, std::size_t width) const {
+    if (!payload.has(at, width)) return 0;
+    std::uint64_t v = 0;
+    for (std::size_t i = 0; i < width; ++i) v = v << 8 | payload.data[at + i];
+    return v;
 }
 
 void Report::put_value(std::string_view text, const Field& field, const char* name) {

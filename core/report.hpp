@@ -91,6 +91,11 @@ public:
     void print() {
         run(packed<rows>.head);
     }
+    // A table that stands in several layouts: its offsets count from `base`, its values are in a group of their own.
+    template <const auto& rows>
+    void print(const char* group, int base) {
+        run(packed<rows>.head, group, static_cast<std::size_t>(base));
+    }
     template <typename... Piece>
     void put(const Piece&... piece) {
         (out.put(piece), ...);
@@ -103,8 +108,14 @@ public:
     void dump() { out.dump(payload.data, payload.size); }
     void dump(const Field& area, const char* name);
 
-    // The number of a field; 0 when it is missing.
-    std::uint64_t peek(const Field& field) const;
+    // The number of a field; 0 when it is missing. Inlined, or the library would carry the field.
+    [[gnu::always_inline]] std::uint64_t peek(const Field& field) const {
+        const bool one = field.at.columns() == 1;
+        if (!one && !field.at.present(layout)) return 0;
+        const bool flag = field.kind == Field::Kind::flag;
+        const std::size_t at = field.at[one ? 0 : layout];
+        return flag ? (number_at(at + field.mask_at, 1) & field.mask) != 0 : number_at(at, field.width);
+    }
 
     // The layout's size. A shorter payload prints '?' for what is missing, and a line and a dump at the end.
     void expect(std::size_t size);
@@ -125,7 +136,10 @@ public:
 private:
     bool closed_ = false;
 
+    // The number of `width` bytes; 0 when they are missing.
+    std::uint64_t number_at(std::size_t at, std::size_t width) const;
     void run(const Head& table);
+    void run(const Head& table, const char* group, std::size_t base);
     [[gnu::cold]] void run_carefully(const View& v);
     [[gnu::cold]] void put_one(const View& v, const Op& op, const Label& label);
     [[gnu::cold]] void observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,

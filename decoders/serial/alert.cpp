@@ -9,10 +9,9 @@ namespace {
 constexpr std::span<const char* const> register_names = std::span(kor_registers).subspan(1, 16);
 constexpr Field registers_valid = u8(32);
 
-constexpr auto origin_rows = origin(0, 4, 8);
 constexpr Row alert_rows[] = {
-    section("", origin_rows, 0), {"devnum[%d]\n", s32(20)},       {"count[%d]\n", s32(24)},
-    {"flags[%08lx]\n", u32(28)}, {registers_valid, "regs valid"},
+    section("", usual_origin, 0), {"devnum[%d]\n", s32(20)},       {"count[%d]\n", s32(24)},
+    {"flags[%08lx]\n", u32(28)},  {registers_valid, "regs valid"},
 };
 constexpr Row register_rows[] = {
     {"\nKOR Alert Regs\n", group("registers")},

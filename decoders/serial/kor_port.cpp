@@ -9,11 +9,11 @@ namespace {
 constexpr std::span<const char* const> register_names = std::span(kor_registers).subspan(1);
 constexpr Field registers_valid = u8(26);
 
+constexpr int buffer = 4;
 constexpr auto origin_rows = origin(0, 20, 24);
+constexpr Row opening_rows[] = {section("", origin_rows, 0), section("buffer", buffer_rows, buffer)};
 // Layouts: versions 0 and 1; 2; 3 and newer ones.
 constexpr Row port_rows[] = {
-    section("", origin_rows, 0),
-    section("buffer", buffer_rows, 4),
     {registers_valid, "regs valid"},
     {"last port change: ", group("last port change"), shown_with({no, 144, 144})},
     {"rx[%llu] ", u64({no, 144, 144})},
@@ -26,10 +26,10 @@ constexpr Row register_rows[] = {
     {"%15.15s: %08x\n", u32(32, 28), register_names},
 };
 constexpr std::size_t sizes[] = {144, 168, 172};
-static_assert(sound({port_rows, register_rows}, sizes));
-static_assert(unread({port_rows, register_rows}, 0, sizes[0]) == Bytes{{27, 31}});
-static_assert(unread({port_rows, register_rows}, 1, sizes[1], {bytes(160, 8)}) == Bytes{{27, 31}});
-static_assert(unread({port_rows, register_rows}, 2, sizes[2], {bytes(160, 8)}) == Bytes{{27, 31}});
+static_assert(sound({opening_rows, port_rows, register_rows}, sizes));
+static_assert(unread({opening_rows, port_rows, register_rows}, 0, sizes[0]) == Bytes{{27, 31}});
+static_assert(unread({opening_rows, port_rows, register_rows}, 1, sizes[1], {bytes(160, 8)}) == Bytes{{27, 31}});
+static_assert(unread({opening_rows, port_rows, register_rows}, 2, sizes[2], {bytes(160, 8)}) == Bytes{{27, 31}});
 
 }  // namespace
 
@@ -38,6 +38,8 @@ void kor_port(Report& r) {
     r.expect(sizes[r.layout]);
     r.put("\nKOR UART FFDC\n");
     if (r.version >= 2) driver_version(r, 160, 8);
+    r.print<origin_rows>();
+    r.print<buffer_rows>("buffer", buffer);
     r.print<port_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
     close(r);

@@ -19,12 +19,20 @@ constexpr Row register_rows[] = {
     {"\nRS485 UART Regs\n", group("registers")},
     {"%4s:%02x\n", u8(97, 7), register_names},
 };
+constexpr Row count_rows[] = {
+    {"tx count[%d]\n", u8(48)},
+    {"rx count[%d]\n", u8(49)},
+};
+constexpr int buffer = 52;
+constexpr Row buffer_section[] = {section("buffer", buffer_rows, buffer)};
 constexpr Row state_rows[] = {
-    {"tx count[%d]\n", u8(48)},         {"rx count[%d]\n", u8(49)},
-    section("buffer", buffer_rows, 52), {"id[%d]\n", u8(95)},
-    {"rx_state[%d]\n", s32(76)},        {"tx_state[%d]\n", s32(80)},
-    {"wd_timer[%d]\n", s32(84)},        {"bo_timer[%d]\n", s32(88)},
-    {"sent_byte[%d]\n", u8(92)},        {"invert_next_char[%d]\n", u8(93)},
+    {"id[%d]\n", u8(95)},
+    {"rx_state[%d]\n", s32(76)},
+    {"tx_state[%d]\n", s32(80)},
+    {"wd_timer[%d]\n", s32(84)},
+    {"bo_timer[%d]\n", s32(88)},
+    {"sent_byte[%d]\n", u8(92)},
+    {"invert_next_char[%d]\n", u8(93)},
     {"sync_count[%d]\n", u8(94)},
 };
 constexpr Row counter_rows[] = {
@@ -34,10 +42,11 @@ constexpr Row counter_rows[] = {
     {"tx_retries[%d]\n", s32(232)},
 };
 constexpr std::size_t sizes[] = {104, 236};
-static_assert(sound({capture_rows, register_rows, state_rows}, {sizes[0]}));
-static_assert(sound({capture_rows, register_rows, state_rows, counter_rows}, {sizes[1]}));
-static_assert(unread({capture_rows, register_rows, state_rows}, 0, sizes[0]) == Bytes{{0, 43}, {50, 51}, {74, 75}});
-static_assert(unread({capture_rows, register_rows, state_rows, counter_rows}, 0, sizes[1],
+static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows}, {sizes[0]}));
+static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows}, {sizes[1]}));
+static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows}, 0, sizes[0]) ==
+              Bytes{{0, 43}, {50, 51}, {74, 75}});
+static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows}, 0, sizes[1],
                      {bytes(106, 10), first_capture, second_capture}) ==
               Bytes{{0, 43}, {50, 51}, {74, 75}, {104, 105}});
 
@@ -50,6 +59,8 @@ void rs485_port(Report& r) {
     if (full) driver_version(r, 106, 10);
     r.print<capture_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
+    r.print<count_rows>();
+    r.print<buffer_rows>("buffer", buffer);
     r.print<state_rows>();
     if (full) {
         r.print<counter_rows>();

@@ -33,6 +33,15 @@ consteval std::array<Row, 3> origin(int rc, int file, int line) {
     return {Row{"rc[%d] ", s32(rc)}, Row{"file[%lx] ", u32(file)}, Row{"line[%d]\n", s16(line)}};
 }
 
+inline constexpr auto usual_origin = origin(0, 4, 8);
+
+// What the TAM and the WEX port show before their registers.
+inline constexpr Field port_registers_valid = u8(28);
+inline constexpr int port_buffer = 12;
+inline constexpr Row port_opening_rows[] = {
+    section("", usual_origin, 0), section("buffer", buffer_rows, port_buffer), {port_registers_valid, "regs valid"}};
+void port_opening(Report& r);
+
 // The text of the driver's version, which opens the line of the return code in newer layouts.
 inline constexpr std::size_t to_the_end = 65536;
 void driver_version(Report& r, std::size_t at, std::size_t size);

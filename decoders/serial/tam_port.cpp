@@ -5,14 +5,6 @@
 namespace ffdc {
 namespace {
 
-constexpr Field registers_valid = u8(28);
-
-constexpr auto origin_rows = origin(0, 4, 8);
-constexpr Row port_rows[] = {
-    section("", origin_rows, 0),
-    section("buffer", buffer_rows, 12),
-    {registers_valid, "regs valid"},
-};
 constexpr Row register_rows[] = {
     {"\nTAM UART Regs\n", group("registers")},
     {"  status: %02x\n", u8(33)},
@@ -36,8 +28,8 @@ constexpr Row operation_rows[] = {
     {"len[%d]\n", u16(110)},
 };
 constexpr std::size_t size = 112;
-static_assert(sound({port_rows, register_rows, operation_rows}, {size}));
-static_assert(unread({port_rows, register_rows, operation_rows}, 0, size) ==
+static_assert(sound({port_opening_rows, register_rows, operation_rows}, {size}));
+static_assert(unread({port_opening_rows, register_rows, operation_rows}, 0, size) ==
               Bytes{{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}});
 
 }  // namespace
@@ -46,8 +38,8 @@ void tam_port(Report& r) {
     r.expect(size);
     r.put("\nTAM UART FFDC\n");
     if (r.version >= 2) driver_version(r, 112, to_the_end);
-    r.print<port_rows>();
-    if (r.peek(registers_valid) != 0) r.print<register_rows>();
+    port_opening(r);
+    if (r.peek(port_registers_valid) != 0) r.print<register_rows>();
     r.print<operation_rows>();
     close(r);
 }

@@ -7,7 +7,6 @@ namespace ffdc {
 namespace {
 
 // Layouts: versions 0 and 1; 2 to 7.
-constexpr auto origin_rows = origin(0, 4, 8);
 constexpr Row title_rows[] = {{"\nULO UART HW FFDC\n"}};
 constexpr Row driver_rows[] = {
     {"pid[%ld] ", s32(44)},
@@ -24,28 +23,27 @@ constexpr Row driver_rows[] = {
     {"rx count[%d]\n", u8({no, 85})},
     {"tx count[%d]\n", u8({no, 84})},
     {"rx: "},
-    section("rx", buffer_rows, 12),
-    {"tx: "},
-    section("tx", buffer_rows, 28),
 };
+constexpr int rx_buffer = 12, tx_buffer = 28;
+constexpr Row buffers[] = {section("rx", buffer_rows, rx_buffer), section("tx", buffer_rows, tx_buffer)};
 
 // Statistics of one direction. A low that was never updated has all bits set and shows as 0.
 constexpr std::uint64_t never_updated = ~std::uint64_t{0};
-constexpr Field tx_low = u64(112 + 16), rx_low = u64(152 + 16);
-consteval std::array<Row, 6> statistics(int at, bool updated) {
-    return {Row{"  operation:%d", s32(at)},
-            Row{"  errors:%d", s32(at + 4)},
-            Row{"  bytes:%d", s32(at + 8)},
-            updated ? Row{"  low:%llu", u64(at + 16)} : Row{"  low:%s", shown_as("0", u64(at + 16))},
-            Row{"  avg:%llu", u64(at + 24)},
-            Row{"  high:%llu\n", u64(at + 32)}};
+consteval std::array<Row, 6> statistics(bool updated) {
+    return {
+        Row{"  operation:%d", s32(0)}, Row{"  errors:%d", s32(4)},
+        Row{"  bytes:%d", s32(8)},     updated ? Row{"  low:%llu", u64(16)} : Row{"  low:%s", shown_as("0", u64(16))},
+        Row{"  avg:%llu", u64(24)},    Row{"  high:%llu\n", u64(32)}};
 }
-constexpr auto tx_stats = statistics(112, true), tx_stats_unset = statistics(112, false);
-constexpr auto rx_stats = statistics(152, true), rx_stats_unset = statistics(152, false);
-constexpr Row tx_rows[] = {{"tx stats:\n"}, section("tx stats", tx_stats, 0)};
-constexpr Row rx_rows[] = {{"rx stats:\n"}, section("rx stats", rx_stats, 0)};
-constexpr Row tx_unset_rows[] = {{"tx stats:\n"}, section("tx stats", tx_stats_unset, 0)};
-constexpr Row rx_unset_rows[] = {{"rx stats:\n"}, section("rx stats", rx_stats_unset, 0)};
+constexpr auto updated_rows = statistics(true), unset_rows = statistics(false);
+constexpr int tx_stats = 112, rx_stats = 152;
+constexpr Field tx_low = u64(tx_stats + 16), rx_low = u64(rx_stats + 16);
+constexpr Row stats[] = {section("tx stats", updated_rows, tx_stats), section("rx stats", updated_rows, rx_stats)};
+
+void print_statistics(Report& r, const char* group, int at, bool updated) {
+    r.put(group, ":\n");
+    updated ? r.print<updated_rows>(group, at) : r.print<unset_rows>(group, at);
+}
 
 constexpr Row short_rows[] = {
     {"\nULO UART FFDC\n"},
@@ -54,15 +52,13 @@ constexpr Row short_rows[] = {
     {"fsi_rc[%d]\n\n", s32(8)},
 };
 
-constexpr Row rc_rows[] = {section("", origin_rows, 0)};
-#define ALL_ROWS rc_rows, driver_rows
-#define STATS_ROWS tx_rows, rx_rows
+#define ALL_ROWS usual_origin, driver_rows, buffers
 constexpr std::size_t sizes[] = {72, 192}, short_size = 12;
 static_assert(sound({ALL_ROWS}, sizes));
-static_assert(sound({STATS_ROWS}, {sizes[1]}));
+static_assert(sound({stats}, {sizes[1]}));
 static_assert(sound({short_rows}, {short_size}));
 static_assert(unread({ALL_ROWS}, 0, sizes[0]) == Bytes{{10, 11}});
-static_assert(unread({ALL_ROWS, STATS_ROWS}, 1, sizes[1], {bytes(72, 8)}) ==
+static_assert(unread({ALL_ROWS, stats}, 1, sizes[1], {bytes(72, 8)}) ==
               Bytes{{10, 11}, {86, 87}, {108, 111}, {124, 127}, {164, 167}});
 static_assert(unread({short_rows}, 0, short_size) == Bytes{});
 
@@ -79,11 +75,14 @@ void uart(Report& r) {
     r.expect(sizes[r.layout]);
     r.print<title_rows>();
     if (full) driver_version(r, 72, 8);
-    r.print<rc_rows>();
+    r.print<usual_origin>();
     r.print<driver_rows>();
+    r.print<buffer_rows>("rx", rx_buffer);
+    r.put("tx: ");
+    r.print<buffer_rows>("tx", tx_buffer);
     if (full) {
-        r.peek(tx_low) == never_updated ? r.print<tx_unset_rows>() : r.print<tx_rows>();
-        r.peek(rx_low) == never_updated ? r.print<rx_unset_rows>() : r.print<rx_rows>();
+        print_statistics(r, "tx stats", tx_stats, r.peek(tx_low) != never_updated);
+        print_statistics(r, "rx stats", rx_stats, r.peek(rx_low) != never_updated);
     }
     close(r);
 }

@@ -7,21 +7,14 @@ namespace ffdc {
 namespace {
 
 constexpr std::span<const char* const> register_names = std::span(wex_registers).subspan(1);
-constexpr Field registers_valid = u8(28);
 
-constexpr auto origin_rows = origin(0, 4, 8);
-constexpr Row port_rows[] = {
-    section("", origin_rows, 0),
-    section("buffer", buffer_rows, 12),
-    {registers_valid, "regs valid"},
-};
 constexpr Row register_rows[] = {
     {"\nWEX UART Regs\n", group("registers")},
     {"%4s:%02x\n", u8(29, 7), register_names},
 };
 constexpr std::size_t size = 37;
-static_assert(sound({port_rows, register_rows}, {size}));
-static_assert(unread({port_rows, register_rows}, 0, size) == Bytes{{10, 11}, {36, 36}});
+static_assert(sound({port_opening_rows, register_rows}, {size}));
+static_assert(unread({port_opening_rows, register_rows}, 0, size) == Bytes{{10, 11}, {36, 36}});
 
 }  // namespace
 
@@ -29,8 +22,8 @@ void wex_port(Report& r) {
     r.expect(size);
     r.put("\nWEX UART FFDC\n");
     if (r.version >= 2) driver_version(r, 37, to_the_end);
-    r.print<port_rows>();
-    if (r.peek(registers_valid) != 0) r.print<register_rows>();
+    port_opening(r);
+    if (r.peek(port_registers_valid) != 0) r.print<register_rows>();
     close(r);
 }
 
