@@ -172,9 +172,11 @@ int get_type(const Record* head, std::int32_t type, const Record** found) {
 }
 
 std::size_t find(const std::uint8_t* area, std::size_t size, std::size_t from) {
-    std::size_t at = std::min(from, size);
-    while ((at = find_magic(area, size, at)) < size && !plausible(area, size, at)) ++at;
-    return at;
+    for (std::size_t at = from; at < size; ++at) {
+        at = find_magic(area, size, at);
+        if (at == size || plausible(area, size, at)) return at;
+    }
+    return size;
 }
 
 int next(const std::uint8_t* area, std::size_t size, dd_ffdc_cursor& cursor) {

@@ -368,6 +368,7 @@ TEST_CASE("plausible records") {
         {"ends with the area", {.type = 3, .size = 45}, true},
         {"ends behind the area", {.type = 3, .size = 46}, false},
     };
+    CHECK(dd_ffdc_find(nullptr, 0, 0) == 0);
     // Before the record, bytes that look like a magic up to its third.
     Bytes before;
     for (; before.size() <= 36; before.insert(before.begin(), before.size() % 3 == 1 ? 0xdc : 0xff))

@@ -35,7 +35,7 @@ consteval std::array<Row, 3> origin(int rc, int file, int line) {
 
 inline constexpr auto usual_origin = origin(0, 4, 8);
 
-// What the TAM and the WEX port show before their registers.
+// What the TAM and the WEX port show before their registers; the rows are for the proofs.
 inline constexpr Field port_registers_valid = u8(28);
 inline constexpr int port_buffer = 12;
 inline constexpr Row port_opening_rows[] = {
