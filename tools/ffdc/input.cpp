@@ -21,6 +21,7 @@
 namespace {
 
 constexpr std::size_t head_size = 65536;          // looked at to tell text from raw bytes
+constexpr int largest_pipe = 1 << 20;             // what the system allows without privilege
 constexpr std::size_t most_repeated = 256 << 20;  // so that a few bytes of text do not spell more than there is memory
 
 std::string_view text_of(Bytes bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
@@ -181,6 +182,9 @@ Input::Input(const std::string& path, const std::string& form, std::size_t windo
     : name_(path), file_(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)), window_(window) {
     if (file_.number < 0) throw Failure(std::strerror(errno));
     map();
+#if defined(F_SETPIPE_SZ)
+    fcntl(file_.number, F_SETPIPE_SZ, largest_pipe);  // fewer turns between writer and reader; not all are pipes
+#endif
     fill(head_size);
     const bool whole = complete_ && bytes_.size() <= head_size;
     const std::string actual = form == "auto" ? guess(bytes_.first(std::min(bytes_.size(), head_size)), whole) : form;
