@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "../tools/ffdc/input.hpp"
+#include "input/input.hpp"
 #include "fuzz.hpp"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <variant>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 #include "help.hpp"
 
 namespace {

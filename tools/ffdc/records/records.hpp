@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "input.hpp"
+#include "input/input.hpp"
 #include "options.hpp"
-#include "output.hpp"
+#include "output/output.hpp"
 #include "tavi_ffdc.h"
 
 enum Exit { exit_ok = 0, exit_none = 1, exit_failed = 2, exit_damaged = 3 };

@@ -2,7 +2,7 @@
 // does.
 #include <nlohmann/json.hpp>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "input.hpp"
+#include "input/input.hpp"
 
 #include <fcntl.h>
 #include <nettle/base16.h>

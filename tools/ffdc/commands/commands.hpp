@@ -1,7 +1,7 @@
 // The commands of the tool. Each returns the exit status.
 #pragma once
 
-#include "records.hpp"
+#include "records/records.hpp"
 
 int show(Session& s);
 int list(Session& s);

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 
 namespace {
 

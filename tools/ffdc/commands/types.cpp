@@ -1,5 +1,5 @@
 // The driver types, versions and layout sizes that this build knows.
-#include "commands.hpp"
+#include "commands/commands.hpp"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <map>
 #include <memory>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "output.hpp"
+#include "output/output.hpp"
 
 #include <fcntl.h>
 #include <libsmartcols.h>
@@ -15,7 +15,7 @@
 #include <new>
 #include <utility>
 
-#include "input.hpp"
+#include "input/input.hpp"
 #include "options.hpp"
 #include "tavi_ffdc.h"
 

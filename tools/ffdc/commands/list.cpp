@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The decoded text of every record.
-#include "commands.hpp"
+#include "commands/commands.hpp"
 
 int show_entry(Session& s, const Entry& entry) {
     put_separator(s, entry);

@@ -1,7 +1,7 @@
 // Annotated hex: every byte of the input on exactly one line, with the value that it belongs to.
 #include <algorithm>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 
 namespace {
 
