@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "input/input.hpp"
 #include "fuzz.hpp"
+#include "input/input.hpp"
 
 namespace {
 
