@@ -10,6 +10,7 @@
 namespace ffdc {
 
 using Record = dd_ffdc_hdr;
+inline constexpr std::size_t header_size = DD_FFDC_HEADER_SIZE;
 
 template <std::size_t N>
 constexpr std::uint32_t word(const std::uint8_t (&bytes)[N]) {
@@ -19,10 +20,11 @@ constexpr std::uint32_t word(const std::uint8_t (&bytes)[N]) {
 }
 
 inline bool has_magic(const Record* record) { return record && word(record->magic) == DD_FFDC_MAGIC; }
-inline int payload_length(const Record& record) { return static_cast<int>(word(record.size)) - DD_FFDC_HEADER_SIZE; }
-inline const std::uint8_t* payload_of(const Record& record) {
-    return reinterpret_cast<const std::uint8_t*>(&record) + DD_FFDC_HEADER_SIZE;
+inline int payload_length(const Record& record) {
+    return static_cast<int>(word(record.size)) - static_cast<int>(header_size);
 }
+inline const std::uint8_t* bytes_of(const Record& record) { return reinterpret_cast<const std::uint8_t*>(&record); }
+inline const std::uint8_t* payload_of(const Record& record) { return bytes_of(record) + header_size; }
 
 // A driver type that this library knows. Others have an empty name.
 struct Type {
@@ -30,6 +32,14 @@ struct Type {
     Decoder decode;
 };
 const Type& type_of(std::uint32_t code);
+
+// Text and values come from one traversal. Whether `there` bytes hold a record's header, and the length of the payload
+// that they hold.
+bool readable(const Record* record, std::size_t there, int& length);
+// The report of a record whose payload is as long as that.
+Report report_of(const Record& record, int length, char* out, int room);
+// Header, type line and payload, one after the other in the same text. Returns the count.
+int print_record(const Record& record, Report& r);
 
 // Each function below does what the public function of the same name says.
 int get_chain(const Record* head, const Record** cursor);

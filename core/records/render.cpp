@@ -1,0 +1,96 @@
+// The text of a record: header, type line and payload.
+#include <cerrno>
+#include <cstdlib>
+
+#include "proof.hpp"
+#include "record.hpp"
+
+namespace ffdc {
+namespace {
+
+constexpr int work_buffer_size = 32768;
+
+constexpr Row notice_rows[] = {
+    {"Unsupported header version[%d]\nAssuming version 1\n", s32(16), again},
+};
+constexpr Row header_rows[] = {
+    {u32(0), "magic"},        {u32(12), "chained"},   {"  head version[%d]", s32(16)}, {" time[%x %x]", u32(28, 2)},
+    {" size[%d]\n", u16(36)}, {"  pid[%d]", s32(20)}, {"  tgid[%d]", s32(38)},         {" type[%d]\n", u16(24)},
+    {u16(26), "version"},
+};
+static_assert(sound({header_rows}, {header_size}));
+static_assert(unread({header_rows}, 0, header_size) == Bytes{{4, 11}});
+static_assert(longest_text({notice_rows}, 0) + longest_text({header_rows}, 0) < 174);
+static_assert(sizeof(Record) == header_size && alignof(Record) == 1);
+
+void print_header(Report& r, bool notice) {
+    if (notice && r.peek(u32(16)) != 1) r.print<notice_rows>();
+    r.print<header_rows>();
+}
+
+}  // namespace
+
+Report report_of(const Record& record, int length, char* out, int room) {
+    const Payload payload = {payload_of(record), static_cast<std::size_t>(std::max(length, 0))};
+    return {payload, length, word(record.version), out, room};
+}
+
+int print_record(const Record& record, Report& r) {
+    Report header({bytes_of(record), header_size}, header_size, 0, nullptr, 0);
+    header.out = r.out;
+    if (r.observer.each) header.observer = {r.observer.each, r.observer.context, 0, "header"};
+    print_header(header, true);
+    r.out = header.out;
+
+    const Type& type = type_of(word(record.type));
+    if (type.decode) {
+        r.put("type: FFDC_TYPE_", type.name, "\n");
+        type.decode(r);
+    } else {
+        r.put("type: UNKNOWN\n");
+        r.raw();
+        r.state = DD_FFDC_UNKNOWN_TYPE;
+    }
+    return r.finish();
+}
+
+bool readable(const Record* record, std::size_t there, int& length) {
+    if (!record || there < header_size || !has_magic(record)) return false;
+    length = payload_length(*record);
+    if (length > 0) length = static_cast<int>(std::min(static_cast<std::size_t>(length), there - header_size));
+    return true;
+}
+
+int print_header(const Record& record, char* out, bool notice) {
+    Report r({bytes_of(record), header_size}, header_size, 0, out, 174);
+    print_header(r, notice);
+    return r.finish();
+}
+
+int print(const Record* record, char** text) {
+    if (!has_magic(record) || !text) return -EINVAL;
+    char* const work = static_cast<char*>(std::malloc(work_buffer_size));
+    if (!work) return -ENOMEM;
+    Report r = report_of(*record, payload_length(*record), work, work_buffer_size);
+    const std::size_t length = static_cast<std::size_t>(print_record(*record, r));
+    char* const result = static_cast<char*>(std::malloc(length + 1));
+    *text = result;
+    if (result) {
+        std::strncpy(result, work, length);
+        result[length] = '\0';
+    }
+    std::free(work);
+    return result ? static_cast<int>(length) : -ENOMEM;
+}
+
+int render(const Record* record, std::size_t there, char* out, int room, dd_ffdc_state* state) {
+    int length = 0;
+    if (!readable(record, there, length)) return -EINVAL;
+    Report r = report_of(*record, length, out, room);
+    r.quiet = true;
+    print_record(*record, r);
+    if (state) *state = r.state;
+    return static_cast<int>(r.out.stored());
+}
+
+}  // namespace ffdc
