@@ -17,3 +17,4 @@ need() {
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 build_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libsmartcols-dev nettle-dev)
+wasm_packages=(clang-16 lld-16 wasi-libc libc++-16-dev-wasm32 libclang-rt-16-dev-wasm32 nodejs)

@@ -78,11 +78,15 @@ consteval Group group(const char* name) { return {name}; }
 
 struct Row;
 
-// Another table put into this one, its offsets counted from `base`, its values in a group of their own.
+// Another table put into this one, its offsets counted from `base`, its values in a group of their own. (A span of rows
+// would want to know a whole Row, of which this is a part.)
 struct Section {
     const char* group;
-    std::span<const Row> rows;
+    const Row* first;
+    std::size_t count;
     Offsets base;
+
+    constexpr std::span<const Row> rows() const;
 };
 
 // A label for a value whose bytes another row names: it is printed, but not handed out a second time.
@@ -96,7 +100,7 @@ struct Row {
     const char* label = nullptr;  // what the value is called, when its format does not say so
     std::span<const char* const> names = {};
     const char* group = nullptr;  // opens a group
-    Section section = {nullptr, {}, 0};
+    Section section = {nullptr, nullptr, 0, 0};
 
     template <std::size_t N>
     consteval Row(const char (&text)[N], Field f = {}, const char* called = nullptr)
@@ -169,7 +173,10 @@ private:
 
 using Table = std::span<const Row>;
 
-consteval Section section(const char* group, Table rows, Offsets base) { return {group, rows, base}; }
+constexpr Table Section::rows() const { return {first, count}; }
+consteval Section section(const char* group, Table rows, Offsets base) {
+    return {group, rows.data(), rows.size(), base};
+}
 
 // One value of a table in one layout: everything that packing and proofs want to know about it.
 struct Element {
@@ -185,7 +192,7 @@ constexpr void each_row(Table rows, std::size_t layout, std::size_t base, std::s
     for (const Row& row : rows) {
         if (row.section.group) {
             if (row.section.base.present(layout))
-                each_row(row.section.rows, layout, base + row.section.base[layout], row.section.group, visit);
+                each_row(row.section.rows(), layout, base + row.section.base[layout], row.section.group, visit);
         } else if (row.field.at.present(layout)) {
             if (row.group) group = row.group;
             visit(row, base, group);
@@ -207,7 +214,7 @@ constexpr void each_element(Table rows, std::size_t layout, const Visit& visit) 
 constexpr std::size_t columns(Table rows) {
     std::size_t most = 1;
     for (const Row& row : rows) {
-        for (std::size_t n : {row.field.at.columns(), row.section.base.columns(), columns(row.section.rows)}) {
+        for (std::size_t n : {row.field.at.columns(), row.section.base.columns(), columns(row.section.rows())}) {
             if (n == 1 || n == most) continue;
             if (n == 0 || most != 1) return 0;
             most = n;
