@@ -139,26 +139,33 @@ int dd_ffdc_render(const struct dd_ffdc_hdr *record, size_t there, char *out, in
 
 /* ---- Bytes of unknown origin ---- */
 
-/* Where a walk through an area stands. Set all to zero to begin. */
+/* Where a walk through an area stands. Set all to zero to begin, or `next` to where to begin. */
 struct dd_ffdc_cursor {
     size_t offset; /* of this record, or of the damage */
-    size_t next;   /* where the walk goes on */
+    size_t next;   /* behind its last byte, where the walk goes on */
     int chained;   /* not zero when this record says that another one follows */
 };
 
 enum dd_ffdc_step {
     DD_FFDC_END = 0,       /* the area ends here, as it should */
-    DD_FFDC_RECORD = 1,    /* a record, whole, at cursor->offset */
-    DD_FFDC_NO_MAGIC = -1, /* no record at cursor->offset: the magic is missing */
+    DD_FFDC_RECORD = 1,    /* a record, whole */
+    DD_FFDC_NO_MAGIC = -1, /* no record: the magic is missing */
     DD_FFDC_BAD_SIZE = -2, /* the record's size is less than a header */
-    DD_FFDC_CUT = -3,      /* the record, or its header, ends behind the area */
+    DD_FFDC_CUT = -3,      /* the area ends, or another record begins, before this record or its header does */
     DD_FFDC_NO_NEXT = -4   /* the last record says that another one follows, but the area ends */
 };
 
-/* One step through an area of `size` bytes that holds one chain or several end to end. Reads nothing outside the area.
- * After damage (a negative result) cursor->next is the next plausible record, or the end of the area: calling again goes
- * on there, so that a loop until DD_FFDC_END yields every good record and each damage once. The search after damage begins
- * behind the header of the last good record, because it may be that one's `size` which is wrong. */
+/* One step through an area of `size` bytes that holds one chain or several end to end: bytes `offset` to `next` of the
+ * cursor are a record (DD_FFDC_RECORD) or damage (a negative result). The steps until DD_FFDC_END tile the area: each byte
+ * is part of exactly one, and each is of one byte at least but for DD_FFDC_NO_NEXT, of none. Damage reaches to the next
+ * plausible record (see dd_ffdc_find), or to the end of the area. Reads nothing outside the area; all steps together take
+ * time in proportion to its size, whatever it holds.
+ * A record's size is believed when it leads on: to a magic, or to the end of the area from a record that is not chained.
+ * One that does not is believed, too, unless a plausible record begins inside: then this one is cut, and ends there.
+ * To judge one place, such as dd_ffdc_find finds, set `next` to it. What is told of a record needs no byte that is
+ * DD_FFDC_LOOKAHEAD or more behind its first, so that an area can be walked through in parts, too: with that many bytes behind
+ * it, a record is judged as in the whole area, and so is the end of damage. */
+#define DD_FFDC_LOOKAHEAD (128 * 1024)
 int dd_ffdc_next(const void *area, size_t size, struct dd_ffdc_cursor *cursor);
 
 /* Offset of the first plausible record at or behind `from`: magic, size of at least a header and inside the area, and

@@ -111,8 +111,9 @@ class Damage(unittest.TestCase):
 
     def test_a_size_that_swallows_the_next_record(self):
         swallower = dma[:36] + (len(dma) + 100).to_bytes(2, "big") + dma[38:]
-        status, out, _ = run("list", "--no-legend", input=swallower + mbox + fsi)
-        self.assertEqual([line.split()[2] for line in out.decode().splitlines()], ["DMA", "-", "MBOX", "FSI"])
+        _, out, err = run("list", "--no-legend", input=swallower + mbox + fsi)
+        self.assertEqual([line.split()[2] for line in out.decode().splitlines()], ["DMA", "MBOX", "FSI"])
+        self.assertEqual(err, b"ffdc: -: offset 0x000000: expected a record of 394 bytes, found 294 bytes\n")
 
     def test_what_is_there_of_a_cut_record_shows(self):
         _, out, _ = run("show", input=dma[:42 + 100])

@@ -201,9 +201,8 @@ void Session::each_entry(const Input& input, const Visit& visit) {
     dd_ffdc_cursor cursor{};
     std::size_t index = 0;
     while (const int step = dd_ffdc_next(area.data(), area.size(), &cursor)) {
-        // After a record with a wrong size the walk may go on before the damage that betrayed it.
-        const std::size_t size = cursor.next > cursor.offset ? cursor.next - cursor.offset : 0;
-        one_entry({input.name(), cursor.offset, index++, area.subspan(cursor.offset, size), step}, visit);
+        const Bytes bytes = area.subspan(cursor.offset, cursor.next - cursor.offset);
+        one_entry({input.name(), cursor.offset, index++, bytes, step}, visit);
     }
 }
 
