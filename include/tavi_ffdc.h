@@ -156,15 +156,15 @@ enum dd_ffdc_step {
 };
 
 /* One step through an area of `size` bytes that holds one chain or several end to end: bytes `offset` to `next` of the
- * cursor are a record (DD_FFDC_RECORD) or damage (a negative result). The steps until DD_FFDC_END tile the area: each byte
- * is part of exactly one, and each is of one byte at least but for DD_FFDC_NO_NEXT, of none. Damage reaches to the next
- * plausible record (see dd_ffdc_find), or to the end of the area. Reads nothing outside the area; all steps together take
- * time in proportion to its size, whatever it holds.
+ * cursor are a record (DD_FFDC_RECORD) or damage (a negative result). The steps until DD_FFDC_END tile the area: each
+ * byte is part of exactly one; only that of DD_FFDC_NO_NEXT has none. Damage reaches to the next plausible record (see
+ * dd_ffdc_find) or to the end of the area. Nothing outside the area is read, and all steps together take time in
+ * proportion to its size, whatever it holds.
  * A record's size is believed when it leads on: to a magic, or to the end of the area from a record that is not chained.
- * One that does not is believed, too, unless a plausible record begins inside: then this one is cut, and ends there.
+ * One that leads nowhere is believed, too, unless a plausible record begins inside: then this one is cut, and ends there.
  * To judge one place, such as dd_ffdc_find finds, set `next` to it. What is told of a record needs no byte that is
- * DD_FFDC_LOOKAHEAD or more behind its first, so that an area can be walked through in parts, too: with that many bytes behind
- * it, a record is judged as in the whole area, and so is the end of damage. */
+ * DD_FFDC_LOOKAHEAD or more behind its first. So an area can be walked through in parts, too: a record with that many
+ * bytes behind it is judged as in the whole area, and so is damage that ends with that many behind its end. */
 #define DD_FFDC_LOOKAHEAD (128 * 1024)
 int dd_ffdc_next(const void *area, size_t size, struct dd_ffdc_cursor *cursor);
 

@@ -249,6 +249,7 @@ std::vector<Step> walk(const std::uint8_t* area, std::size_t size) {
     while (const int result = dd_ffdc_next(area, size, &cursor)) {
         const std::size_t at = cursor.offset;
         REQUIRE(at == (steps.empty() ? 0 : steps.back().next));
+        REQUIRE(steps.size() <= size);
         steps.push_back({result, at, cursor.next});
         if (result == DD_FFDC_NO_NEXT) continue;
         REQUIRE((cursor.next > at && cursor.next <= size));
@@ -370,6 +371,28 @@ TEST_CASE("random bytes full of headers") {
         for (const Step& step : walk(area.back(bytes), bytes.size())) results.insert(step.result);
     }
     CHECK(results.size() == 6);
+}
+
+TEST_CASE("a part of an area tells the same of what begins DD_FFDC_LOOKAHEAD before its end") {
+    std::mt19937 random(21);
+    Bytes area(1 << 20);
+    const auto place = [&](std::size_t at, int size) {
+        const Bytes header = record_of({.type = 5, .size = size, .chained = 1}, {});
+        std::copy(header.begin(), header.end(), area.begin() + static_cast<long>(at));
+    };
+    place(0, 65535);
+    place(65534, 65535);  // the last place, and the largest size, that speak against the first record
+    for (std::size_t at = 140000; at + 42 <= area.size(); at += 42 + random() % 30000)
+        place(at, static_cast<int>(random() % 65536));
+    const std::vector<Step> steps = walk(area.data(), area.size());
+    CHECK(steps.front().result == DD_FFDC_CUT);
+    for (const Step& step : steps) {
+        if (step.offset == area.size()) break;
+        const std::size_t sure = step.result == DD_FFDC_RECORD ? step.offset : step.next;
+        dd_ffdc_cursor cursor = {0, step.offset, 0};
+        CHECK(dd_ffdc_next(area.data(), std::min(area.size(), sure + DD_FFDC_LOOKAHEAD), &cursor) == step.result);
+        CHECK(cursor.next == step.next);
+    }
 }
 
 TEST_CASE("plausible records") {
