@@ -100,7 +100,10 @@ consteval Field bcd(int at, int mask = 0xff) {
 consteval Field text(Offsets at, int size) { return number(at, Field::Kind::text, size, 1); }
 
 // Bytes that Report::dump shows as they are.
-consteval Field bytes(int at, int size) { return number(at, Field::Kind::area, size, 1); }
+consteval Field bytes(int at, int size) {
+    require(size <= 256, "", "an area has at most 256 bytes");  // DD_FFDC_VALUE_ROOM holds their dump
+    return number(at, Field::Kind::area, size, 1);
+}
 
 // Bit `n` of a number; bit 0 is the least significant.
 consteval Field bit(int n, Field word) {

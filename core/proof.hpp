@@ -8,8 +8,6 @@
 
 namespace ffdc {
 
-inline constexpr std::size_t max_layout = 1024;
-
 // Every field must have one offset for each layout (or one for all), lie inside its layout, share no byte with another
 // field unless both are the same bytes, and have a name that no other value of its group has. A text that only some
 // layouts show must be shown with a value.
@@ -23,7 +21,10 @@ consteval bool sound(std::initializer_list<Table> tables, const std::size_t (&si
     }
     for (std::size_t layout = 0; layout < Layouts; ++layout) {
         std::array<std::size_t, max_layout> begin_of{}, end_of{};
-        std::vector<Element> seen;
+        struct Known {
+            std::vector<char> group, key;
+        };
+        std::vector<Known> seen;
         for (Table table : tables) {
             each_element(table, layout, [&](const Element& e) {
                 const Row& row = e.row;
@@ -36,13 +37,13 @@ consteval bool sound(std::initializer_list<Table> tables, const std::size_t (&si
                     end_of[i] = end;
                 }
                 if (row.shown_again()) return;
-                if (row.name().empty() && !row.names_elements()) return fail(row, "the value needs a label");
-                if (e.index != 0) return;
-                for (const Element& other : seen)
-                    if (other.group == e.group && other.row.name() == row.name() &&
-                        !(row.names_elements() && other.row.names_elements()))
+                if (e.index != 0 && !row.names_elements()) return;
+                const Known known = {key_of(e.group, true), row.key(e.index)};
+                if (known.key.empty()) return fail(row, "the value needs a label");
+                for (const Known& other : seen)
+                    if (other.key == known.key && other.group == known.group)
                         fail(row, "another value of the group has this name");
-                seen.push_back(e);
+                seen.push_back(known);
             });
         }
         for (Table table : tables)

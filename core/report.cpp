@@ -9,8 +9,6 @@
 namespace ffdc {
 namespace {
 
-constexpr std::size_t longest_value = 320;  // a text of 255 characters or a name, and the slack
-
 // A big-endian number.
 template <typename Word>
 Word load(const std::uint8_t* p) {
@@ -37,6 +35,22 @@ inline std::uint64_t number(const Op& op, const std::uint8_t* p) {
         case Load::bit: return (*p & op.mask) != 0;
     }
     __builtin_unreachable();
+}
+
+constexpr std::uint64_t all_bits(std::size_t size) { return ~std::uint64_t{0} >> (64 - 8 * size); }
+
+// Which bits of the bytes of a value its number is.
+inline std::uint64_t mask_of(const Op& op, const Label& label) {
+    if (label.kind == DD_FFDC_TEXT) return 0;
+    const bool of_a_byte = op.show != Show::hex4 && (op.load == Load::u8 || op.load >= Load::bcd);
+    return of_a_byte ? std::uint64_t{op.mask} << 8 * (label.size - 1 - label.back) : all_bits(label.size);
+}
+
+inline std::int64_t number_of(const Op& op, const Label& label, const std::uint8_t* p) {
+    if (label.kind == DD_FFDC_TEXT) return 0;
+    if (op.show != Show::hex4) return static_cast<std::int64_t>(number(op, p));
+    if (label.kind == DD_FFDC_SIGNED) return load<std::int32_t>(p);
+    return load<std::uint32_t>(p);
 }
 
 // Text to be followed by more of it, in steps that need no call: up to 32 characters more than asked for.
@@ -107,22 +121,27 @@ inline char* put_entry(char* out, const char* entry) {
     return out + n;
 }
 
-inline char* put_name(char* out, const Op& op, std::uint64_t v, const View& view) {
-    const PackedNames& names = view.names[op.argument];
-    const std::size_t last = names.count - 1u;
-    const char* const entry = view.text + names.text + names.stride * std::min<std::uint64_t>(v - names.first, last);
-    return *entry == 0 ? put_invalid(out, static_cast<std::uint32_t>(v)) : put_entry(out, entry);
+// The entry for a name, a choice or a fixed text.
+struct Texts {
+    const PackedNames* names;
+    const char* text;
+};
+inline const char* entry_of(const Op& op, const std::uint8_t* p, const Texts& texts) {
+    const PackedNames& names = texts.names[op.argument];
+    std::size_t entry = 0;
+    if (op.show == Show::name)
+        entry = static_cast<std::size_t>(std::min<std::uint64_t>(number(op, p) - names.first, names.count - 1u));
+    if (op.show == Show::choice) entry = (*p & op.mask) != 0;  // to be multiplied: bits are hard to predict
+    return texts.text + names.text + entry * names.stride;
 }
 
-inline char* put_choice(char* out, const Op& op, const std::uint8_t* payload, const View& view) {
-    const PackedNames& names = view.names[op.argument];
-    const std::size_t set = (payload[op.at] & op.mask) != 0;  // to be multiplied: bits are hard to predict
-    return put_entry(out, view.text + names.text + set * names.stride);
+inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const Texts& texts) {
+    const char* const entry = entry_of(op, p, texts);
+    return *entry == 0 ? put_invalid(out, static_cast<std::uint32_t>(number(op, p))) : put_entry(out, entry);
 }
 
-// Shows one value whose bytes are all there.
-[[gnu::always_inline]] inline char* show(char* out, const Op& op, const std::uint8_t* payload, const View& view) {
-    const std::uint8_t* const p = payload + op.at;
+// Shows one value whose bytes, from `p` on, are all there.
+[[gnu::always_inline]] inline char* show(char* out, const Op& op, const std::uint8_t* p, const Texts& texts) {
     switch (op.show) {
         case Show::nothing: return out;
         case Show::hex1: return put_hex<'a', 1>(out, p);
@@ -153,11 +172,30 @@ inline char* put_choice(char* out, const Op& op, const std::uint8_t* payload, co
             std::memcpy(out, p, n);
             return out + n;
         }
-        case Show::name: return put_name(out, op, number(op, p), view);
-        case Show::choice: return put_choice(out, op, payload, view);
-        case Show::fixed: return put_entry(out, view.text + view.names[op.argument].text);
+        case Show::name: return put_name(out, op, p, texts);
+        case Show::choice:
+        case Show::fixed: return put_entry(out, entry_of(op, p, texts));
     }
     __builtin_unreachable();
+}
+
+// Prints ops whose bytes are all there, one behind the other. Here is the only code that shows values of tables.
+[[gnu::noinline]] void print_ops(Writer& out, const Op* op, const Op* end, const std::uint8_t* bytes, const Head& table,
+                                 const std::uint16_t* chunk) {
+    const Texts texts = {table.names(), table.text()};
+    char* at = out.end();
+    for (; op != end; ++op) {
+        if (op->copies != 0) copy<16>(at, texts.text + *chunk++, 16 * op->copies);
+        at += op->literal;
+        if (op->show == Show::hex4) {
+            const std::size_t step = op->gap() + 8;
+            put_hex_run(at, bytes + op->at, op->more() + 1, step, op->stride());
+            at += op->more() * step + 8;
+        } else {
+            at = show(at, *op, bytes + op->at, texts);
+        }
+    }
+    out.take(at);
 }
 
 }  // namespace
@@ -191,116 +229,121 @@ Digits Digits::hex(std::uint32_t v, std::uint8_t digits) {
     return d;
 }
 
-void Report::run(const Head& table) {
-    const View v(table, layout);
-    char* at = out.reserve(v.layout.longest);
-    if (!at || payload.size < v.layout.extent || observer.each) return run_carefully(v);
-    const std::uint16_t* chunk = v.chunks;
-    const Op* const end = v.ops + v.layout.end;
-    const std::uint8_t* const bytes = payload.data;
-    for (const Op* op = v.ops + v.layout.begin; op != end; ++op) {
-        if (op->copies != 0) copy<16>(at, v.text + *chunk++, 16 * op->copies);
-        at += op->literal;
-        if (op->show == Show::hex4) {
-            const std::size_t step = op->gap() + 8;
-            put_hex_run(at, bytes + op->at, op->more() + 1, step, op->stride());
-            at += op->more() * step + 8;
-        } else {
-            at = show(at, *op, bytes, v);
-        }
+void Covered::keep() {
+    constexpr std::size_t all = sizeof kept_ * 8;
+    if (begin_ == end_) return;
+    for (std::size_t i = begin_; i < std::min(end_, all);) {
+        const std::size_t n = std::min(bits - i % bits, std::min(end_, all) - i);
+        kept_[i / bits] |= (~std::size_t{0} >> (bits - n)) << i % bits;
+        i += n;
     }
-    out.take(at);
+    if (end_ > all) long_end_ = std::max(long_end_, end_);
 }
 
-void Report::run(const Head& table, const char* group, std::size_t base) {
+std::size_t Covered::next(std::size_t from, bool covered) const {
+    for (; from < sizeof kept_ * 8; from = (from / bits + 1) * bits) {
+        const std::size_t left = (covered ? kept_[from / bits] : ~kept_[from / bits]) >> from % bits;
+        if (left != 0) return from + static_cast<std::size_t>(std::countr_zero(left));
+    }
+    return covered == (from < long_end_) ? from : covered ? ~std::size_t{0} : long_end_;
+}
+
+void Report::run(const Head& table, Groups groups) {
+    const Layout& l = table.layout(layout);
+    if (!prints()) return tell_values(table, l, groups);
+    if (!out.has(l.longest) || payload.size < l.extent || observer) return run_carefully(table, l, groups);
+    print_ops(out, table.ops() + l.begin, table.ops() + l.end, payload.data, table, table.chunks() + l.chunks);
+}
+
+void Report::run(const Head& table, Groups groups, std::size_t from) {
     const Payload whole = payload;
-    const Observer outer = observer;
-    payload = payload.from(base, payload.size);
-    observer.base += static_cast<std::uint32_t>(base);
-    observer.group = group;
-    run(table);
+    payload = payload.from(from, payload.size);
+    base += static_cast<std::uint32_t>(from);
+    run(table, groups);
     payload = whole;
-    observer = outer;
+    base -= static_cast<std::uint32_t>(from);
 }
 
-// For payloads that end early, rooms that may not do, and observers.
-void Report::run_carefully(const View& v) {
-    const std::uint16_t* chunk = v.chunks;
-    const char* literal = v.text;
-    const std::uint8_t* label = v.label_of;
-    for (std::size_t i = v.layout.begin; i != v.layout.hidden_end; ++i) {
-        Op op = v.ops[i];
-        if (op.copies != 0) literal = v.text + *chunk++;
-        const std::size_t values =
-            op.show == Show::hex4 ? op.more() + 1 : op.show != Show::nothing || i >= v.layout.end;
-        out.put({literal, op.literal});
-        literal += op.literal;
-        for (std::size_t n = 0; n < values; ++n) {
+// For payloads that end early, rooms that may not do, and annotations.
+void Report::run_carefully(const Head& table, const Layout& l, Groups groups) {
+    const std::uint16_t* chunk = table.chunks() + l.chunks;
+    const char* literal = nullptr;
+    const std::uint8_t* label = table.label_of() + l.values;
+    const Op *const ops = table.ops(), *const hidden = ops + l.end;
+    dd_ffdc_value value;
+    for (const Op* op = ops + l.begin; op != ops + l.hidden_end; ++op) {
+        if (op->copies != 0) literal = table.text() + *chunk++;
+        out.put({literal, op->literal});
+        literal += op->literal;
+        const std::size_t values = op->values(op >= hidden);
+        for (std::size_t n = 0, at = op->at; n < values; ++n, at += op->stride()) {
             if (n > 0) {
-                out.put({literal, op.gap()});
-                literal += op.gap();
-                op.at = static_cast<std::uint16_t>(op.at + op.stride());
+                out.put({literal, op->gap()});
+                literal += op->gap();
             }
-            literal += hole_of(op.show);
-            put_one(v, op, v.labels[*label++]);
+            literal += hole_of(op->show);
+            fill(value, table, groups, *op, table.labels()[*label++], at);
+            put_and_tell(value);
         }
     }
 }
 
-void Report::put_one(const View& v, const Op& op, const Label& label) {
-    const std::size_t at = op.at - std::size_t{label.back};
-    const bool missing = !payload.has(at, label.size);
-    char buffer[longest_value];
-    char* end = buffer;
-    if (!missing) {
-        end = show(buffer, op, payload.data, v);
-    } else if (op.show == Show::text) {
-        const Payload held = payload.from(at, label.size);
-        const char* const s = reinterpret_cast<const char*>(held.data);
-        end = std::copy_n(s, held.size == 0 ? 0 : strnlen(s, held.size), buffer);
-    } else if (op.show != Show::nothing) {
-        end = std::fill_n(buffer, label.shown, '?');
+void Report::tell_values(const Head& table, const Layout& l, Groups groups) {
+    const std::uint8_t* label = table.label_of() + l.values;
+    const Op *const ops = table.ops(), *const hidden = ops + l.end;
+    dd_ffdc_value value;
+    value.text_at = value.text_size = 0;
+    for (const Op* op = ops + l.begin; op != ops + l.hidden_end; ++op) {
+        const std::size_t values = op->values(op >= hidden);
+        for (std::size_t n = 0, at = op->at; n < values; ++n, at += op->stride()) {
+            fill(value, table, groups, *op, table.labels()[*label++], at);
+            tell(value);
+        }
     }
-    std::string_view text(buffer, static_cast<std::size_t>(end - buffer));
-    if (op.show == Show::nothing) text = {};
-    out.put(text);
-    if (!observer.each) return;
-    std::uint64_t n = 0;
-    if (!missing && op.show == Show::hex4) {
-        n = load<std::uint32_t>(payload.data + op.at);
-        if (label.kind == DD_FFDC_SIGNED) n = static_cast<std::uint64_t>(static_cast<std::int32_t>(n));
-    } else if (!missing && op.show != Show::text) {
-        n = number(op, payload.data + op.at);
-    }
-    observe(label, v, at, n, missing, text);
 }
 
-void Report::observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,
-                     std::string_view text) {
-    if (!observer.each || label.name_length == 0) return;
-    char name[Label::longest_name + 1];
-    *std::copy_n(v.text + label.name, label.name_length, name) = '\0';
-    tell({.group = v.strings + label.group,
-          .name = name,
-          .index = label.index == Label::none ? -1 : label.index,
-          .offset = static_cast<std::uint32_t>(at),
-          .size = label.size,
-          .kind = static_cast<dd_ffdc_kind>(label.kind),
-          .missing = missing,
-          .number = static_cast<std::int64_t>(number),
-          .text = text.data(),
-          .text_length = text.size()});
+// All but where the text stands. `at` is the first byte that the op loads.
+[[gnu::always_inline]] inline void Report::fill(dd_ffdc_value& value, const Head& table, Groups groups, const Op& op,
+                                                const Label& label, std::size_t at) const {
+    const std::size_t begin = at - label.back;
+    value.group = reinterpret_cast<const char*>(groups) + groups[label.group];
+    value.name = table.keys() + label.name;
+    value.index = label.element - 1;
+    value.offset = base + static_cast<std::uint32_t>(begin);
+    value.size = label.size;
+    value.kind = static_cast<dd_ffdc_kind>(label.kind);
+    value.missing = !payload.has(begin, label.size);
+    value.mask = mask_of(op, label);
+    value.own.table = &table;
+    value.own.step = &op;
+    if (value.missing) {
+        const Payload held = payload.from(begin, label.size);
+        value.number = 0;
+        value.own.bytes = held.data;
+        value.own.length = op.show == Show::text ? held.size : label.shown;
+    } else {
+        const std::uint8_t* const p = payload.data + at;
+        value.number = number_of(op, label, p);
+        value.own.bytes = p;
+    }
 }
 
-void Report::tell(dd_ffdc_value value) const {
-    if (!observer.each) return;
-    value.offset += observer.base;
-    char joined[64];
-    if (*observer.group != '\0') {
-        std::snprintf(joined, sizeof joined, "%s%s%s", observer.group, *value.group ? "." : "", value.group);
-        value.group = joined;
+void Report::put_and_tell(dd_ffdc_value& value) {
+    if (prints()) {
+        char buffer[DD_FFDC_VALUE_ROOM];
+        const std::string_view text = text_of(value, buffer);
+        const std::size_t begin = out.stored();
+        out.put(text);
+        value.text_at = text.data() ? static_cast<std::uint32_t>(begin) : 0;
+        value.text_size = static_cast<std::uint32_t>(out.stored() - begin);
     }
-    observer.each(observer.context, &value);
+    if (observer) tell(value);
+}
+
+inline void Report::tell(const dd_ffdc_value& value) const {
+    if (*value.name == '\0') return;
+    observer->covered.add(value.offset, value.offset + value.size);
+    observer->each(observer->context, &value);
 }
 
 std::uint64_t Report::number_at(std::size_t at, std::size_t width) const {
@@ -310,59 +353,87 @@ std::uint64_t Report::number_at(std::size_t at, std::size_t width) const {
     return v;
 }
 
-void Report::put_value(std::string_view text, const Field& field, const char* name) {
-    const std::size_t at = field.at[layout];
-    const bool missing = !payload.has(at, field.width);
-    if (missing) text = "?";
-    out.put(text);
-    const bool is_signed = field.kind == Field::Kind::signed_number;
-    const std::uint64_t sign = is_signed && !missing ? std::uint64_t{1} << (8 * field.width - 1) : 0;
-    tell({.group = "",
-          .name = name,
-          .index = -1,
-          .offset = static_cast<std::uint32_t>(at),
-          .size = field.width,
-          .kind = DD_FFDC_NAME,
-          .missing = missing,
-          .number = static_cast<std::int64_t>((peek(field) ^ sign) - sign),
-          .text = text.data(),
-          .text_length = text.size()});
+// A value that no table has.
+dd_ffdc_value Report::value_of(Key name, std::size_t at, std::size_t size, dd_ffdc_kind kind) const {
+    const Payload there = payload.from(at, size);
+    return {.group = "",
+            .name = name.text,
+            .index = -1,
+            .offset = base + static_cast<std::uint32_t>(at),
+            .size = static_cast<std::uint32_t>(size),
+            .kind = kind,
+            .missing = there.size < size,
+            .number = 0,
+            .mask = 0,
+            .text_at = 0,
+            .text_size = 0,
+            .own = {nullptr, nullptr, there.data, there.size}};
 }
 
-void Report::put_text(std::size_t at, std::size_t most, const char* name) {
-    const Payload held = payload.from(at, most);
-    const char* const s = reinterpret_cast<const char*>(held.data);
-    const std::string_view text(s, held.size == 0 ? 0 : strnlen(s, held.size));
-    out.put(text);
-    tell({.group = "",
-          .name = name,
-          .index = -1,
-          .offset = static_cast<std::uint32_t>(at),
-          .size = static_cast<std::uint32_t>(held.size),
-          .kind = DD_FFDC_TEXT,
-          .missing = held.size == 0,
-          .number = 0,
-          .text = text.data(),
-          .text_length = text.size()});
+void Report::put_value(Say say, const Field& field, Key name) {
+    dd_ffdc_value value = value_of(name, field.at[layout], field.width, DD_FFDC_NAME);
+    value.number = static_cast<std::int32_t>(peek(field));
+    value.mask = all_bits(field.width);
+    value.own.step = reinterpret_cast<const void*>(say);
+    put_and_tell(value);
 }
 
-void Report::dump(const Field& area, const char* name) {
-    constexpr std::size_t largest = 256, room = largest / 16 * dump_line + dump_slack;
-    const Payload there = payload.from(area.at[0], std::min<std::size_t>(area.width, largest));
-    out.dump(there.data, there.size);
-    if (!observer.each) return;
-    char lines[room];
-    const int n = ffdc::dump(there.data, static_cast<int>(there.size), lines, sizeof lines);
-    tell({.group = "",
-          .name = name,
-          .index = -1,
-          .offset = static_cast<std::uint32_t>(area.at[0]),
-          .size = area.width,
-          .kind = DD_FFDC_BYTES,
-          .missing = there.size < area.width,
-          .number = 0,
-          .text = lines,
-          .text_length = static_cast<std::size_t>(n)});
+void Report::put_text(std::size_t at, std::size_t most, Key name) {
+    dd_ffdc_value value = value_of(name, at, payload.from(at, most).size, DD_FFDC_TEXT);
+    value.missing = value.size == 0;
+    put_and_tell(value);
+}
+
+void Report::dump(const Field& area, Key name) {
+    dd_ffdc_value value = value_of(name, area.at[0], area.width, DD_FFDC_BYTES);
+    const std::size_t begin = out.stored();
+    out.dump(static_cast<const std::uint8_t*>(value.own.bytes), value.own.length);
+    if (!observer) return;
+    if (observer->annotates) {
+        value.text_at = static_cast<std::uint32_t>(begin);
+        value.text_size = static_cast<std::uint32_t>(out.stored() - begin);
+    }
+    tell(value);
+}
+
+std::string_view text_of(const dd_ffdc_value& value, char* buffer) {
+    const auto* const bytes = static_cast<const std::uint8_t*>(value.own.bytes);
+    const auto characters = [bytes](std::size_t most) {
+        const char* const s = reinterpret_cast<const char*>(bytes);
+        return std::string_view(s, most == 0 ? 0 : strnlen(s, most));
+    };
+    const auto marks = [buffer](std::size_t n) {
+        return std::string_view(static_cast<char*>(std::memset(buffer, '?', n)), n);
+    };
+    if (!value.own.table) {
+        switch (value.kind) {
+            case DD_FFDC_TEXT: return characters(value.own.length);
+            case DD_FFDC_BYTES:
+                return {buffer, static_cast<std::size_t>(
+                                    dump(bytes, static_cast<int>(value.own.length), buffer, DD_FFDC_VALUE_ROOM))};
+            case DD_FFDC_NAME:
+                if (value.missing) return marks(1);
+                return reinterpret_cast<Report::Say>(const_cast<void*>(value.own.step))(
+                    static_cast<std::int32_t>(value.number), buffer, DD_FFDC_VALUE_ROOM);
+            default: return {};
+        }
+    }
+    const Head& table = *static_cast<const Head*>(value.own.table);
+    const Op& op = *static_cast<const Op*>(value.own.step);
+    if (op.show == Show::nothing) return {};
+    if (op.show == Show::text) return characters(value.missing ? value.own.length : op.argument);
+    if (value.missing) return marks(value.own.length);
+    if (op.show == Show::name || op.show == Show::choice || op.show == Show::fixed) {
+        const char* const entry = entry_of(op, bytes, {table.names(), table.text()});
+        if (*entry != 0 || op.show != Show::name) return {entry + 1, static_cast<std::uint8_t>(*entry)};
+    }
+    Op alone = op;
+    alone.at = 0;
+    alone.copies = alone.literal = 0;
+    if (op.show == Show::hex4) alone.argument = 0;
+    Writer out(buffer, DD_FFDC_VALUE_ROOM);
+    print_ops(out, &alone, &alone + 1, bytes, table, nullptr);
+    return {buffer, out.length()};
 }
 
 void Report::expect(std::size_t size) {

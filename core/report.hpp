@@ -20,8 +20,10 @@ public:
     // Whole lines of a raw dump, as many as fit.
     void dump(const std::uint8_t* data, std::size_t size);
 
-    // Room for `n` characters and the slack of unchecked copies, or null; then takes what was written there.
-    char* reserve(std::size_t n) { return length_ + n + slack < room_ ? out_ + length_ : nullptr; }
+    // Whether there is room for `n` characters and the slack of unchecked copies. Then they may be written at the end,
+    // and be taken.
+    bool has(std::size_t n) const { return length_ + n + slack < room_; }
+    char* end() const { return out_ + length_; }
     void take(const char* end) { length_ = static_cast<std::size_t>(end - out_); }
 
     void terminate() {
@@ -61,12 +63,36 @@ private:
     std::size_t length_ = 0;
 };
 
-// Who is told of every value while a report is printed, and how its places are called there.
+// Which bytes of a record are covered by values.
+class Covered {
+public:
+    // Values mostly follow one another: only a gap between two costs something.
+    void add(std::size_t begin, std::size_t end) {
+        if (begin == end_) {
+            end_ = end;
+        } else if (begin < begin_ || end > end_) {
+            keep();
+            begin_ = begin;
+            end_ = end;
+        }
+    }
+    void keep();
+    // The first byte from `from` on that is covered, or is not; a large number when there is none. Asked behind keep().
+    std::size_t next(std::size_t from, bool covered) const;
+
+private:
+    static constexpr std::size_t bits = sizeof(std::size_t) * 8, most = DD_FFDC_HEADER_SIZE + max_layout;
+    std::size_t begin_ = 0, end_ = 0;  // covered, but not kept yet
+    std::size_t long_end_ = 0;         // of the longest text: none begins behind the layouts
+    std::size_t kept_[(most + bits - 1) / bits] = {};
+};
+
+// Who is told of every value while a report is printed.
 struct Observer {
-    dd_ffdc_value_fn each = nullptr;
-    void* context = nullptr;
-    std::uint32_t base = DD_FFDC_HEADER_SIZE;  // offset of the payload in the record
-    const char* group = "";                    // around all groups
+    dd_ffdc_value_fn each;
+    void* context;
+    bool annotates;  // the text is printed, too
+    Covered covered = {};
 };
 
 // One rendering of one payload.
@@ -80,33 +106,40 @@ public:
     std::uint32_t version;
     std::size_t layout = 0;  // column of the offset tables
     Writer out;
-    Observer observer;
-    bool quiet = false;         // no trace lines, no heap
-    bool counts_whole = false;  // the count includes text that the room has cut
+    Observer* observer = nullptr;
+    std::uint32_t base = DD_FFDC_HEADER_SIZE;  // offset of the payload in the record
+    bool quiet = false;                        // no trace lines, no heap
+    bool counts_whole = false;                 // the count includes text that the room has cut
     dd_ffdc_state state = DD_FFDC_OK;
     std::size_t layout_size = 0;  // bytes that the layout wants
 
-    // A table; a piece of text, or of several.
+    // A table, or a section that was placed in one.
     template <const auto& rows>
     void print() {
-        run(packed<rows>.head);
+        if constexpr (requires { rows.table; }) {
+            static_assert(rows.base.columns() == 1, "a section that is printed by itself stands in one place");
+            run(packed<rows.table>.head, groups_of<rows>(), rows.base[0]);
+        } else {
+            run(packed<rows>.head, packed<rows>.head.groups());
+        }
     }
-    // A table that stands in several layouts: its offsets count from `base`, its values are in a group of their own.
-    template <const auto& rows>
-    void print(const char* group, int base) {
-        run(packed<rows>.head, group, static_cast<std::size_t>(base));
-    }
+    // A piece of text, or several.
     template <typename... Piece>
     void put(const Piece&... piece) {
         (out.put(piece), ...);
     }
-    // A text that the table language cannot say, for the value of `field`.
-    void put_value(std::string_view text, const Field& field, const char* name);
+    // A text that the table language cannot say: what `say` makes of a signed number, in constant memory or in the
+    // buffer.
+    using Say = std::string_view (*)(std::int32_t number, char* buffer, std::size_t room);
+    void put_value(Say say, const Field& field, Key name);
     // Characters from `at` to their NUL, at most so many and never beyond the payload.
-    void put_text(std::size_t at, std::size_t most, const char* name);
+    void put_text(std::size_t at, std::size_t most, Key name);
     // The whole payload, or an area of it, raw.
     void dump() { out.dump(payload.data, payload.size); }
-    void dump(const Field& area, const char* name);
+    void dump(const Field& area, Key name);
+
+    // Whether there is a text; else only an observer is told.
+    bool prints() const { return !observer || observer->annotates; }
 
     // The number of a field; 0 when it is missing. Inlined, or the library would carry the field.
     [[gnu::always_inline]] std::uint64_t peek(const Field& field) const {
@@ -138,14 +171,19 @@ private:
 
     // The number of `width` bytes; 0 when they are missing.
     std::uint64_t number_at(std::size_t at, std::size_t width) const;
-    void run(const Head& table);
-    void run(const Head& table, const char* group, std::size_t base);
-    [[gnu::cold]] void run_carefully(const View& v);
-    [[gnu::cold]] void put_one(const View& v, const Op& op, const Label& label);
-    [[gnu::cold]] void observe(const Label& label, const View& v, std::size_t at, std::uint64_t number, bool missing,
-                               std::string_view text);
-    [[gnu::cold]] void tell(dd_ffdc_value value) const;
+    void run(const Head& table, Groups groups);
+    void run(const Head& table, Groups groups, std::size_t from);
+    [[gnu::cold]] void run_carefully(const Head& table, const Layout& l, Groups groups);
+    void tell_values(const Head& table, const Layout& l, Groups groups);
+    void fill(dd_ffdc_value& value, const Head& table, Groups groups, const Op& op, const Label& label,
+              std::size_t at) const;
+    dd_ffdc_value value_of(Key name, std::size_t at, std::size_t size, dd_ffdc_kind kind) const;
+    [[gnu::cold]] void put_and_tell(dd_ffdc_value& value);
+    void tell(const dd_ffdc_value& value) const;
 };
+
+// The text of a value, as dd_ffdc_value_text says it.
+std::string_view text_of(const dd_ffdc_value& value, char* buffer);
 
 using Decoder = void (*)(Report&);
 

@@ -4,10 +4,47 @@
 
 #include <algorithm>
 #include <string_view>
+#include <vector>
 
 #include "field.hpp"
 
 namespace ffdc {
+
+inline constexpr std::size_t max_layout = 1024;  // bytes
+
+// What a name is to programs: lower-case letters and digits, and '_' for whatever lies between them; in the name of a
+// group the dots between its parts stay.
+constexpr std::vector<char> key_of(std::string_view name, bool of_group = false) {
+    std::vector<char> key;
+    const auto end_word = [&] {
+        if (!key.empty() && key.back() == '_') key.pop_back();
+    };
+    for (const char c : name) {
+        const char lower = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        if ((lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9')) {
+            key.push_back(lower);
+        } else if (c == '.' && of_group) {
+            end_word();
+            key.push_back('.');
+        } else if (!key.empty() && key.back() != '_' && key.back() != '.') {
+            key.push_back('_');
+        }
+    }
+    end_word();
+    return key;
+}
+constexpr std::string_view view_of(const std::vector<char>& key) { return {key.data(), key.size()}; }
+
+// The name that a decoder's function gives to a value of its own.
+struct Key {
+    const char* text;
+
+    template <std::size_t N>
+    consteval Key(const char (&name)[N]) : text(name) {
+        require(N > 1 && view_of(key_of(name)) == std::string_view(name, N - 1), name,
+                "a name is of lower-case letters, digits and underscores");
+    }
+};
 
 // One conversion of a format, with the plain text that stands before it.
 struct Conversion {
@@ -88,6 +125,11 @@ struct Section {
 
     constexpr std::span<const Row> rows() const;
 };
+// A section that can also be printed by itself.
+template <const auto& rows_of_it>
+struct Placed : Section {
+    static constexpr const auto& table = rows_of_it;
+};
 
 // A label for a value whose bytes another row names: it is printed, but not handed out a second time.
 inline constexpr const char* again = "";
@@ -144,6 +186,10 @@ struct Row {
         return s;
     }
 
+    constexpr std::vector<char> key(std::size_t element) const {
+        return key_of(names_elements() ? names[element] : name());
+    }
+
 private:
     consteval Row(Format fmt, Field f, const char* called, std::span<const char* const> each)
         : format(fmt), field(f), label(called), names(each) {
@@ -176,6 +222,10 @@ using Table = std::span<const Row>;
 constexpr Table Section::rows() const { return {first, count}; }
 consteval Section section(const char* group, Table rows, Offsets base) {
     return {group, rows.data(), rows.size(), base};
+}
+template <const auto& rows>
+consteval Placed<rows> section(const char* group, Offsets base) {
+    return {section(group, Table(rows), base)};
 }
 
 // One value of a table in one layout: everything that packing and proofs want to know about it.

@@ -63,23 +63,26 @@ struct Op {
     constexpr std::size_t more() const { return argument; }
     constexpr std::size_t gap() const { return mask; }
     constexpr std::size_t stride() const { return static_cast<std::size_t>(load); }
+    // Those that the op has.
+    constexpr std::size_t values(bool hidden) const {
+        return show == Show::hex4 ? more() + 1 : hidden || show != Show::nothing;
+    }
 };
 
-// What the value of an op is called and where it lies. Only dd_ffdc_values and missing values need it.
+// What the value of an op is called and where it lies. Only those who are told of values need it, and missing values.
 struct Label {
-    static constexpr std::uint8_t none = 255;
-    static constexpr std::size_t longest_name = 63;
-
-    std::uint16_t name;  // in the table's text, mostly where the text shows it
-    std::uint8_t name_length;
-    std::uint8_t group;     // in the table's strings
-    std::uint8_t size;      // bytes of the value
-    std::uint8_t back : 4;  // the value begins so many bytes before what the op loads
-    std::uint8_t kind : 4;  // enum dd_ffdc_kind
-    std::uint8_t index;     // of the element, or none
-    std::uint8_t shown;     // '?' of a missing value
+    std::uint16_t name;    // in the table's names; 0 for what is not handed out
+    std::uint8_t group;    // of the table's groups
+    std::uint8_t element;  // from 1 on, or 0 for what is no array
+    std::uint8_t size;     // bytes of the value
+    std::uint8_t back;     // the value begins so many bytes before what the op loads
+    std::uint8_t kind;     // enum dd_ffdc_kind
+    std::uint8_t shown;    // '?' of a missing value
     bool operator==(const Label&) const = default;
 };
+
+// The keys of a table's groups: for each of them how many bytes behind the first of these numbers it stands.
+using Groups = const std::uint16_t*;
 
 // Names for numbers: `count` entries of a length and `stride` characters each, in the table's text. The last entry is
 // for all other numbers, or has no characters: "INVALID (0x%x)".
@@ -103,34 +106,22 @@ inline constexpr std::size_t slack = 32;
 
 // The beginning of a packed table: how many layouts, and how many bytes from here its parts lie.
 struct Head {
-    std::uint16_t columns, layouts, ops, label_of, labels, names, chunks, text, strings;
-};
+    std::uint16_t columns, layouts_at, ops_at, label_of_at, labels_at, names_at, chunks_at, text_at, keys_at, groups_at;
 
-// One layout of a packed table as the engine sees it.
-struct View {
-    View(const Head& head, std::size_t column)
-        : layout(part<Layout>(head, head.layouts)[column < head.columns ? column : 0]),
-          ops(part<Op>(head, head.ops)),
-          label_of(part<std::uint8_t>(head, head.label_of) + layout.values),
-          labels(part<Label>(head, head.labels)),
-          names(part<PackedNames>(head, head.names)),
-          chunks(part<std::uint16_t>(head, head.chunks) + layout.chunks),
-          text(part<char>(head, head.text)),
-          strings(part<char>(head, head.strings)) {}
-
-    const Layout& layout;
-    const Op* ops;
-    const std::uint8_t* label_of;  // a value of the layout
-    const Label* labels;
-    const PackedNames* names;
-    const std::uint16_t* chunks;  // of the layout, in the text
-    const char* text;
-    const char* strings;
+    const Layout& layout(std::size_t column) const { return part<Layout>(layouts_at)[column < columns ? column : 0]; }
+    const Op* ops() const { return part<Op>(ops_at); }
+    const std::uint8_t* label_of() const { return part<std::uint8_t>(label_of_at); }  // the values of the layouts
+    const Label* labels() const { return part<Label>(labels_at); }
+    const PackedNames* names() const { return part<PackedNames>(names_at); }
+    const std::uint16_t* chunks() const { return part<std::uint16_t>(chunks_at); }  // of the layouts, in the text
+    const char* text() const { return part<char>(text_at); }
+    const char* keys() const { return part<char>(keys_at); }
+    Groups groups() const { return part<std::uint16_t>(groups_at); }
 
 private:
     template <typename T>
-    static const T* part(const Head& head, std::size_t bytes) {
-        return reinterpret_cast<const T*>(reinterpret_cast<const char*>(&head) + bytes);
+    const T* part(std::size_t bytes) const {
+        return reinterpret_cast<const T*>(reinterpret_cast<const char*>(this) + bytes);
     }
 };
 
@@ -243,6 +234,37 @@ constexpr std::size_t share(std::vector<T>& pool, std::size_t begin) {
     return found;
 }
 
+// Where the key stands in the pool, where the tail of another one does for it.
+constexpr std::size_t pooled(std::vector<char>& pool, const std::vector<char>& key) {
+    const std::size_t begin = pool.size();
+    pool.insert(pool.end(), key.begin(), key.end());
+    pool.push_back('\0');
+    return share(pool, begin);
+}
+
+// The groups of a table in the order of their first values, and their keys inside another group.
+struct GroupsDraft {
+    std::vector<std::string_view> names;
+    std::vector<std::size_t> at;
+    std::vector<char> keys;
+
+    constexpr GroupsDraft(Table rows, std::string_view outer) {
+        for (std::size_t layout = 0; layout < columns(rows); ++layout)
+            each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t, std::string_view name) {
+                if (row.has_value() && index_of(name) == names.size()) names.push_back(name);
+            });
+        for (const std::string_view name : names) {
+            std::vector<char> key = key_of(outer, true);
+            if (!key.empty() && !name.empty()) key.push_back('.');
+            for (const char c : key_of(name, true)) key.push_back(c);
+            at.push_back(pooled(keys, key));
+        }
+    }
+    constexpr std::size_t index_of(std::string_view name) const {
+        return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+    }
+};
+
 // A packed table that still grows.
 struct Draft {
     std::vector<Layout> layouts;
@@ -256,19 +278,18 @@ struct Draft {
     };
     std::vector<Named> named_fields;
     std::vector<std::uint16_t> chunks;
-    std::vector<char> text, strings;
+    std::vector<char> text, keys = {'\0'};
+    GroupsDraft groups;
 
-    constexpr explicit Draft(Table rows) {
+    constexpr explicit Draft(Table rows) : groups(rows, "") {
         for (std::size_t i = 0; i < columns(rows); ++i) add_layout(rows, i);
         for (const Named& n : named_fields) add_names(*n.field, n.width);
-        place_names();
         text.insert(text.end(), slack, '\0');
     }
 
 private:
-    std::vector<char> names_pool_;  // what values are called, until all the text is there
-    std::vector<char> literals_;    // of the layout, with the holes
-    std::size_t literal_ = 0;       // characters of them that no op has taken yet
+    std::vector<char> literals_;  // of the layout, with the holes
+    std::size_t literal_ = 0;     // characters of them that no op has taken yet
     std::size_t longest_ = 0, extent_ = 0;
 
     constexpr void add_layout(Table rows, std::size_t layout) {
@@ -429,25 +450,18 @@ private:
 
     constexpr std::uint8_t label(const Row& row, const Conversion& c, std::size_t element, std::string_view group) {
         const Field& f = row.field;
-        std::string_view name = row.name();
-        if (row.names_elements()) {
-            name = row.names[element];
-            while (name.ends_with(' ')) name.remove_suffix(1);
-        }
         const bool indexed = f.count > 1 && !row.names_elements();
         // Text for a set bit alone: a missing bit counts as clear.
         const bool condition = f.kind == Field::Kind::choice && *f.clear == '\0';
-        require(name.size() <= Label::longest_name && f.width <= 255, row.format.text,
-                "the name or the value is too long");
-        const std::size_t group_at = string(strings, group);
-        require(group_at <= 255, row.format.text, "the groups of a table have names of at most 255 characters");
-        const Label l = {.name = string(names_pool_, name),
-                         .name_length = static_cast<std::uint8_t>(name.size()),
-                         .group = static_cast<std::uint8_t>(group_at),
+        require(f.width <= 255 && element < 255, row.format.text, "the value is too long");
+        require(groups.names.size() <= 255, row.format.text, "a table has at most 255 groups");
+        require(row.shown_again() || !row.key(element).empty(), row.format.text, "the value needs a label");
+        const Label l = {.name = row.shown_again() ? std::uint16_t{0} : narrow(pooled(keys, row.key(element))),
+                         .group = static_cast<std::uint8_t>(groups.index_of(group)),
+                         .element = indexed ? static_cast<std::uint8_t>(element + 1) : std::uint8_t{0},
                          .size = static_cast<std::uint8_t>(f.width),
-                         .back = static_cast<std::uint8_t>(f.mask_at & 15),
-                         .kind = static_cast<std::uint8_t>(kind_of(f, c.kind) & 15),
-                         .index = indexed ? static_cast<std::uint8_t>(element) : Label::none,
+                         .back = f.mask_at,
+                         .kind = kind_of(f, c.kind),
                          .shown = static_cast<std::uint8_t>(condition ? 0 : c.shown())};
         for (std::size_t i = 0; i < labels.size(); ++i)
             if (labels[i] == l) return static_cast<std::uint8_t>(i);
@@ -456,42 +470,30 @@ private:
         return static_cast<std::uint8_t>(labels.size() - 1);
     }
 
-    // Where the string stands in the pool, behind its NUL the next one.
-    static constexpr std::uint16_t string(std::vector<char>& pool, std::string_view s) {
-        for (std::size_t begin = 0; begin < pool.size();) {
-            const std::string_view old(pool.data() + begin);
-            if (old == s) return narrow(begin);
-            begin += old.size() + 1;
-        }
-        const std::size_t begin = pool.size();
-        pool.insert(pool.end(), s.begin(), s.end());
-        pool.push_back('\0');
-        return narrow(begin);
-    }
-
-    // Most names stand in the text already.
-    constexpr void place_names() {
-        for (Label& l : labels) {
-            const char* const name = names_pool_.data() + l.name;
-            const std::size_t begin = text.size();
-            text.insert(text.end(), name, name + l.name_length);
-            l.name = narrow(share(text, begin));
-        }
-    }
-
     static constexpr std::uint16_t narrow(std::size_t n) {
         require(n <= 0xffff, "", "a table has less than 64 KiB");
         return static_cast<std::uint16_t>(n);
     }
 };
 
+template <std::size_t groups, std::size_t characters>
+struct PackedGroups {
+    std::array<std::uint16_t, groups> at;
+    std::array<char, characters> keys;
+
+    consteval PackedGroups(const GroupsDraft& d) : at{}, keys{} {
+        for (std::size_t i = 0; i < groups; ++i) at[i] = static_cast<std::uint16_t>(sizeof at + d.at[i]);
+        std::copy(d.keys.begin(), d.keys.end(), keys.begin());
+    }
+};
+
 struct Sizes {
-    std::size_t layouts, ops, values, labels, names, chunks, text, strings;
+    std::size_t layouts, ops, values, labels, names, chunks, text, keys, groups, group_keys;
 };
 consteval Sizes measure(Table rows) {
     const Draft d{rows};
-    return {d.layouts.size(), d.ops.size(),    d.label_of.size(), d.labels.size(),
-            d.names.size(),   d.chunks.size(), d.text.size(),     d.strings.size()};
+    return {d.layouts.size(), d.ops.size(),  d.label_of.size(), d.labels.size(),    d.names.size(),
+            d.chunks.size(),  d.text.size(), d.keys.size(),     d.groups.at.size(), d.groups.keys.size()};
 }
 
 template <const auto& rows>
@@ -505,11 +507,15 @@ struct Packed {
     std::array<Label, sizes.labels> labels;
     std::array<PackedNames, sizes.names> names;
     std::array<std::uint16_t, sizes.chunks> chunks;
+    PackedGroups<sizes.groups, sizes.group_keys> groups;
     std::array<char, sizes.text> text;
-    std::array<char, sizes.strings> strings;
+    std::array<char, sizes.keys> keys;
 
-    consteval Packed() : head{}, layouts{}, ops{}, label_of{}, labels{}, names{}, chunks{}, text{}, strings{} {
-        const Draft d{Table(rows)};
+    consteval Packed() : Packed(Draft(Table(rows))) {}
+
+private:
+    consteval explicit Packed(const Draft& d)
+        : head{}, layouts{}, ops{}, label_of{}, labels{}, names{}, chunks{}, groups(d.groups), text{}, keys{} {
         std::copy(d.layouts.begin(), d.layouts.end(), layouts.begin());
         std::copy(d.ops.begin(), d.ops.end(), ops.begin());
         std::copy(d.label_of.begin(), d.label_of.end(), label_of.begin());
@@ -517,7 +523,7 @@ struct Packed {
         std::copy(d.names.begin(), d.names.end(), names.begin());
         std::copy(d.chunks.begin(), d.chunks.end(), chunks.begin());
         std::copy(d.text.begin(), d.text.end(), text.begin());
-        std::copy(d.strings.begin(), d.strings.end(), strings.begin());
+        std::copy(d.keys.begin(), d.keys.end(), keys.begin());
         head = {sizes.layouts,
                 offsetof(Packed, layouts),
                 offsetof(Packed, ops),
@@ -526,13 +532,31 @@ struct Packed {
                 offsetof(Packed, names),
                 offsetof(Packed, chunks),
                 offsetof(Packed, text),
-                offsetof(Packed, strings)};
+                offsetof(Packed, keys),
+                offsetof(Packed, groups)};
     }
 };
+
+consteval Sizes measure_groups(const Section& s) {
+    const GroupsDraft d(s.rows(), s.group);
+    Sizes sizes{};
+    sizes.groups = d.at.size();
+    sizes.group_keys = d.keys.size();
+    return sizes;
+}
+template <const auto& placed>
+inline constexpr PackedGroups<measure_groups(placed).groups, measure_groups(placed).group_keys> groups_of_placed =
+    GroupsDraft(placed.rows(), placed.group);
 
 }  // namespace packing
 
 template <const auto& rows>
 inline constexpr packing::Packed<rows> packed;
+
+// The groups of a table that is printed inside another group.
+template <const auto& placed>
+constexpr Groups groups_of() {
+    return packing::groups_of_placed<placed>.at.data();
+}
 
 }  // namespace ffdc

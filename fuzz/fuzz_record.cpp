@@ -19,12 +19,12 @@ std::string rendered(const dd_ffdc_hdr* record, std::size_t there, int room, dd_
     return {out.data(), static_cast<std::size_t>(n)};
 }
 
-// The values of a record against its text, in which each is searched behind the one before.
+// The values of a record against its bytes, and against its text when they know where in it they stand.
 struct Check {
-    const std::string& text;
+    const std::string* text;
     std::size_t there;
-    std::size_t at = 0;
     std::vector<char> by_value, by_run;
+    std::size_t at = 0;  // the end of the text before
 
     void value(const dd_ffdc_value& v) {
         const std::string name = std::string(v.group) + "/" + v.name;
@@ -35,10 +35,14 @@ struct Check {
             expect(v.kind != DD_FFDC_UNSHOWN || !by_run[i], "runs overlap");
             covered[i] = 1;
         }
-        if (!v.text) return;
-        const std::size_t found = text.find({v.text, v.text_length}, at);
-        expect(found != text.npos, name + " is not in the text behind the values before it");
-        at = found + v.text_length;
+        const Exact<char> buffer(DD_FFDC_VALUE_ROOM);
+        std::size_t length;
+        const char* const own = dd_ffdc_value_text(&v, buffer.data(), &length);
+        expect(own || length == 0, name + " has a length, but no text");
+        if (!own || !text) return;
+        expect(v.text_at >= at && text->compare(v.text_at, v.text_size, own, length) == 0,
+               name + " is not in the text behind the values before it");
+        at = v.text_at + v.text_size;
     }
     static void each(void* self, const dd_ffdc_value* v) { static_cast<Check*>(self)->value(*v); }
 };
@@ -46,8 +50,14 @@ struct Check {
 void check(const dd_ffdc_hdr* record, std::size_t there) {
     dd_ffdc_state state, state_in_less;
     const std::string text = rendered(record, there, room_for(there), state);
-    Check values = {text, there, 0, std::vector<char>(there), std::vector<char>(there)};
+    Check values = {nullptr, there, std::vector<char>(there), std::vector<char>(there)};
     expect(dd_ffdc_values(record, there, Check::each, &values) == state, "values and text have two states");
+    Check annotated = {&text, there, std::vector<char>(there), std::vector<char>(there)};
+    const int room = room_for(there);
+    const Exact<char> out(static_cast<std::size_t>(room));
+    expect(dd_ffdc_annotate(record, there, out.data(), room, Check::each, &annotated) == state && text == out.data(),
+           "text and annotated text differ");
+    expect(annotated.by_value == values.by_value, "values and annotations differ");
 
     const std::size_t end = std::min<std::size_t>(there, half(record->size));
     for (std::size_t i = header_size; i < end; ++i)

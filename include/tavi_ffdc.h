@@ -186,9 +186,16 @@ enum dd_ffdc_kind {
     DD_FFDC_UNSHOWN   /* bytes that the text does not show, except perhaps in a dump of the whole payload */
 };
 
-/* One value of a record. The strings live until the callback returns. */
+/* One value of a record. `group` and `name` are keys: lower-case letters, digits and underscores, the parts of a group
+ * joined by dots ("master.slave"), NUL-terminated, in constant memory. They stay valid as long as the library is loaded,
+ * and the same value has the same two addresses in every record.
+ *
+ * The bytes of a record can be had back from its values. For each that is not missing, put its text, its area or the unshown
+ * bytes at `offset`; into the other bytes put `number & mask`, big-endian, but for a flag `mask` when the number is 1, and for
+ * a BCD number its two digits & mask. Lost are characters behind the NUL of a text, BCD digits above 9, what is there of
+ * missing values, and the header's `reserved`. */
 struct dd_ffdc_value {
-    const char *group;  /* "header", or names joined by dots, or "" */
+    const char *group;  /* "header", or where the text puts the value, or "" */
     const char *name;   /* unique in its group (with `index`, where that is not -1); "" for unshown bytes */
     int index;          /* of the element, for the elements of an array; else -1 */
     uint32_t offset;    /* of the first byte, counted from the record's first byte; the payload begins at 42 */
@@ -196,8 +203,13 @@ struct dd_ffdc_value {
     enum dd_ffdc_kind kind;
     int missing;        /* not zero when the bytes are not wholly there; the text then shows '?' */
     int64_t number;     /* 0 for texts and bytes; 64-bit unsigned values keep their bits */
-    const char *text;   /* exactly as printed, not NUL-terminated; null for what the text does not show */
-    size_t text_length;
+    uint64_t mask;      /* the bits of the big-endian number in those bytes that are the value; 0 for texts and bytes */
+    uint32_t text_at;   /* by dd_ffdc_annotate: where the text of the value stands in the text of the record, and */
+    uint32_t text_size; /* its characters; both 0 for what the text does not show, and from dd_ffdc_values */
+    struct {            /* of the library, for dd_ffdc_value_text */
+        const void *table, *step, *bytes;
+        size_t length;
+    } own;
 };
 
 typedef void (*dd_ffdc_value_fn)(void *context, const struct dd_ffdc_value *value);
@@ -206,6 +218,20 @@ typedef void (*dd_ffdc_value_fn)(void *context, const struct dd_ffdc_value *valu
  * the text, then every run of payload bytes that no value covers, in ascending order. Every payload byte that is there is
  * covered. Without heap or output. Returns an enum dd_ffdc_state, or -22 (EINVAL) as dd_ffdc_render does. */
 int dd_ffdc_values(const struct dd_ffdc_hdr *record, size_t there, dd_ffdc_value_fn each, void *context);
+
+/* The text of a value, exactly as printed, and its length through `length`. It is made only now: call this inside the
+ * callback, with the value that it was given. The text is not NUL-terminated, and lies in the record, in a constant table
+ * or in `buffer`, which has DD_FFDC_VALUE_ROOM bytes. Null, and a length of 0, for what the text does not show. */
+#define DD_FFDC_VALUE_ROOM 1280
+const char *dd_ffdc_value_text(const struct dd_ffdc_value *value, char *buffer, size_t *length);
+
+/* dd_ffdc_render and dd_ffdc_values in one: stores the text at `out`, and calls back with values that know where in it their
+ * own texts stand. A value whose text is cut by the room has what is stored of it. Returns what dd_ffdc_values does; the
+ * length of the text is that of the string at `out`. */
+int dd_ffdc_annotate(const struct dd_ffdc_hdr *record, size_t there, char *out, int room, dd_ffdc_value_fn each, void *context);
+
+/* A state as a word: "ok", "short", "size_mismatch", "unknown_version", "unknown_type"; null for any other number. */
+const char *dd_ffdc_state_name(int state);
 
 /* What this build knows: the name of a type without its prefix ("KOR_PORT"), or null; and the bytes of a version's layout
  * through `size` (0 where the payload has none: it is shown raw), with DD_FFDC_OK, DD_FFDC_UNKNOWN_VERSION or

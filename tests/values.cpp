@@ -2,8 +2,10 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <tuple>
@@ -19,20 +21,99 @@ struct Value {
     dd_ffdc_kind kind;
     bool missing;
     std::int64_t number;
+    std::uint64_t mask;
     bool shown;
     std::string text;
+    std::size_t text_at, text_size;
+    bool operator==(const Value&) const = default;
 };
+
+void keep(void* to, const dd_ffdc_value* v) {
+    const std::unique_ptr<char[]> buffer(new char[DD_FFDC_VALUE_ROOM]);  // where sanitizers see one too many
+    std::size_t length;
+    const char* const text = dd_ffdc_value_text(v, buffer.get(), &length);
+    static_cast<std::vector<Value>*>(to)->push_back({v->group,
+                                                     v->name,
+                                                     v->index,
+                                                     v->offset,
+                                                     v->size,
+                                                     v->kind,
+                                                     v->missing != 0,
+                                                     v->number,
+                                                     v->mask,
+                                                     text != nullptr,
+                                                     {text, length},
+                                                     v->text_at,
+                                                     v->text_size});
+}
 
 std::vector<Value> values_of(const std::uint8_t* record, std::size_t there, int* state = nullptr) {
     std::vector<Value> values;
-    const auto keep = [](void* to, const dd_ffdc_value* v) {
-        static_cast<std::vector<Value>*>(to)->push_back({v->group, v->name, v->index, v->offset, v->size, v->kind,
-                                                         v->missing != 0, v->number, v->text != nullptr,
-                                                         v->text ? std::string(v->text, v->text_length) : ""});
-    };
     const int result = dd_ffdc_values(as_record(record), there, keep, &values);
     if (state) *state = result;
     return values;
+}
+
+// What an annotated text says otherwise than text and values by themselves; "" if nothing.
+std::string annotation_flaw(const std::uint8_t* record, std::size_t there, const std::string& text, int room) {
+    const Guarded area(1 << 17);
+    char* const out = reinterpret_cast<char*>(area.end()) - room;
+    std::vector<Value> annotated, values = values_of(record, there);
+    dd_ffdc_state state;
+    dd_ffdc_render(as_record(record), there, out, room, &state);
+    const std::string rendered = out;
+    if (dd_ffdc_annotate(as_record(record), there, out, room, keep, &annotated) != state) return "another state";
+    if (rendered != out) return std::string("another text: ") + out;
+    for (Value& v : annotated) {
+        if (v.text_at + v.text_size > rendered.size()) return v.name + " stands behind the text";
+        // A text that the room cuts, or that has no room at all.
+        const std::string here = rendered.substr(v.text_at, v.text_size);
+        if (here != v.text && (room > static_cast<int>(text.size()) + 69 || !v.text.starts_with(here)))
+            return v.name + " is not where it should: <" + here + ">, not <" + v.text + ">";
+        v.text_at = v.text_size = 0;
+    }
+    return annotated == values ? "" : "other values";
+}
+
+// The record, put together from its values alone.
+Bytes rebuilt(const std::vector<Value>& values, const Bytes& record) {
+    Bytes bytes(record.size());
+    for (const Value& v : values) {
+        if (v.missing) continue;
+        if (v.kind == DD_FFDC_BYTES || v.kind == DD_FFDC_UNSHOWN)
+            std::copy_n(&record[v.offset], v.size, &bytes[v.offset]);
+        else if (v.kind == DD_FFDC_TEXT)
+            std::copy(v.text.begin(), v.text.end(), &bytes[v.offset]);
+        else
+            for (std::size_t i = 0; i < v.size; ++i) {
+                const std::int64_t n = v.kind == DD_FFDC_FLAG  ? -v.number
+                                       : v.kind == DD_FFDC_BCD ? v.number / 10 * 16 + v.number % 10
+                                                               : v.number;
+                bytes[v.offset + i] |=
+                    static_cast<std::uint8_t>((static_cast<std::uint64_t>(n) & v.mask) >> 8 * (v.size - 1 - i));
+            }
+    }
+    return bytes;
+}
+
+// The record without what no value gives back: reserved bytes of the header, missing values, characters behind a NUL,
+// BCD digits above 9.
+Bytes without_the_lost(const std::vector<Value>& values, Bytes bytes) {
+    std::fill_n(&bytes[offsetof(dd_ffdc_hdr, reserved)], sizeof(dd_ffdc_hdr::reserved), std::uint8_t{0});
+    for (const Value& v : values) {
+        if (v.missing) {
+            std::fill(bytes.data() + std::min(v.offset, bytes.size()),
+                      bytes.data() + std::min(v.offset + v.size, bytes.size()), std::uint8_t{0});
+            continue;
+        }
+        if (v.kind == DD_FFDC_TEXT)
+            std::fill(&bytes[v.offset + v.text.size()], bytes.data() + v.offset + v.size, std::uint8_t{0});
+        std::uint8_t& b = bytes[v.offset];
+        const auto kept = static_cast<std::uint8_t>(~v.mask);
+        if (v.kind == DD_FFDC_BCD && ((b & v.mask) >> 4 > 9 || (b & 15) > 9))
+            b = static_cast<std::uint8_t>((b & kept) | ((v.number / 10 * 16 + v.number % 10) & v.mask));
+    }
+    return bytes;
 }
 
 std::uint64_t big_endian(const std::uint8_t* p, std::size_t size) {
@@ -65,6 +146,8 @@ std::string value_flaw(const Value& v, const std::uint8_t* record) {
     const std::uint8_t* const p = record + v.offset;
     const std::uint64_t raw = v.size <= 8 ? big_endian(p, v.size) : 0;
     const auto number = static_cast<std::uint64_t>(v.number);
+    const bool is_number = v.kind != DD_FFDC_TEXT && v.kind != DD_FFDC_BYTES && v.kind != DD_FFDC_UNSHOWN;
+    if (is_number ? v.mask == 0 || v.mask > ~std::uint64_t{0} >> (64 - 8 * v.size) : v.mask != 0) return "mask";
     switch (v.kind) {
         case DD_FFDC_SIGNED: {
             const std::uint64_t sign = std::uint64_t{1} << (8 * v.size - 1);
@@ -73,18 +156,16 @@ std::string value_flaw(const Value& v, const std::uint8_t* record) {
         }
         case DD_FFDC_UNSIGNED:
         case DD_FFDC_ADDRESS:
-            // A mask of the lowest byte leaves some of its bits.
-            if (number != raw && (number & ~raw & 0xff) != 0) return "number is not the bytes";
-            if (number != raw && number > 0xff) return "masked number is larger than a byte";
+            if (number != (raw & v.mask)) return "number is not the bytes";
             return !v.shown || says(v.text, number, v.size) || stands_for(v.text, number) ? ""
                                                                                           : "text is another number";
         case DD_FFDC_NAME: return v.text.empty() ? "no name" : "";
         case DD_FFDC_FLAG:
-            if (v.number != 0 && v.number != 1) return "flag is neither 0 nor 1";
-            return (raw == 0 && v.number != 0) || (~raw << (64 - 8 * v.size) == 0 && v.number != 1) ? "not a bit" : "";
+            if (!std::has_single_bit(v.mask)) return "a flag of several bits";
+            return v.number == ((raw & v.mask) != 0) ? "" : "not the bit";
         case DD_FFDC_BCD: {
-            const std::int64_t low = *p & 15, high = *p >> 4, masked = high & 7;
-            if (v.number != 10 * high + low && v.number != 10 * masked + low) return "number is not the decimal digits";
+            const auto digits = static_cast<std::int64_t>(*p & v.mask);
+            if (v.number != 10 * (digits >> 4) + (digits & 15)) return "number is not the decimal digits";
             return says(v.text, number, v.size) ? "" : "text is another number";
         }
         case DD_FFDC_TEXT: {
@@ -120,6 +201,10 @@ std::string list_flaw(const std::vector<Value>& values, const std::uint8_t* reco
             run_end = v.offset + v.size;
         } else if (v.name.empty() || !names.emplace(v.group, v.name, v.index).second) {
             return flaw_of("not the only one of this name");
+        } else if (constexpr const char* letters = "abcdefghijklmnopqrstuvwxyz0123456789_";
+                   v.name.find_first_not_of(letters) != v.name.npos ||
+                   v.group.find_first_not_of(std::string(letters) + ".") != v.group.npos) {
+            return flaw_of("not a key");
         }
         if (v.missing != (v.offset + v.size > there || v.size == 0)) return flaw_of("missing, or not");
         if (v.missing && v.number != 0) return flaw_of("missing, but has a number");
@@ -182,6 +267,9 @@ TEST_CASE("values of whole records") {
         CHECK(state == state_of(*g.driver, g.version, g.text));
         CHECK(list_flaw(values, record.data(), record.size()) == "");
         CHECK(text_flaw(values, heading(g) + g.text) == "");
+        CHECK(rebuilt(values, record) == without_the_lost(values, record));
+        for (const int room : {1, 150, 700, 1 << 16})
+            CHECK(annotation_flaw(record.data(), record.size(), heading(g) + g.text, room) == "");
     }
 }
 
@@ -195,6 +283,7 @@ TEST_CASE("values of records that end early") {
             const std::string text = record_text(record, there);
             std::string flaw = list_flaw(values, record, there);
             if (flaw.empty()) flaw = text_flaw(values, text);
+            if (flaw.empty()) flaw = annotation_flaw(record, there, text, 1 << 16);
             // Every question mark outside dumps stands for a missing value. (No golden text field has one.)
             std::ptrdiff_t marks = 0;
             for (const Value& v : values)
@@ -227,7 +316,7 @@ TEST_CASE("the header's values, and types without a decoder") {
     for (const Value& v : values)
         told.insert(v.name + (v.index < 0 ? "" : std::to_string(v.index)) + "=" + std::to_string(v.number) + "@" +
                     std::to_string(v.offset) + "+" + std::to_string(v.size));
-    CHECK(told == std::set<std::string>{"magic=4292673500@0+4", "chained=2147483648@12+4", "head version=-2@16+4",
+    CHECK(told == std::set<std::string>{"magic=4292673500@0+4", "chained=2147483648@12+4", "head_version=-2@16+4",
                                         "pid=-5@20+4", "type=14@24+2", "version=7@26+2", "time0=4294967295@28+4",
                                         "time1=1@32+4", "size=45@36+2", "tgid=6@38+4", "=0@42+3"});
     CHECK(list_flaw(values, record.data(), record.size()) == "");

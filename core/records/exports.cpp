@@ -55,6 +55,19 @@ std::size_t dd_ffdc_find(const void* area, std::size_t size, std::size_t from) {
 int dd_ffdc_values(const Record* record, std::size_t there, dd_ffdc_value_fn each, void* context) {
     return values(record, there, each, context);
 }
+const char* dd_ffdc_value_text(const dd_ffdc_value* value, char* buffer, std::size_t* length) {
+    const std::string_view text = text_of(*value, buffer);
+    *length = text.size();
+    return text.data();
+}
+int dd_ffdc_annotate(const Record* record, std::size_t there, char* out, int room, dd_ffdc_value_fn each,
+                     void* context) {
+    return annotate(record, there, out, room, each, context);
+}
+const char* dd_ffdc_state_name(int state) {
+    static constexpr char names[][16] = {"ok", "short", "size_mismatch", "unknown_version", "unknown_type"};
+    return state >= 0 && state < static_cast<int>(std::size(names)) ? names[state] : nullptr;
+}
 const char* dd_ffdc_type_name(int type) {
     const Type& t = type_of(static_cast<std::uint32_t>(type));
     return t.decode ? t.name : nullptr;

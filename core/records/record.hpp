@@ -51,6 +51,7 @@ int print_header(const Record& record, char* out, bool notice);
 int print(const Record* record, char** text);
 int render(const Record* record, std::size_t there, char* out, int room, dd_ffdc_state* state);
 int values(const Record* record, std::size_t there, dd_ffdc_value_fn each, void* context);
+int annotate(const Record* record, std::size_t there, char* out, int room, dd_ffdc_value_fn each, void* context);
 int layout(int type, std::uint32_t version, std::size_t* size);
 
 }  // namespace ffdc

@@ -18,6 +18,7 @@ constexpr Row header_rows[] = {
     {" size[%d]\n", u16(36)}, {"  pid[%d]", s32(20)}, {"  tgid[%d]", s32(38)},         {" type[%d]\n", u16(24)},
     {u16(26), "version"},
 };
+constexpr auto header_of_record = section<header_rows>("header", 0);
 static_assert(sound({header_rows}, {header_size}));
 static_assert(unread({header_rows}, 0, header_size) == Bytes{{4, 11}});
 static_assert(longest_text({notice_rows}, 0) + longest_text({header_rows}, 0) < 174);
@@ -25,7 +26,7 @@ static_assert(sizeof(Record) == header_size && alignof(Record) == 1);
 
 void print_header(Report& r, bool notice) {
     if (notice && r.peek(u32(16)) != 1) r.print<notice_rows>();
-    r.print<header_rows>();
+    r.print<header_of_record>();
 }
 
 }  // namespace
@@ -38,7 +39,8 @@ Report report_of(const Record& record, int length, char* out, int room) {
 int print_record(const Record& record, Report& r) {
     Report header({bytes_of(record), header_size}, header_size, 0, nullptr, 0);
     header.out = r.out;
-    if (r.observer.each) header.observer = {r.observer.each, r.observer.context, 0, "header"};
+    header.observer = r.observer;
+    header.base = 0;
     print_header(header, true);
     r.out = header.out;
 

@@ -43,13 +43,18 @@ static_assert(sound({fsi_rows}, {fsi_size}));
 static_assert(unread({fsi_rows}, 0, fsi_size) == Bytes{{34, 35}, {63, 63}});
 static_assert(longest_text({fsi_rows}, 0) == fsi_longest);
 
-}  // namespace
+constexpr auto inside = section<fsi_rows>("fsi", 0);
 
-void fsi(Report& r) {
+template <const auto& rows>
+void print_block(Report& r) {
     r.trace("fsi_print called");
     r.expect(fsi_size);
-    r.print<fsi_rows>();
+    r.print<rows>();
 }
+
+}  // namespace
+
+void fsi(Report& r) { print_block<fsi_rows>(r); }
 
 void embedded_fsi(Report& r, std::size_t at) {
     constexpr std::size_t buffer_size = 32768, given = 100;
@@ -61,16 +66,20 @@ void embedded_fsi(Report& r, std::size_t at) {
     Report block(bytes, static_cast<int>(bytes.size), 0, buffer,
                  static_cast<int>(r.quiet ? sizeof local : buffer_size));
     block.quiet = r.quiet;
-    block.observer = r.observer;
-    block.observer.base += static_cast<std::uint32_t>(at);
-    block.observer.group = "fsi";
     std::size_t length = 0;
-    if (buffer) {
-        fsi(block);
+    if (buffer && r.prints()) {
+        print_block<inside>(block);
         length = static_cast<std::size_t>(block.finish());
     }
-    r.put("and now fsi data \nfsidata len ", Digits::decimal(static_cast<std::int64_t>(length)), "\n",
-          std::string_view(buffer, length));
+    r.put("and now fsi data \nfsidata len ", Digits::decimal(static_cast<std::int64_t>(length)), "\n");
+    if (r.observer) {
+        // Its values stand where its text is going to.
+        block.observer = r.observer;
+        block.base = r.base + static_cast<std::uint32_t>(at);
+        block.out = r.out;
+        block.print<inside>();
+    }
+    r.put(std::string_view(buffer, length));
     if (buffer != local) std::free(buffer);
 }
 

@@ -27,6 +27,10 @@ constexpr const char* file_names[] = {
 // strerror, without the memory that it may need for numbers it does not know. Both kinds of strerror_r exist.
 [[maybe_unused]] std::string_view error_text(const char* text, const char*) { return text; }
 [[maybe_unused]] std::string_view error_text(int, const char* buffer) { return buffer; }
+std::string_view text_of_rc(std::int32_t rc, char* buffer, std::size_t room) {
+    *buffer = '\0';
+    return error_text(strerror_r(rc < 0 && rc != INT_MIN ? -rc : rc, buffer, room), buffer);
+}
 
 constexpr Field rc = s32({no, no, no, 24, 24});
 
@@ -154,13 +158,7 @@ void mailbox(Report& r) {
     r.layout = r.version - 1;
     r.expect(sizes[r.layout]);
     r.print<request_rows>();
-    if (r.version >= 4) {
-        char buffer[64] = "";
-        const auto code = static_cast<std::int32_t>(r.peek(rc));
-        const int positive = code < 0 && code != INT_MIN ? -code : code;
-        const std::string_view text = error_text(strerror_r(positive, buffer, sizeof buffer), buffer);
-        r.put_value(text, rc, "rc text");
-    }
+    if (r.version >= 4) r.put_value(text_of_rc, rc, "rc_text");
     r.print<parameter_rows>();
     r.print<register_rows>();
     r.print<tail_rows>();

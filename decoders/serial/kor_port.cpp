@@ -9,9 +9,9 @@ namespace {
 constexpr std::span<const char* const> register_names = std::span(kor_registers).subspan(1);
 constexpr Field registers_valid = u8(26);
 
-constexpr int buffer = 4;
+constexpr auto buffer = section<buffer_rows>("buffer", 4);
 constexpr auto origin_rows = origin(0, 20, 24);
-constexpr Row opening_rows[] = {section("", origin_rows, 0), section("buffer", buffer_rows, buffer)};
+constexpr Row opening_rows[] = {section("", origin_rows, 0), buffer};
 // Layouts: versions 0 and 1; 2; 3 and newer ones.
 constexpr Row port_rows[] = {
     {registers_valid, "regs valid"},
@@ -39,7 +39,7 @@ void kor_port(Report& r) {
     r.put("\nKOR UART FFDC\n");
     if (r.version >= 2) driver_version(r, 160, 8);
     r.print<origin_rows>();
-    r.print<buffer_rows>("buffer", buffer);
+    r.print<buffer>();
     r.print<port_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
     close(r);

@@ -23,8 +23,8 @@ constexpr Row count_rows[] = {
     {"tx count[%d]\n", u8(48)},
     {"rx count[%d]\n", u8(49)},
 };
-constexpr int buffer = 52;
-constexpr Row buffer_section[] = {section("buffer", buffer_rows, buffer)};
+constexpr auto buffer = section<buffer_rows>("buffer", 52);
+constexpr Row buffer_section[] = {buffer};
 constexpr Row state_rows[] = {
     {"id[%d]\n", u8(95)},
     {"rx_state[%d]\n", s32(76)},
@@ -60,12 +60,12 @@ void rs485_port(Report& r) {
     r.print<capture_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
     r.print<count_rows>();
-    r.print<buffer_rows>("buffer", buffer);
+    r.print<buffer>();
     r.print<state_rows>();
     if (full) {
         r.print<counter_rows>();
-        r.dump(first_capture, "first capture");
-        r.dump(second_capture, "second capture");
+        r.dump(first_capture, "first_capture");
+        r.dump(second_capture, "second_capture");
     }
     close(r);
 }

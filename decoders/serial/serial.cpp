@@ -12,13 +12,13 @@ void buffer_descriptor(Report& r) { r.print<buffer_rows>(); }
 constexpr Row valid_rows[] = {{port_registers_valid, "regs valid"}};
 void port_opening(Report& r) {
     r.print<usual_origin>();
-    r.print<buffer_rows>("buffer", port_buffer);
+    r.print<port_buffer>();
     r.print<valid_rows>();
 }
 
 void driver_version(Report& r, std::size_t at, std::size_t size) {
     r.put("drv ver[");
-    r.put_text(at, size, "drv ver");
+    r.put_text(at, size, "drv_ver");
     r.put("] ");
 }
 

@@ -37,9 +37,9 @@ inline constexpr auto usual_origin = origin(0, 4, 8);
 
 // What the TAM and the WEX port show before their registers; the rows are for the proofs.
 inline constexpr Field port_registers_valid = u8(28);
-inline constexpr int port_buffer = 12;
+inline constexpr auto port_buffer = section<buffer_rows>("buffer", 12);
 inline constexpr Row port_opening_rows[] = {
-    section("", usual_origin, 0), section("buffer", buffer_rows, port_buffer), {port_registers_valid, "regs valid"}};
+    section("", usual_origin, 0), port_buffer, {port_registers_valid, "regs valid"}};
 void port_opening(Report& r);
 
 // The text of the driver's version, which opens the line of the return code in newer layouts.

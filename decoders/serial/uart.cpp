@@ -24,8 +24,8 @@ constexpr Row driver_rows[] = {
     {"tx count[%d]\n", u8({no, 84})},
     {"rx: "},
 };
-constexpr int rx_buffer = 12, tx_buffer = 28;
-constexpr Row buffers[] = {section("rx", buffer_rows, rx_buffer), section("tx", buffer_rows, tx_buffer)};
+constexpr auto rx_buffer = section<buffer_rows>("rx", 12), tx_buffer = section<buffer_rows>("tx", 28);
+constexpr Row buffers[] = {rx_buffer, tx_buffer};
 
 // Statistics of one direction. A low that was never updated has all bits set and shows as 0.
 constexpr std::uint64_t never_updated = ~std::uint64_t{0};
@@ -38,12 +38,11 @@ consteval std::array<Row, 6> statistics(bool updated) {
 constexpr auto updated_rows = statistics(true), unset_rows = statistics(false);
 constexpr int tx_stats = 112, rx_stats = 152;
 constexpr Field tx_low = u64(tx_stats + 16), rx_low = u64(rx_stats + 16);
-constexpr Row stats[] = {section("tx stats", updated_rows, tx_stats), section("rx stats", updated_rows, rx_stats)};
-
-void print_statistics(Report& r, const char* group, int at, bool updated) {
-    r.put(group, ":\n");
-    updated ? r.print<updated_rows>(group, at) : r.print<unset_rows>(group, at);
-}
+constexpr auto tx_updated = section<updated_rows>("tx stats", tx_stats);
+constexpr auto rx_updated = section<updated_rows>("rx stats", rx_stats);
+constexpr auto tx_unset = section<unset_rows>("tx stats", tx_stats),
+               rx_unset = section<unset_rows>("rx stats", rx_stats);
+constexpr Row stats[] = {tx_updated, rx_updated};
 
 constexpr Row short_rows[] = {
     {"\nULO UART FFDC\n"},
@@ -77,12 +76,14 @@ void uart(Report& r) {
     if (full) driver_version(r, 72, 8);
     r.print<usual_origin>();
     r.print<driver_rows>();
-    r.print<buffer_rows>("rx", rx_buffer);
+    r.print<rx_buffer>();
     r.put("tx: ");
-    r.print<buffer_rows>("tx", tx_buffer);
+    r.print<tx_buffer>();
     if (full) {
-        print_statistics(r, "tx stats", tx_stats, r.peek(tx_low) != never_updated);
-        print_statistics(r, "rx stats", rx_stats, r.peek(rx_low) != never_updated);
+        r.put("tx stats:\n");
+        r.peek(tx_low) != never_updated ? r.print<tx_updated>() : r.print<tx_unset>();
+        r.put("rx stats:\n");
+        r.peek(rx_low) != never_updated ? r.print<rx_updated>() : r.print<rx_unset>();
     }
     close(r);
 }

@@ -92,6 +92,12 @@ CASE(bit_outside, "the bit lies outside its number",
 CASE(wide_mask, "a mask selects bits of the lowest byte",
      ({"EVT[%02x] ", masked(0xf00, u32(0))}),
      ({"EVT[%02x] ", masked(0xf0, u32(0))}));
+CASE(large_area, "an area has at most 256 bytes",
+     ({bytes(340, 257), "trace"}),
+     ({bytes(340, 256), "trace"}));
+CASE(no_key, "a name is of lower-case letters, digits and underscores",
+     ({u8(0), Key("RC text").text}),
+     ({u8(0), Key("rc_text").text}));
 CASE(choice_of_a_number, "a choice needs a bit",
      ({"%s", either("WRITE ", "READ ", u32(0)), "WRITE"}),
      ({"%s", either("WRITE ", "READ ", bit(22, u32(0))), "WRITE"}));
@@ -99,14 +105,10 @@ CASE(padded_name, "names of numbers bring their own blanks",
      ({"Src Type: %8s\n", named(two_names, u32(4))}),
      ({"Src Type: %s\n", named(two_names, u32(4))}));
 const void* padded_name_packed() { return &packed<padded_name>; }
-CASE(long_text, "the name or the value is too long",
+CASE(long_text, "the value is too long",
      ({"text         %s \n", text(0, 256)}),
      ({"text         %s \n", text(0, 255)}));
 const void* long_text_packed() { return &packed<long_text>; }
-CASE(long_groups, "the groups of a table have names of at most 255 characters",
-     ({"tx:\n", group(ALMOST_ALL THIRTY_TWO)}, {"rc %d\n", s32(0)}, {"rx:\n", group("rx")}, {"rc %d\n", s32(4)}),
-     ({"tx:\n", group(ALMOST_ALL)}, {"rc %d\n", s32(0)}, {"rx:\n", group("rx")}, {"rc %d\n", s32(4)}));
-const void* long_groups_packed() { return &packed<long_groups>; }
 
 // ---- A table and its layouts ----
 CASE(missing_column, "an offset column is missing or one too many",
@@ -142,6 +144,10 @@ CASE(same_name_twice, "another value of the group has this name",
      ({"recover      %d\n", u8(33)}, {"Port Error Info\n"}, {"recover      %d\n", u8(62)}),
      ({"recover      %d\n", u8(33)}, {"Port Error Info\n", group("port")}, {"recover      %d\n", u8(62)}));
 static_assert(sound({same_name_twice}, {96}));
+CASE(same_key_twice, "another value of the group has this name",
+     ({"TX Data: %d\n", u8(33)}, {"tx/data: %d\n", u8(62)}),
+     ({"TX Data: %d\n", u8(33)}, {"RX Data: %d\n", u8(62)}));
+static_assert(sound({same_key_twice}, {96}));
 CASE(forgotten_bytes, "unread",
      ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(2)}),
      ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(1)}));

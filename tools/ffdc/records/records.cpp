@@ -31,33 +31,9 @@ int parse_type(const std::string& text) {
     throw Fatal("--type: expected a code or one of " + valid + ", found '" + text + "'");
 }
 
-// "TX Header/Command 0" becomes "tx_header_command_0"; of a group, the dots between its parts stay.
-std::string snake_case(std::string_view name, bool is_group = false) {
-    std::string snake;
-    const auto end_word = [&] {
-        if (snake.ends_with('_')) snake.pop_back();
-    };
-    for (const char c : name) {
-        const char lower = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c;
-        if ((lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9')) {
-            snake += lower;
-        } else if (c == '.' && is_group) {
-            end_word();
-            snake += '.';
-        } else if (!snake.empty() && snake.back() != '_' && snake.back() != '.') {
-            snake += '_';
-        }
-    }
-    end_word();
-    return snake;
-}
-
 }  // namespace
 
-const char* state_name(int state) {
-    constexpr const char* names[] = {"ok", "short", "size_mismatch", "unknown_version", "unknown_type", "damaged"};
-    return names[state];
-}
+const char* state_name(int state) { return state == damaged ? "damaged" : dd_ffdc_state_name(state); }
 
 std::string type_name(int type) {
     const char* const name = dd_ffdc_type_name(type);
@@ -141,8 +117,11 @@ int values_of(const Entry& entry, std::vector<Value>& values) {
             if (v.kind == DD_FFDC_UNSHOWN) return unshown(v.offset, v.size);
             const std::size_t begin = std::min<std::size_t>(v.offset, record.size());
             const Bytes bytes = record.subspan(begin, std::min<std::size_t>(v.size, record.size() - begin));
-            values.push_back({snake_case(v.group, true), snake_case(v.name), v.index, v.offset, v.size, v.kind,
-                              v.missing != 0, v.number, std::string(v.text ? v.text : "", v.text_length), bytes});
+            char buffer[DD_FFDC_VALUE_ROOM];
+            std::size_t length;
+            const char* const text = dd_ffdc_value_text(&v, buffer, &length);
+            values.push_back({v.group, v.name, v.index, v.offset, v.size, v.kind, v.missing != 0, v.number,
+                              std::string(text, length), bytes});
             if (v.missing && !bytes.empty()) {
                 unshown(begin, bytes.size());
             } else if (v.kind == DD_FFDC_TEXT) {

@@ -57,7 +57,7 @@ struct Trouble {
 };
 Trouble trouble_of(const Entry& entry, int state);
 
-// One value of a record, as dd_ffdc_values tells it, but named in snake case, with the bytes of it that are there.
+// One value of a record, as dd_ffdc_values tells it, with the bytes of it that are there.
 // Bytes that no value gives back (unshown ones, those behind the NUL of a text, those of a value that is cut) are
 // values of kind DD_FFDC_UNSHOWN.
 struct Value {
