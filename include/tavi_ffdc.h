@@ -160,8 +160,8 @@ enum dd_ffdc_step {
  * byte is part of exactly one; only that of DD_FFDC_NO_NEXT has none. Damage reaches to the next plausible record (see
  * dd_ffdc_find) or to the end of the area. Nothing outside the area is read, and all steps together take time in
  * proportion to its size, whatever it holds.
- * A record's size is believed when it leads on: to a magic, or to the end of the area from a record that is not chained.
- * One that leads nowhere is believed, too, unless a plausible record begins inside: then this one is cut, and ends there.
+ * The size of a plausible record is believed when it leads on: to a magic, or to the end of the area if the record is not
+ * chained. Any other is believed, too, unless a plausible record begins inside: then this one is cut, and ends there.
  * To judge one place, such as dd_ffdc_find finds, set `next` to it. What is told of a record needs no byte that is
  * DD_FFDC_LOOKAHEAD or more behind its first. So an area can be walked through in parts, too: a record with that many
  * bytes behind it is judged as in the whole area, and so is damage that ends with that many behind its end. */

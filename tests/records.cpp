@@ -256,9 +256,10 @@ std::vector<Step> walk(const std::uint8_t* area, std::size_t size) {
         const int says = size - at < 42 ? 0 : dd_ffdc_chain_size(as_record(area + at));
         const std::size_t end = at + static_cast<std::size_t>(std::max(says, 0));
         const bool whole = says >= 42 && end <= size;
-        const bool leads_on = whole && (end == size ? std::memcmp(as_record(area + at)->chained, "\0\0\0", 4) == 0
-                                                    : std::memcmp(area + end, "\xff\xdc\xff\xdc",
-                                                                  std::min<std::size_t>(size - end, 4)) == 0);
+        const std::size_t tail = std::min<std::size_t>(size - std::min(end, size), 4);
+        const bool leads_on = whole && dd_ffdc_find(area, size, at) == at &&
+                              (tail == 0 ? std::memcmp(as_record(area + at)->chained, "\0\0\0", 4)
+                                         : std::memcmp(area + end, "\xff\xdc\xff\xdc", tail)) == 0;
         const std::size_t other = dd_ffdc_find(area, size, at + 1);
         if (result == DD_FFDC_RECORD) {
             CHECK((whole && cursor.next == end));
@@ -324,6 +325,11 @@ TEST_CASE("steps through an area") {
          "cut 0, record 60, end 120"},
         {"a size that is too small", joined({sized(60, {.size = 50}), second}),
          "record 0, no magic 50, record 60, end 120"},
+        {"an implausible record that reaches over one",
+         joined({second, sized(60, {.size = 160, .head_version = 2}), first, second}),
+         "record 0, cut 60, record 120, record 220, end 280"},
+        {"an implausible record", joined({second, sized(60, {.head_version = 2}), second}),
+         "record 0, record 60, record 120, end 180"},
         {"chained to a broken magic", joined({first, sized(60, {.magic = 0xffdcffdd}), second}),
          "record 0, no magic 100, record 160, end 220"},
         {"a header that ends in a header", joined({stub, after_stub, second}), "cut 0, record 14, record 74, end 134"},

@@ -71,9 +71,9 @@ int next(const std::uint8_t* area, std::size_t size, dd_ffdc_cursor& cursor) {
     if (length < header_size) return damage(DD_FFDC_BAD_SIZE);
     if (length > size - at) return damage(DD_FFDC_CUT);
 
+    // A size that leads nowhere is wrong if a plausible record stands in its way, and so is that of an implausible one.
     const bool leads_on = end == size ? word(record.chained) == 0 : begins(area, size, end);
-    // A size that leads nowhere is wrong if another record stands in its way.
-    cursor.next = leads_on ? end : find(area, size, at + 1, end);
+    cursor.next = leads_on && plausible(area, size, at) ? end : find(area, size, at + 1, end);
     if (cursor.next < end) return DD_FFDC_CUT;
     cursor.chained = word(record.chained) != 0;
     return DD_FFDC_RECORD;
