@@ -63,105 +63,92 @@ inline char* put_hex(char* out, const std::uint8_t* p) {
     return out + 2 * n;
 }
 
-// Eight digits in the bytes of a number, the first one in the highest, without '0' added.
-inline std::uint64_t hex_eight(std::uint32_t v) {
-    std::uint64_t x = std::uint64_t{v >> 16} << 32 | (v & 0xffff);
-    x = (x | x << 8) & 0x00ff00ff00ff00ff;
-    return (x | x << 4) & 0x0f0f0f0f0f0f0f0f;
-}
-// Of a number below 100000000: four digits in each half, then two in each quarter, then one in each byte.
-inline std::uint64_t decimal_eight(std::uint32_t v) {
-    std::uint64_t x = std::uint64_t{v / 10000} << 32 | v % 10000;
-    const std::uint64_t hundreds = (x * 10486 >> 20) & 0x0000007f0000007f;
-    x = hundreds << 16 | (x - 100 * hundreds);
-    const std::uint64_t tens = (x * 103 >> 10) & 0x000f000f000f000f;
-    return tens << 8 | (x - 10 * tens);
-}
-
-// Their characters.
-inline std::uint64_t decimal_characters(std::uint64_t digits) { return digits + 0x3030303030303030; }
-template <char ten>  // in lower or upper case
-inline std::uint64_t hex_characters(std::uint64_t digits) {
-    constexpr std::uint64_t ones = 0x0101010101010101;
-    const std::uint64_t letters = (digits + 6 * ones) >> 4 & ones;
-    return digits + '0' * ones + letters * (ten - 10 - '0');
-}
-
-inline void put_eight(char* out, std::uint64_t characters) {
-    if constexpr (std::endian::native == std::endian::little) characters = __builtin_bswap64(characters);
-    std::memcpy(out, &characters, 8);
-}
-inline int leading_zeros(std::uint64_t digits) { return std::countl_zero(digits | 1) / 8; }
-
-// The decimal digits of a byte, and how many they are.
-struct Small {
+// The digits of the numbers below 1000, and how many zeros stand in front.
+struct Three {
     char digits[3];
-    char size;
+    std::uint8_t zeros;
 };
-inline constexpr std::array<Small, 256> small_numbers = [] {
-    std::array<Small, 256> all{};
-    for (int i = 0; i < 256; ++i) {
-        int size = 0;
-        for (int power : {100, 10, 1})
-            if (i >= power || power == 1) all[std::size_t(i)].digits[size++] = static_cast<char>('0' + i / power % 10);
-        all[std::size_t(i)].size = static_cast<char>(size);
+inline constexpr std::array<Three, 1000> threes = [] {
+    std::array<Three, 1000> all{};
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        std::size_t power = 100;
+        for (char& digit : all[i].digits) digit = static_cast<char>('0' + i / power % 10), power /= 10;
+        all[i].zeros = i < 10 ? 2 : i < 100 ? 1 : 0;
     }
     return all;
 }();
 
-// The numbers below write eight characters at a time: up to seven more than they return.
+// The numbers below write in steps of four or eight characters: up to seven more than they return.
 
-// Without zeros in front; a zero has one digit.
-inline char* put_shortest(char* out, std::uint64_t digits, std::uint64_t characters) {
-    const int zeros = leading_zeros(digits);
-    put_eight(out, characters << 8 * zeros);
-    return out + 8 - zeros;
+// All three digits of a number below 1000; or without zeros in front, but for the last digit.
+inline char* put_three(char* out, std::uint32_t v) {
+    std::memcpy(out, &threes[v], 4);
+    return out + 3;
 }
-// At least `width` characters, which are at most eight: zeros behind the sign, or blanks before it.
-inline char* put_padded(char* out, std::uint64_t digits, std::uint64_t characters, bool negative, int width,
-                        bool zero) {
-    const int zeros = leading_zeros(digits), missing = std::max(width - negative - (8 - zeros), 0);
-    put_eight(out, 0x2020202020202020);
-    if (!zero) out += missing;
-    *out = '-';
-    out += negative;
-    const int cut = zero ? zeros - missing : zeros;
-    put_eight(out, characters << 8 * cut);
-    return out + 8 - cut;
+inline char* put_small_number(char* out, std::uint32_t v) {
+    const std::size_t zeros = threes[v].zeros;
+    std::memcpy(out, reinterpret_cast<const char*>(threes.data()) + v * sizeof(Three) + zeros, 4);
+    return out + 3 - zeros;
 }
-
-template <char ten>
-inline char* put_hex_number(char* out, std::uint32_t v) {
-    const std::uint64_t digits = hex_eight(v);
-    return put_shortest(out, digits, hex_characters<ten>(digits));
-}
-
-inline char* put_small_number(char* out, std::uint8_t v) {
-    std::memcpy(out, &small_numbers[v], 4);
-    return out + small_numbers[v].size;
-}
-
-inline constexpr std::uint32_t eight_digits = 100000000;  // numbers below it have no more
+inline char* put_six(char* out, std::uint32_t v) { return put_three(put_three(out, v / 1000), v % 1000); }
 
 inline char* put_decimal_number(char* out, std::uint32_t v) {
-    if (v < eight_digits) {
-        const std::uint64_t digits = decimal_eight(v);
-        return put_shortest(out, digits, decimal_characters(digits));
+    if (v < 1000) return put_small_number(out, v);
+    const std::uint32_t thousands = v / 1000;
+    if (thousands < 1000) return put_three(put_small_number(out, thousands), v % 1000);
+    const std::uint32_t millions = v / 1000000;
+    if (millions < 1000) {
+        out = put_small_number(out, millions);
+    } else {
+        out = put_three(put_small_number(out, millions / 1000), millions % 1000);
     }
-    const std::uint32_t high = v / eight_digits;  // 1 to 42
-    const bool two = high >= 10;
-    out[0] = static_cast<char>('0' + high / 10);
-    out[two] = static_cast<char>('0' + high % 10);
-    put_eight(out + 1 + two, decimal_characters(decimal_eight(v % eight_digits)));
-    return out + 9 + two;
+    return put_six(out, v % 1000000);
 }
 [[gnu::noinline]] inline char* put_decimal_number(char* out, std::uint64_t v) {
     // 32-bit machines divide by calling a function: once for both results.
-    const std::uint64_t high = v / eight_digits;
+    constexpr std::uint32_t nine_digits = 1000000000;
+    const std::uint64_t high = v / nine_digits;
     if (high == 0) return put_decimal_number(out, static_cast<std::uint32_t>(v));
     out = put_decimal_number(out, high);
-    put_eight(out, decimal_characters(decimal_eight(static_cast<std::uint32_t>(v - high * eight_digits))));
-    return out + 8;
+    const auto low = static_cast<std::uint32_t>(v - high * nine_digits);
+    return put_six(put_three(out, low / 1000000), low % 1000000);
+}
+
+inline int hex_digits_of(std::uint32_t v) { return 8 - std::countl_zero(v | 1) / 4; }
+
+// Without zeros in front; a zero has one digit.
+template <char ten>
+inline char* put_hex_number(char* out, std::uint32_t v) {
+    const int digits = hex_digits_of(v);
+    const std::uint32_t bytes = std::endian::native == std::endian::little ? __builtin_bswap32(v) : v;
+    std::uint64_t characters;  // in the order of memory
+#if defined(__SSE2__)
+    const __m128i all = hex_digits<ten>(_mm_cvtsi32_si128(static_cast<int>(bytes)));
+    characters = static_cast<std::uint64_t>(_mm_cvtsi128_si64(all));
+#else
+    std::uint8_t each[4];
+    char all[8];
+    std::memcpy(each, &bytes, 4);
+    put_hex<ten, 4>(all, each);
+    std::memcpy(&characters, all, 8);
+#endif
+    const int zeros = 8 * (8 - digits);
+    characters = std::endian::native == std::endian::little ? characters >> zeros : characters << zeros;
+    std::memcpy(out, &characters, 8);
+    return out + digits;
+}
+
+// What stands before the digits of a number that has at least `width` characters, at most eight: zeros behind the sign,
+// or blanks before it.
+inline char* put_padding(char* out, int digits, bool negative, int width, bool zero) {
+    const int missing = std::max(width - negative - digits, 0);
+    *out = '-';
+    if (zero) out += negative;
+    std::memset(out, zero ? '0' : ' ', 8);
+    out += missing;
+    if (zero) return out;
+    *out = '-';
+    return out + negative;
 }
 
 }  // namespace ffdc

@@ -76,9 +76,8 @@ inline void put_hex_run(char* out, const std::uint8_t* p, std::size_t n, std::si
 template <char ten>
 char* put_hexadecimal(char* out, std::uint8_t width_and_flags, std::uint32_t v) {
     if ((width_and_flags & Op::prefix) != 0 && v != 0) out = static_cast<char*>(std::memcpy(out, "0x", 2)) + 2;
-    const std::uint64_t digits = hex_eight(v);
-    return put_padded(out, digits, hex_characters<ten>(digits), false, width_and_flags & Op::width_bits,
-                      (width_and_flags & Op::zero) != 0);
+    out = put_padding(out, hex_digits_of(v), false, width_and_flags & Op::width_bits, (width_and_flags & Op::zero) != 0);
+    return put_hex_number<ten>(out, v);
 }
 
 inline char* put_signed(char* out, std::int32_t v) {
@@ -92,13 +91,11 @@ char* put_decimal(char* out, const Op& op, std::uint64_t v) {
         op.show == Show::decimal && (wide ? static_cast<std::int64_t>(v) : static_cast<std::int32_t>(v)) < 0;
     if (negative) v = 0 - v;
     if (!wide) v = static_cast<std::uint32_t>(v);
-    if (v < eight_digits) {
-        const std::uint64_t digits = decimal_eight(static_cast<std::uint32_t>(v));
-        return put_padded(out, digits, decimal_characters(digits), negative, op.argument & Op::width_bits,
-                          (op.argument & Op::zero) != 0);
-    }
-    *out = '-';
-    return put_decimal_number(out + negative, v);
+    char digits[32];
+    const auto n = static_cast<int>(put_decimal_number(digits, v) - digits);
+    out = put_padding(out, n, negative, op.argument & Op::width_bits, (op.argument & Op::zero) != 0);
+    std::memcpy(out, digits, 24);
+    return out + n;
 }
 
 inline char* put_pointer(char* out, std::uint32_t v) {
@@ -152,7 +149,7 @@ inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const Text
         case Show::HEX2: return put_hex<'A', 2>(out, p);
         case Show::HEX4: return put_hex<'A', 4>(out, p);
         case Show::HEX8: return put_hex<'A', 8>(out, p);
-        case Show::plain_u8: return put_small_number(out, *p & op.mask);
+        case Show::plain_u8: return put_small_number(out, *p & std::uint32_t{op.mask});
         case Show::plain_bcd: {
             const auto v = static_cast<std::uint8_t>(number(op, p));
             *out = '0';
