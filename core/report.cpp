@@ -54,10 +54,9 @@ inline std::int64_t number_of(const Op& op, const Label& label, const std::uint8
 }
 
 // Text to be followed by more of it, in steps that need no call: up to 32 characters more than asked for.
-template <std::size_t first>
 inline void copy(char* out, const char* s, std::size_t n) {
-    std::memcpy(out, s, first);
-    for (std::size_t i = first; i < n; i += 32) std::memcpy(out + i, s + i, 32);
+    std::memcpy(out, s, 32);
+    for (std::size_t i = 32; i < n; i += 32) std::memcpy(out + i, s + i, 32);
 }
 
 // `n` words as digits, `step` characters and `stride` bytes apart.
@@ -114,7 +113,7 @@ char* put_invalid(char* out, std::uint32_t v) {
 // The entry of a packed name: its length stands before it.
 inline char* put_entry(char* out, const char* entry) {
     const auto n = static_cast<std::uint8_t>(*entry);
-    copy<32>(out, entry + 1, n);
+    copy(out, entry + 1, n);
     return out + n;
 }
 
@@ -182,7 +181,7 @@ inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const Text
     const Texts texts = {table.names(), table.text()};
     char* at = out.end();
     for (; op != end; ++op) {
-        if (op->copies != 0) copy<16>(at, texts.text + *chunk++, 16 * op->copies);
+        if (op->copies != 0) copy(at, texts.text + *chunk++, 16 * op->copies);
         at += op->literal;
         if (op->show == Show::hex4) {
             const std::size_t step = op->gap() + 8;
@@ -345,9 +344,13 @@ inline void Report::tell(const dd_ffdc_value& value) const {
 
 std::uint64_t Report::number_at(std::size_t at, std::size_t width) const {
     if (!payload.has(at, width)) return 0;
-    std::uint64_t v = 0;
-    for (std::size_t i = 0; i < width; ++i) v = v << 8 | payload.data[at + i];
-    return v;
+    const std::uint8_t* const p = payload.data + at;
+    switch (width) {
+        case 1: return *p;
+        case 2: return load<std::uint16_t>(p);
+        case 4: return load<std::uint32_t>(p);
+        default: return load<std::uint64_t>(p);
+    }
 }
 
 // A value that no table has.

@@ -42,7 +42,7 @@ enum class Show : std::uint8_t {
 enum class Load : std::uint8_t { u8, u16, u32, u64, s16, s32, bcd, bit };
 
 // Characters of a value that always has the same number of them, else 0.
-inline constexpr std::uint8_t hole[32] = {0, 2, 4, 8, 16, 2, 4, 8, 16};
+inline constexpr std::uint8_t hole[32] = {0, 2, 4, 8, 16, 2, 4, 8, 16, 0, 0, 0, 0, 1};
 constexpr std::size_t hole_of(Show show) { return hole[static_cast<std::size_t>(show)]; }
 
 // One step: `literal` characters, then the value at `at`. The table's text has holes where values of fixed width go, so
