@@ -33,8 +33,8 @@ const std::vector<Kind> kinds = {
     {"IOMUX 0x0100", FFDC_TYPE_IOMUX, 0x0100, 149, {{52, 1, 0, 1}}},
     {"DPSS", FFDC_TYPE_DPSS, 1, 30, {}},
     {"MTDCRAM v1", FFDC_TYPE_MTDCRAM, 1, 20, {{0, 4, 0, 1}}},
-    {"dump 4 KiB", 99, 0, 4096, {}},
-    {"dump 14 KiB", 99, 0, 14336, {}},
+    {"dump 4 KiB", no_type, 0, 4096, {}},
+    {"dump 14 KiB", no_type, 0, 14336, {}},
 };
 
 namespace {

@@ -34,6 +34,7 @@ struct Kind {
 // FSI, DMA, PSI, mailbox and IIC come first; then the other types with a layout; then two sizes of raw dump.
 extern const std::vector<Kind> kinds;
 constexpr std::size_t first_kinds = 5, dumps = 2;
+constexpr int no_type = 99;  // has no decoder: its records are shown raw
 
 using Random = std::mt19937;
 

@@ -86,6 +86,53 @@ __attribute__((format(printf, 2, 3))) void put_counting_all(Text& text, const ch
     va_end(arguments);
 }
 
+int dump(const void* data, int length, char* out, int room) {
+    if (length < 1 || data == nullptr || out == nullptr) {
+        return 0;
+    }
+    const Bytes bytes = static_cast<Bytes>(data);
+    const int words = length / 4;
+    char hex[64] = "";
+    char characters[32] = "";
+    int hex_length = 0;
+    int character_count = 0;
+    unsigned long offset = 0;
+    int written = 0;
+
+    for (int i = 0; i < words; i++) {
+        hex_length += std::snprintf(hex + hex_length, sizeof hex - static_cast<std::size_t>(hex_length), "%08x ",
+                                    u32(bytes, 4 * i));
+        for (int j = 4 * i; j < 4 * i + 4; j++) {
+            characters[character_count++] = std::isprint(bytes[j]) != 0 ? static_cast<char>(bytes[j]) : '.';
+        }
+        if ((i + 1) % 4 == 0) {
+            written += std::snprintf(out + written, static_cast<std::size_t>(room - written), "%08lx [%s] [%s]\n",
+                                     offset, hex, characters);
+            offset += 16;
+            std::memset(hex, 0, sizeof hex);
+            std::memset(characters, 0, sizeof characters);
+            hex_length = 0;
+            character_count = 0;
+        }
+        // The next line needs 67 characters and its NUL.
+        if (room - written <= 69) {
+            return written;
+        }
+    }
+    if (words % 4 != 0) {
+        for (int i = words % 4; i < 4; i++) {
+            hex_length +=
+                std::snprintf(hex + hex_length, sizeof hex - static_cast<std::size_t>(hex_length), "%08x ", 0U);
+            character_count +=
+                std::snprintf(characters + character_count,
+                              sizeof characters - static_cast<std::size_t>(character_count), "%4.4s", "....");
+        }
+        written += std::snprintf(out + written, static_cast<std::size_t>(room - written), "%08lx [%s] [%s]\n", offset,
+                                 hex, characters);
+    }
+    return written;
+}
+
 void put_dump(Text& text, Bytes data, int length) {
     const int left = text.left();
     if (left > 0) {
@@ -196,47 +243,6 @@ void dma(Text& text, Bytes payload, std::uint32_t version, int length) {
     }
 }
 
-// --- Host DMA ---
-
-const char* hdma_source(std::uint32_t source) {
-    switch (source) {
-        case 208: return "WRITE";
-        case 209: return "READ";
-        case 210: return "AIO";
-        default: return "INVALID";
-    }
-}
-
-void hdma(Text& text, Bytes p, std::uint32_t version, int length) {
-    static const char* const error_types[] = {
-        "Invalid",         "Unknown",       "Checkstop",        "Link down",  "VEK-1 DMA Not Enabled",
-        "CEC Not enabled", "HW Protocol",   "HW SUE",           "HW Timeout", "HW Error",
-        "SW Timeout",      "Address error", "TCE Extent error", "Page Fault", "Scatter Gather/DMA setup bug",
-        "Cancel"};
-    if (version != 256) {
-        put_unrecognized(text, version, p, length);
-        return;
-    }
-    if (length != 40) {
-        put_wrong_size(text, 40, p, length);
-        return;
-    }
-    put_counting_all(text, "FFDC for Host DMA:\n");
-    put_counting_all(text, "\tErr Type:         %s\n", Name(error_types, u32(p, 4)).text);
-    put_counting_all(text, "\tRC:               %08d\n", s32(p, 12));
-    put_counting_all(text, "\tConfig Flags:     %08x\n", u32(p, 0));
-    put_counting_all(text, "\tnum_ops:          %08x\n", u32(p, 8));
-    if (u32(p, 16) == 0) {
-        put_counting_all(text, "\tUser pointer:     (nil)\n");
-    } else {
-        put_counting_all(text, "\tUser pointer:     0x%x\n", u32(p, 16));
-    }
-    put_counting_all(text, "\tDest/Source:      %016llx\n", u64(p, 20));
-    put_counting_all(text, "\tLength:           %08x\n", u32(p, 28));
-    put_counting_all(text, "\tDMA Flags:        %08x\n", u32(p, 32));
-    put_counting_all(text, "\tDMA source:       %s\n", hdma_source(u32(p, 36)));
-}
-
 // --- FSI ---
 
 void put_fsi_slave_error(Text& text, Bytes p) {
@@ -273,186 +279,6 @@ void fsi(Text& text, Bytes p) {
     put(text, "recover      %d\n", u8(p, 62));
     put(text, "Slave Error - in struct port Info\n");
     put_fsi_slave_error(text, p + 64);
-}
-
-// The FSI block of a SCAN or SCOM payload. Its count comes first, so the text is rendered aside.
-void put_fsi_block(Text& text, Bytes block) {
-    put(text, "and now fsi data \n");
-    char* const scratch = static_cast<char*>(std::malloc(fsi_scratch_size));
-    if (scratch == nullptr) {
-        put(text, "fsidata len 0\n");
-        return;
-    }
-    Text fsi_text{scratch, fsi_scratch_size};
-    fsi(fsi_text, block);
-    put(text, "fsidata len %d\n", fsi_text.count);
-    put(text, "%s", scratch);
-    std::free(scratch);
-}
-
-void put_engine_location(Text& text, int link, int cfam, int engine) {
-    put(text, "link         0x%08x\n", static_cast<unsigned>(link));
-    put(text, "cfam         0x%08x\n", static_cast<unsigned>(cfam));
-    put(text, "engine       0x%08x\n", static_cast<unsigned>(engine));
-}
-
-void put_extra_data(Text& text, Bytes data) {
-    put(text, "extra Data:\n");
-    for (int i = 0; i < 10; i++) {
-        put(text, "data: 0x%08x \n", u32(data, 4 * i));
-    }
-}
-
-// --- SCAN ---
-
-void scan_bulk(Text& text, Bytes p) {
-    put(text, "scan bulk ffdc data v05\n");
-    put(text, "ffdc version : 0x%08x\n", u32(p, 0));
-    put(text, "link : 0x%08x\n", static_cast<unsigned>(u16(p, 16)));
-    put(text, "cfam : 0x%08x\n", static_cast<unsigned>(u16(p, 18)));
-    put(text, "engine : 0x%08x\n", static_cast<unsigned>(u16(p, 20)));
-    put(text, "status  : 0x%08x\n\n", u32(p, 8));
-    put(text, "rc : 0x%08x\n", u32(p, 12));
-    put(text, "remaining size : %u\n", u32(p, 24));
-    put(text, "last executed operation : %u\n", u32(p, 28));
-}
-
-void scan(Text& text, Bytes p, std::uint32_t version, int length) {
-    if (version == 5) {
-        scan_bulk(text, p);
-        return;
-    }
-    if (version < 1 || version > 5) {
-        put_unrecognized(text, version, p, length);
-        return;
-    }
-    // Version 4 has a fel word at 16; everything behind it moves up.
-    const int moved = version == 4 ? 4 : 0;
-    put(text, "SCAN FFDC Data v%02u\n", version);
-    put(text, "ffdc version 0x%08x\n", u32(p, 0));
-    if (version >= 2) {
-        put_engine_location(text, s16(p, 128 + moved), s16(p, 130 + moved), s16(p, 132 + moved));
-    }
-    put(text, "status       0x%08x\n", u32(p, 8));
-    put(text, "ext Status   0x%08x\n", u32(p, 12));
-    if (version == 4) {
-        put(text, "fel          0x%08x\n", u32(p, 16));
-    }
-    put(text, "func rc      %d \n", s32(p, 16 + moved));
-    put_pointer(text, "address      ", u32(p, 60 + moved), " \n");
-    put(text, "haveLbus     %d \n", s32(p, 4));
-    put(text, "text         %.64s \n", chars(p, 64 + moved));
-    if (version >= 3) {
-        put(text, "status       0x%08x\n", u32(p, 8));
-        put(text, "pibErr1      0x%08x\n", u32(p, 136 + moved));
-        put(text, "pibErr2      0x%08x\n", u32(p, 140 + moved));
-    }
-    put_extra_data(text, p + 20 + moved);
-    if (version == 1) {
-        put_fsi_block(text, p + 136);
-    }
-}
-
-// --- SCOM ---
-
-void scom(Text& text, Bytes p, std::uint32_t version, int length) {
-    if (version < 1 || version > 4) {
-        put_unrecognized(text, version, p, length);
-        return;
-    }
-    // The general-purpose words stand at 16: none in version 1, two in version 2, one in versions 3 and 4.
-    const int moved = version == 1 ? 0 : version == 2 ? 8 : 4;
-    put(text, "SCOM FFDC Data v%02u\n", version);
-    put(text, "ffdc version 0x%08x\n", u32(p, 0));
-    if (version == 4) {
-        put_engine_location(text, s16(p, 136), s16(p, 138), s16(p, 140));
-    }
-    put(text, "status       0x%08x\n", u32(p, 4));
-    put(text, "true reg     0x%08x\n", u32(p, 8));
-    put(text, "comp reg     0x%08x\n", u32(p, 12));
-    if (version >= 2) {
-        put(text, "gp1 reg      0x%08x\n", u32(p, 16));
-    }
-    if (version == 2) {
-        put(text, "gp2 reg      0x%08x\n", u32(p, 20));
-    }
-    put(text, "func rc      %d \n", s32(p, 16 + moved));
-    put_pointer(text, "address      ", u32(p, 60 + moved), " \n");
-    put(text, "haveLbus     %d \n", s32(p, 64 + moved));
-    put(text, "text         %.64s \n", chars(p, 68 + moved));
-    put_extra_data(text, p + 20 + moved);
-    if (version <= 3) {
-        put_fsi_block(text, p + 140 + moved);
-    }
-}
-
-// --- JTAG ---
-
-void jtag(Text& text, Bytes p, std::uint32_t version, int length) {
-    put(text, "\nFILE LOCATION INFO:\n");
-    if (u32(p, 0) == 0x1A000000) {
-        put(text, "File: jtag\n");
-    } else {
-        put(text, "File ID: 0x%x\n", u32(p, 0));
-    }
-    put(text, "Line: %d\n", u16(p, 4));
-    put(text, "Return code: %d\n", s32(p, 8));
-
-    put(text, "\nENGINE INFO:\n");
-    put(text, "Engine location: link=%d cfam=%d engine=%d\n", u8(p, 13), u8(p, 14), u8(p, 15));
-    put(text, "Virtual address: 0x%x\n", u32(p, 16));
-    if (u8(p, 20) == 0x11) {
-        put(text, "Model: VEK1 ");
-    } else {
-        put(text, "Model: 0x%x ", static_cast<unsigned>(u8(p, 20)));
-    }
-    put(text, "Revision: 0x%x\n", static_cast<unsigned>(u8(p, 21)));
-    put(text, "IRQ: %d\n", s32(p, 24));
-    put(text, "Lock process: %d(%.16s)\n", s32(p, 28), chars(p, 32));
-    if (version >= 2) {
-        put(text, "Lock fd: %d\n", s32(p, 308));
-    }
-    put(text, "Local bus speed: %u\n", u32(p, 48));
-    if (version >= 3) {
-        put(text, "Flags: 0x%x (%s)\n", u32(p, 332), bit(u32(p, 332), 0) ? "FFDC " : "");
-        put(text, "Magic: 0x%x (%s)\n", u32(p, 336), u32(p, 336) == 0xFEEDB0BB ? "GOOD" : "BAD");
-    }
-
-    if (u8(p, 52) != 0) {
-        put(text, "\nENGINE REGISTERS (%d valid):", u8(p, 52));
-        for (int i = 0; i < 47; i++) {
-            if (i % 4 == 0) {
-                put(text, "\n%08x: ", static_cast<unsigned>(4 * i));
-            }
-            put(text, "%08x ", u32(p, 56 + 4 * i));
-        }
-        put(text, "\n");
-    }
-    if (version >= 3) {
-        put(text, "\nREGISTER CACHE:\n");
-        put(text, "%08x %08x %08x %08x %08x \n", u32(p, 312), u32(p, 316), u32(p, 320), u32(p, 324), u32(p, 328));
-    }
-    if (u8(p, 244) == 1) {
-        put(text, "\nCHAIN STRUCT INFO:\n");
-        put(text, "Chain: 0x%x/0x%x/0x%x/0x%x\n", u32(p, 248), u32(p, 252), u32(p, 256), u32(p, 260));
-        put(text, "Shift speed: %d MHz\n", s32(p, 264));
-        if (u32(p, 268) != 0) {
-            put(text, "Mux mask: 0x%x", u32(p, 268));
-        }
-        put(text, "data/bypass/crc length: %d/%d/%d\n", s32(p, 272), s32(p, 276), s32(p, 280));
-        put(text, "Shift mode (0 = storage): %d\n", s32(p, 284));
-    }
-
-    put(text, "Error-specific data: 0x%x 0x%x 0x%x 0x%x 0x%x\n", u32(p, 288), u32(p, 292), u32(p, 296), u32(p, 300),
-        u32(p, 304));
-    if (version >= 4) {
-        put(text, "jtagerr trace:\n");
-        put_dump(text, p + 340, 256);
-    }
-    if (version >= 5) {
-        put(text, "\nUnknown FFDC version %d -- Raw FFDC:\n", static_cast<int>(version));
-        put_dump(text, p, length);
-    }
 }
 
 // --- IIC ---
@@ -898,423 +724,17 @@ void mbox(Text& text, Bytes p, std::uint32_t version, int length) {
     }
 }
 
-// --- UART driver and serial ports ---
-
-void put_kb(Text& text, Bytes kb) {
-    const std::uint32_t errors = u32(kb, 12);
-    put(text, "kb: flags[%08x] errors[%08x] count[%d] head[%d] tail[%d] size[%d]\n", u32(kb, 0), errors, u16(kb, 4),
-        u16(kb, 6), u16(kb, 8), u16(kb, 10));
-    if (bit(errors, 16)) {
-        put(text, "\t\t\tLRC error\n");
-    }
-    if (bit(errors, 17)) {
-        put(text, "\t\t\tCRC error\n");
-    }
-    if (bit(errors, 18)) {
-        put(text, "\t\t\tRX FRAMING error\n");
-    }
-    if (bit(errors, 19)) {
-        put(text, "\t\t\tRX OVERRUN error\n");
-    }
-    if (bit(errors, 20)) {
-        put(text, "\t\t\tRX UNDERFLOW error\n");
-    }
-    if (bit(errors, 21)) {
-        put(text, "\t\t\tRX PARITY error\n");
-    }
-    if (bit(errors, 22)) {
-        put(text, "\t\t\tRX MAX_LEN error\n");
-    }
-    if (bit(errors, 23)) {
-        put(text, "\t\t\tTX UNDERRUN error\n");
-        put(text, "\t\t\tTX PARITY error\n");
-    }
-    if (bit(errors, 24)) {
-        put(text, "\t\t\tNRT error\n");
-    }
-    if (bit(errors, 25)) {
-        put(text, "\t\t\tFSI error\n");
-    }
-}
-
-void put_uart_statistics(Text& text, Bytes p) {
-    // All bits set: the minimum was never updated.
-    const unsigned long long low = u64(p, 16) == ~0ULL ? 0 : u64(p, 16);
-    put(text, "  operation:%d  errors:%d  bytes:%d  low:%llu  avg:%llu  high:%llu\n", s32(p, 0), s32(p, 4), s32(p, 8),
-        low, u64(p, 24), u64(p, 32));
-}
-
-void uart(Text& text, Bytes p, std::uint32_t version, int length) {
-    if (version >= 8) {
-        put(text, "\nULO UART FFDC\n");
-        put(text, "V[0x%x] P[0x%x] fsi_rc[%d]\n\n", u32(p, 0), u32(p, 4), s32(p, 8));
-    } else {
-        put(text, "\nULO UART HW FFDC\n");
-        if (version >= 2) {
-            put(text, "drv ver[%.8s] ", chars(p, 72));
-        }
-        put(text, "rc[%d] file[%x] line[%d]\n", s32(p, 0), u32(p, 4), s16(p, 8));
-        put(text, "pid[%d] tgid[%d] proc_name[%.16s]\n", s32(p, 44), s32(p, 48), chars(p, 52));
-        put(text, "devnum[%x]\n", u32(p, 68));
-        if (version >= 2) {
-            put(text, "uart config:\n");
-            put(text, "  tx chunk size: %d\n", s32(p, 88));
-            put(text, "  rx chunk size: %d\n", s32(p, 92));
-            put(text, "  tx queue size: %d\n", s32(p, 96));
-            put(text, "  rx queue size: %d\n", s32(p, 100));
-            put(text, "  soft len max: %d\n", s32(p, 104));
-            put(text, "flags[%#x]\n", u32(p, 80));
-            put(text, "rx count[%d]\n", u8(p, 85));
-            put(text, "tx count[%d]\n", u8(p, 84));
-        }
-        put(text, "rx: ");
-        put_kb(text, p + 12);
-        put(text, "tx: ");
-        put_kb(text, p + 28);
-        if (version >= 2) {
-            put(text, "tx stats:\n");
-            put_uart_statistics(text, p + 112);
-            put(text, "rx stats:\n");
-            put_uart_statistics(text, p + 152);
-        }
-    }
-    put(text, "\n");
-    put_dump(text, p, length);
-}
-
-// The driver version text at the end of a payload has no size of its own.
-void put_last_driver_version(Text& text, Bytes p, int offset, int length) {
-    put(text, "drv ver[%.*s] ", length > offset ? length - offset : 0, chars(p, offset));
-}
-
-void put_capture_point(Text& text, std::int32_t rc, std::uint32_t file, int line) {
-    put(text, "rc[%d] file[%x] line[%d]\n", rc, file, line);
-}
-
-const char* const kor_names[] = {
-    "None",           "BIDI Parity",  "UNI Parity",   "FULL Parity",     "None",      "BIDI Mask",
-    "BIDI Latches",   "BIDI Alert",   "UNI Mask",     "UNI Latches",     "UNI Alert", "IRQ Mask",
-    "IRQ Conditions", "IRQ",          "Status",       "Extended Status", "FULL Mask", "FULL Latches",
-    "FULL Alert",     "RX Port",      "TX Port",      "RX Baud",         "TX Baud",   "RX Mode",
-    "TX Mode",        "RX Watermark", "TX Watermark", "SC Clock",        "SC Port"};
-
-const char* const wex_names[] = {"FIFO", "IER", "IIR", "FCR", "LCR", "MCR", "LSR", "SCR"};
-
-void alert(Text& text, Bytes p, std::uint32_t version, int length) {
-    put(text, "\nKOR ALERT FFDC\n");
-    if (version >= 2) {
-        put_last_driver_version(text, p, 104, length);
-    }
-    put_capture_point(text, s32(p, 0), u32(p, 4), s16(p, 8));
-    put(text, "devnum[%d]\n", s32(p, 20));
-    put(text, "count[%d]\n", s32(p, 24));
-    put(text, "flags[%08x]\n", u32(p, 28));
-    if (u8(p, 32) != 0) {
-        put(text, "\nKOR Alert Regs\n");
-        for (int i = 1; i <= 16; i++) {
-            put(text, "%15.15s: %08x\n", kor_names[i], u32(p, 36 + 4 * i));
-        }
-    }
-    put(text, "\n");
-    put_dump(text, p, length);
-}
-
-void kor_port(Text& text, Bytes p, std::uint32_t version, int length) {
-    put(text, "\nKOR UART FFDC\n");
-    if (version >= 2) {
-        put(text, "drv ver[%.8s] ", chars(p, 160));
-    }
-    put_capture_point(text, s32(p, 0), u32(p, 20), s16(p, 24));
-    put_kb(text, p + 4);
-    if (version >= 2) {
-        put(text, "last port change: rx[%llu] tx[%llu] ticks ago\n", u64(p, 144), u64(p, 152));
-    }
-    if (version >= 3) {
-        put(text, "sc_freq:%u\n", u32(p, 168));
-    }
-    if (u8(p, 26) != 0) {
-        put(text, "\nKOR UART Regs\n");
-        for (int i = 1; i <= 28; i++) {
-            put(text, "%15.15s: %08x\n", kor_names[i], u32(p, 28 + 4 * i));
-        }
-    }
-    put(text, "\n");
-    put_dump(text, p, length);
-}
-
-void put_wex_registers(Text& text, Bytes p, int offset) {
-    for (int i = 1; i <= 7; i++) {
-        put(text, "%4s:%02x\n", wex_names[i], static_cast<unsigned>(u8(p, offset + i)));
-    }
-}
-
-void wex_port(Text& text, Bytes p, std::uint32_t version, int length) {
-    put(text, "\nWEX UART FFDC\n");
-    if (version >= 2) {
-        put_last_driver_version(text, p, 37, length);
-    }
-    put_capture_point(text, s32(p, 0), u32(p, 4), s16(p, 8));
-    put_kb(text, p + 12);
-    if (u8(p, 28) != 0) {
-        put(text, "\nWEX UART Regs\n");
-        put_wex_registers(text, p, 28);
-    }
-    put(text, "\n");
-    put_dump(text, p, length);
-}
-
-void tam_port(Text& text, Bytes p, std::uint32_t version, int length) {
-    put(text, "\nTAM UART FFDC\n");
-    if (version >= 2) {
-        put_last_driver_version(text, p, 112, length);
-    }
-    put_capture_point(text, s32(p, 0), u32(p, 4), s16(p, 8));
-    put_kb(text, p + 12);
-    if (u8(p, 28) != 0) {
-        put(text, "\nTAM UART Regs\n");
-        put(text, "  status: %02x\n", static_cast<unsigned>(u8(p, 33)));
-        put(text, "  parms: %08x\n", u32(p, 34));
-        put(text, "  timeout: %08x\n", u32(p, 38));
-        put(text, "  mrl: %08x\n", u32(p, 42));
-        put(text, "  mrd: %08x\n", u32(p, 46));
-        put(text, "  xmit: %08x\n", u32(p, 50));
-        put(text, "  recv: %08x\n", u32(p, 54));
-        put(text, "  len: %08x\n", u32(p, 58));
-        put(text, "  pivot: %08x\n", u32(p, 62));
-        put(text, "  trans_ctl: %08x\n", u32(p, 66));
-        put(text, "  error: %08x\n", u32(p, 70));
-        put(text, "  irq_mask: %08x\n", u32(p, 78));
-        put(text, "  irq: %08x\n", u32(p, 86));
-    }
-    put(text, "\noperation type[%d]\n", s32(p, 100));
-    put(text, "port operation[%d]\n", s32(p, 104));
-    put(text, "cushion[%d]\n", u8(p, 108));
-    put(text, "len[%d]\n", u16(p, 110));
-    put(text, "\n");
-    put_dump(text, p, length);
-}
-
-void rs485_port(Text& text, Bytes p, std::uint32_t version, int length) {
-    put(text, "\nRS485 UART FFDC\n");
-    if (version >= 1) {
-        put(text, "drv ver[%.10s] ", chars(p, 106));
-    }
-    put_capture_point(text, s32(p, 44), u32(p, 68), s16(p, 72));
-    if (u8(p, 96) != 0) {
-        put(text, "\nRS485 UART Regs\n");
-        put_wex_registers(text, p, 96);
-    }
-    put(text, "tx count[%d]\n", u8(p, 48));
-    put(text, "rx count[%d]\n", u8(p, 49));
-    put_kb(text, p + 52);
-    put(text, "id[%d]\n", u8(p, 95));
-    put(text, "rx_state[%d]\n", s32(p, 76));
-    put(text, "tx_state[%d]\n", s32(p, 80));
-    put(text, "wd_timer[%d]\n", s32(p, 84));
-    put(text, "bo_timer[%d]\n", s32(p, 88));
-    put(text, "sent_byte[%d]\n", u8(p, 92));
-    put(text, "invert_next_char[%d]\n", u8(p, 93));
-    put(text, "sync_count[%d]\n", u8(p, 94));
-    if (version >= 1) {
-        put(text, "rx_bad_checksum[%d]\n", s32(p, 196));
-        put(text, "rx_bad_length[%d]\n", s32(p, 200));
-        put(text, "rx_bytes[%d]\n", s32(p, 204));
-        put(text, "rx_bad_bytes[%d]\n", s32(p, 208));
-        put(text, "rx_packets[%d]\n", s32(p, 212));
-        put(text, "rx_packets_dropped[%d]\n", s32(p, 216));
-        put(text, "\ntx_bytes[%d]\n", s32(p, 220));
-        put(text, "tx_sent[%d]\n", s32(p, 224));
-        put(text, "tx_discarded[%d]\n", s32(p, 228));
-        put(text, "tx_retries[%d]\n", s32(p, 232));
-        put_dump(text, p + 116, 40);
-        put_dump(text, p + 156, 40);
-    }
-    put(text, "\n");
-    put_dump(text, p, length);
-}
-
-void serial8250(Text& text, Bytes p, std::uint32_t version, int length) {
-    put(text, "  version: %04x\n", version);
-    put(text, "  magic  : %08x %s\n", u32(p, 0), u32(p, 0) == 0x8250FFDC ? "" : "[CORRUPT!!]");
-    put(text, "  rc     : %d\n", s32(p, 4));
-    put(text, "  devnum : %08x\n", u32(p, 8));
-    put(text, "  line   : %d\n", s32(p, 12));
-    put(text, "  vaddr  : 0x%08x\n", u32(p, 20));
-    put(text, "  paddr  : 0x%08x\n", u32(p, 16));
-    put_dump(text, p, length);
-}
-
-// --- RTC ---
-
-int bcd(int byte) { return (byte >> 4) * 10 + (byte & 0x0F); }
-
-int alarm_bcd(int byte) { return bcd(byte & 0x7F); }
-
-const char* bit_word(int byte, int number) { return (byte >> number & 1) != 0 ? "set" : "clear"; }
-
-void rtc_hardware(Text& text, Bytes p) {
-    static const char* const frequencies[] = {"1 HZ", "512 HZ", "4096 HZ", "32768 HZ"};
-    const int flags = u8(p, 0);
-    const int interrupts = u8(p, 6);
-    const int calibration = u8(p, 8);
-
-    put_counting_all(text, "RTC HW FFDC\n");
-    put_counting_all(text, "\trc:      %08d\n", s32(p, 16));
-    put_counting_all(text, "\tioctl:   %08x\n", u32(p, 20));
-    put_counting_all(text,
-                     "RTC time:\nHours: %02d\tMinutes: %02d\tSeconds: %02d\tDay: %02d\n"
-                     "Date: %02d\tMonths: %02d\tYears: %02d\tCenturies: %02d\n",
-                     bcd(u8(p, 11)), bcd(u8(p, 10)), bcd(u8(p, 9)), bcd(u8(p, 12)), bcd(u8(p, 13)), bcd(u8(p, 14)),
-                     bcd(u8(p, 15)), bcd(u8(p, 1)));
-    put_counting_all(text,
-                     "\nAlarm time match:\nAlarm secs: %02d\tMatch bit: %s\nAlarm mins: %02d\tMatch bit: %s\n"
-                     "Alarm hrs: %02d\tMatch bit: %s\nAlarm day: %02d\tMatch bit: %s\n",
-                     alarm_bcd(u8(p, 2)), bit_word(u8(p, 2), 7), alarm_bcd(u8(p, 3)), bit_word(u8(p, 3), 7),
-                     alarm_bcd(u8(p, 4)), bit_word(u8(p, 4), 7), alarm_bcd(u8(p, 5)), bit_word(u8(p, 5), 7));
-    put_counting_all(text,
-                     "\nFlag Bits:\nRead: %s\tWrite: %s\tCAL: %s\tBPF: %s\n"
-                     "OSCF: %s\tPF: %s\tAF: %s\tWDF: %s\n",
-                     bit_word(flags, 0), bit_word(flags, 1), bit_word(flags, 2), bit_word(flags, 3), bit_word(flags, 4),
-                     bit_word(flags, 5), bit_word(flags, 6), bit_word(flags, 7));
-    put_counting_all(text,
-                     "\nInterrupt Status/Control:\nSQR Freq: %s\tP/L: %s\tH/L: %s\tSQWE: %s\n"
-                     "PFE: %s\tAIE: %s\tWIE: %s\n",
-                     frequencies[interrupts & 3], bit_word(interrupts, 2), bit_word(interrupts, 3),
-                     bit_word(interrupts, 4), bit_word(interrupts, 5), bit_word(interrupts, 6),
-                     bit_word(interrupts, 7));
-    put_counting_all(text, "\nCalibration:\nOSCEN: %s\tCal sign: %s\n", bit_word(calibration, 7),
-                     bit_word(calibration, 5));
-}
-
-void rtc(Text& text, Bytes p, std::uint32_t version, int length) {
-    if (version == 0x0101) {
-        if (length == 24) {
-            rtc_hardware(text, p);
-            return;
-        }
-        put_counting_all(text, "HW Data size mismatch %d vs %d\n", 24, length);
-    } else if (version == 0x0102) {
-        if (length == 72) {
-            put_counting_all(text, "RTC SW FFDC\n");
-            put_counting_all(text, "\trc:      %08d\n", s32(p, 64));
-            put_counting_all(text, "\tioctl:   %08x\n", u32(p, 68));
-            put_counting_all(text, "\tErr Str: [%.64s]\n", chars(p, 0));
-            return;
-        }
-        put_counting_all(text, "SW Data size mismatch %d vs %d\n", 72, length);
-    } else {
-        put_counting_all(text, "Unrecognised FFDC version %04x\n", version);
-    }
-    put_dump(text, p, length);
-}
-
-// --- Simple drivers ---
-
-void tone(Text& text, Bytes p, std::uint32_t version, int length) {
-    put_counting_all(text, "Tone Version: 0x%x\n", version);
-    put_dump(text, p, length);
-}
-
-void spad(Text& text, Bytes p, std::uint32_t version, int length) {
-    if (u32(p, 4) == 0x1B000000) {
-        put_counting_all(text, "File: scratchpad\n");
-    } else {
-        put_counting_all(text, "File ID: 0x%x\n", u32(p, 4));
-    }
-    put_counting_all(text, "Line: %d\n", u16(p, 8));
-    put_counting_all(text, "Return code: %d\n", s32(p, 0));
-    put_counting_all(text, "Engine size: %d bytes\n", s32(p, 12));
-    put_counting_all(text, "Engine location: link=%d cfam=%d engine=%d\n", u8(p, 17), u8(p, 18), u8(p, 19));
-    if (version >= 2) {
-        put_counting_all(text, "\nUnknown FFDC version -- Raw FFDC:\n");
-        put_dump(text, p, length);
-    }
-}
-
-void iomux(Text& text, Bytes p, std::uint32_t version, int length) {
-    static const char* const register_names[] = {
-        "CTL0 ", "CTL1 ", "CTL2 ", "CTL3 ", "CTL4 ", "CTL5 ", "CTL6 ", "CTL7 ", "CTL8 ", "STAT ", "RCG0 ", "RCG1 ",
-        "RCG2 ", "RCG3 ", "RCG4 ", "RCG5 ", "RCG6 ", "RCG7 ", "RCG8 ", "MODE0", "MODE1", "MODE2", "MODE3", "MODE4"};
-    if (version != 256) {
-        put_unrecognized(text, version, p, length);
-        return;
-    }
-    if (length != 149) {
-        put_wrong_size(text, 149, p, length);
-        return;
-    }
-    put_counting_all(text, "FFDC for %.32s:\n", chars(p, 20));
-    put_counting_all(text, "\tdevnum:      %08x\n", u32(p, 12));
-    put_counting_all(text, "\tflags:       %08x\n", u32(p, 8));
-    put_counting_all(text, "\treg_offset:  %08x\n", u32(p, 4));
-    put_counting_all(text, "\tlbus_reason: %08x\n", u32(p, 16));
-    put_counting_all(text, "\trc:          %8d\n", s32(p, 0));
-    if (u8(p, 52) != 0) {
-        put_counting_all(text, "\tCurrent state of hw regs:\n");
-    } else {
-        put_counting_all(text, "\tSoftware state of hw regs:\n");
-    }
-    for (int i = 0; i < 24; i += 2) {
-        put_counting_all(text, "\t\t%s:    %08x\t%s:    %08x\n", register_names[i], u32(p, 53 + 4 * i),
-                         register_names[i + 1], u32(p, 57 + 4 * i));
-    }
-}
-
-void dpss(Text& text, Bytes p, int length) {
-    if (length <= 0 || p == nullptr || text.out == nullptr) {
-        return;
-    }
-    put(text, "Device name: %.16s\n", chars(p, 0));
-    put(text, "Return code: %d\n", s32(p, 18));
-    put(text, "Register data: 0x%x\n", u32(p, 22));
-    put(text, "Phase number: %d\n", s16(p, 26));
-    put(text, "Pin number: %d\n", s16(p, 28));
-}
-
-void mtdcram(Text& text, Bytes p, std::uint32_t version, int length) {
-    if (version != 1) {
-        put_unrecognized(text, version, p, length);
-        return;
-    }
-    put(text, "MTDCRAM FFDC Data\n");
-    put(text, "RC\t\t%d\n", s32(p, 16));
-    put(text, "Op:             %s\n", u32(p, 0) == 0 ? "read" : "write");
-    put(text, "Offset\t\t%lld\n", static_cast<long long>(u64(p, 4)));
-    put(text, "Count           %d\n", s32(p, 12));
-}
-
 // --- Records ---
 
 const char* type_name(int type) {
-    static const char* const names[] = {"UNKNOWN",
-                                        "FFDC_TYPE_FSI",
-                                        "FFDC_TYPE_PSI",
-                                        "FFDC_TYPE_DMA",
-                                        "FFDC_TYPE_HDMA",
-                                        "FFDC_TYPE_MDMA",
-                                        "FFDC_TYPE_IIC",
-                                        "FFDC_TYPE_UART",
-                                        "FFDC_TYPE_JTAG",
-                                        "FFDC_TYPE_MBOX",
-                                        "FFDC_TYPE_DIO",
-                                        "FFDC_TYPE_SCAN",
-                                        "FFDC_TYPE_SCOM",
-                                        "FFDC_TYPE_TONE",
-                                        "UNKNOWN",
-                                        "FFDC_TYPE_RTC",
-                                        "FFDC_TYPE_SPAD",
-                                        "FFDC_TYPE_IOMUX",
-                                        "FFDC_TYPE_DRA",
-                                        "FFDC_TYPE_USB",
-                                        "FFDC_TYPE_8250",
-                                        "FFDC_TYPE_RS485",
-                                        "FFDC_TYPE_ALERT",
-                                        "FFDC_TYPE_KOR_PORT",
-                                        "FFDC_TYPE_TAM_PORT",
-                                        "FFDC_TYPE_WEX_PORT",
-                                        "FFDC_TYPE_DPSS",
-                                        "FFDC_TYPE_MTDCRAM"};
-    return type >= 1 && type <= 27 ? names[type] : "UNKNOWN";
+    switch (type) {
+        case 1: return "FFDC_TYPE_FSI";
+        case 2: return "FFDC_TYPE_PSI";
+        case 3: return "FFDC_TYPE_DMA";
+        case 6: return "FFDC_TYPE_IIC";
+        case 9: return "FFDC_TYPE_MBOX";
+        default: return "UNKNOWN";
+    }
 }
 
 void put_header(Text& text, Bytes record) {
@@ -1327,55 +747,6 @@ void put_header(Text& text, Bytes record) {
     put(text, "  pid[%d]  tgid[%d] type[%d]\n", s32(record, 20), s32(record, 38), u16(record, 24));
 }
 
-}  // namespace
-
-int dump(const void* data, int length, char* out, int room) {
-    if (length < 1 || data == nullptr || out == nullptr) {
-        return 0;
-    }
-    const Bytes bytes = static_cast<Bytes>(data);
-    const int words = length / 4;
-    char hex[64] = "";
-    char characters[32] = "";
-    int hex_length = 0;
-    int character_count = 0;
-    unsigned long offset = 0;
-    int written = 0;
-
-    for (int i = 0; i < words; i++) {
-        hex_length += std::snprintf(hex + hex_length, sizeof hex - static_cast<std::size_t>(hex_length), "%08x ",
-                                    u32(bytes, 4 * i));
-        for (int j = 4 * i; j < 4 * i + 4; j++) {
-            characters[character_count++] = std::isprint(bytes[j]) != 0 ? static_cast<char>(bytes[j]) : '.';
-        }
-        if ((i + 1) % 4 == 0) {
-            written += std::snprintf(out + written, static_cast<std::size_t>(room - written), "%08lx [%s] [%s]\n",
-                                     offset, hex, characters);
-            offset += 16;
-            std::memset(hex, 0, sizeof hex);
-            std::memset(characters, 0, sizeof characters);
-            hex_length = 0;
-            character_count = 0;
-        }
-        // The next line needs 67 characters and its NUL.
-        if (room - written <= 69) {
-            return written;
-        }
-    }
-    if (words % 4 != 0) {
-        for (int i = words % 4; i < 4; i++) {
-            hex_length +=
-                std::snprintf(hex + hex_length, sizeof hex - static_cast<std::size_t>(hex_length), "%08x ", 0U);
-            character_count +=
-                std::snprintf(characters + character_count,
-                              sizeof characters - static_cast<std::size_t>(character_count), "%4.4s", "....");
-        }
-        written += std::snprintf(out + written, static_cast<std::size_t>(room - written), "%08lx [%s] [%s]\n", offset,
-                                 hex, characters);
-    }
-    return written;
-}
-
 int decode(int type, const void* payload, std::uint32_t version, int length, char* out, int room) {
     Text text{out, room};
     const Bytes bytes = static_cast<Bytes>(payload);
@@ -1383,31 +754,14 @@ int decode(int type, const void* payload, std::uint32_t version, int length, cha
         case 1: fsi(text, bytes); break;
         case 2: psi(text, bytes, version, length); break;
         case 3: dma(text, bytes, version, length); break;
-        case 4: hdma(text, bytes, version, length); break;
         case 6: iic(text, bytes, version, length); break;
-        case 7: uart(text, bytes, version, length); break;
-        case 8: jtag(text, bytes, version, length); break;
         case 9: mbox(text, bytes, version, length); break;
-        case 11: scan(text, bytes, version, length); break;
-        case 12: scom(text, bytes, version, length); break;
-        case 13: tone(text, bytes, version, length); break;
-        case 15: rtc(text, bytes, version, length); break;
-        case 16: spad(text, bytes, version, length); break;
-        case 17: iomux(text, bytes, version, length); break;
-        case 20: serial8250(text, bytes, version, length); break;
-        case 21: rs485_port(text, bytes, version, length); break;
-        case 22: alert(text, bytes, version, length); break;
-        case 23: kor_port(text, bytes, version, length); break;
-        case 24: tam_port(text, bytes, version, length); break;
-        case 25: wex_port(text, bytes, version, length); break;
-        case 26: dpss(text, bytes, length); break;
-        case 27: mtdcram(text, bytes, version, length); break;
-        default:  // MDMA, DIO, DRA and USB among them
-            put_dump(text, bytes, length);
-            break;
+        default: put_dump(text, bytes, length); break;
     }
     return text.count;
 }
+
+}  // namespace
 
 int print(const void* record, char** output) {
     const Bytes bytes = static_cast<Bytes>(record);
