@@ -47,16 +47,21 @@ Report report_of(const Record& record, int length, char* out, int room) {
 }
 
 int print_record(const Record& record, Report& r) {
-    Report header({bytes_of(record), header_size}, header_size, 0, nullptr, 0);
-    header.out = r.out;
-    header.observer = r.observer;
-    header.base = 0;
-    print_header(header, true);
-    r.out = header.out;
+    const Payload payload = r.payload;
+    r.payload = {bytes_of(record), header_size};
+    r.base = 0;
+    print_header(r, true);
+    r.payload = payload;
+    r.base = header_size;
 
     const Type& type = type_of(word(record.type));
     if (type.decode) {
-        r.put("type: FFDC_TYPE_", type.name, "\n");
+        char line[] = "type: FFDC_TYPE_............\n";
+        constexpr std::size_t name_at = 16;
+        std::memcpy(line + name_at, type.name, sizeof type.name);
+        const std::size_t length = name_at + std::strlen(type.name);
+        line[length] = '\n';
+        r.put(std::string_view(line, length + 1));
         type.decode(r);
     } else {
         r.put("type: UNKNOWN\n");
