@@ -1,9 +1,12 @@
-// Raw dumps show the characters that the calling program's locale can print.
+// The calling program's locale decides which characters raw dumps show, and the language of error messages.
 #include <doctest/doctest.h>
+#include <libintl.h>
 #include <locale.h>
 
 #include <clocale>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "support.hpp"
 
@@ -43,4 +46,33 @@ TEST_CASE("raw dumps follow the locale, from call to call") {
     uselocale(before);
     freelocale(own);
     CHECK(dumped(word).find("[f.r.....") != std::string::npos);
+}
+
+TEST_CASE("errors of the mailbox speak the language of the locale") {
+    // A catalogue with one message: its header, places of the two texts, the texts.
+    const std::string_view english = "Success", german = "Erfolg";
+    const std::uint32_t catalogue[] = {0x950412de, 0, 1, 28, 36, 0, 44, 7, 44, 6, 52};
+    std::filesystem::create_directories(LOCALE_DIR "/de/LC_MESSAGES");
+    std::ofstream(LOCALE_DIR "/de/LC_MESSAGES/libc.mo", std::ios::binary)
+        << std::string_view(reinterpret_cast<const char*>(catalogue), sizeof catalogue) << english << '\0' << german
+        << '\0';
+    bindtextdomain("libc", LOCALE_DIR);
+    setenv("LOCPATH", LOCALE_DIR, 1);
+
+    const Bytes record = record_of({.type = FFDC_TYPE_MBOX, .version = 4}, Bytes(300));
+    const auto says = [&](std::string_view text) {
+        return record_text(record.data(), record.size()).find(text) != std::string::npos;
+    };
+    CHECK(says("Success"));
+    REQUIRE(std::setlocale(LC_MESSAGES, latin_1) != nullptr);
+    CHECK(says("Erfolg"));
+    const locale_t own = duplocale(LC_GLOBAL_LOCALE);
+    std::setlocale(LC_MESSAGES, "C");
+    CHECK(says("Success"));
+
+    const locale_t before = uselocale(own);
+    CHECK(says("Erfolg"));
+    uselocale(before);
+    freelocale(own);
+    CHECK(says("Success"));
 }
