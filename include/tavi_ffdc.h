@@ -26,9 +26,9 @@
 #include <stdint.h>
 
 #define TAVI_FFDC_VERSION_MAJOR 1
-#define TAVI_FFDC_VERSION_MINOR 0
+#define TAVI_FFDC_VERSION_MINOR 1
 #define TAVI_FFDC_VERSION_PATCH 0
-#define TAVI_FFDC_VERSION "1.0.0"
+#define TAVI_FFDC_VERSION "1.1.0"
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,18 +1,10 @@
 // Every golden case through its decoder and as a whole record. Linked a second time with a program that defines some of
 // the library's names itself.
-#define DOCTEST_CONFIG_IMPLEMENT
 #include <doctest/doctest.h>
 
 #include <cstdlib>
-#include <iostream>
 
 #include "support.hpp"
-
-int main(int argc, char** argv) {
-    doctest::Context context(argc, argv);
-    context.setCout(&std::cerr);  // standard output is what some tests look at
-    return context.run();
-}
 
 TEST_CASE("decoders print the golden texts, and their trace lines") {
     for (const Golden& g : goldens()) {

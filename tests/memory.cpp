@@ -1,5 +1,4 @@
 // Memory that is refused: this program's allocator counts what the library asks for, and can refuse one request of it.
-#define DOCTEST_CONFIG_IMPLEMENT_WITH_MAIN
 #include <dlfcn.h>
 #include <doctest/doctest.h>
 

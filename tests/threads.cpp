@@ -1,5 +1,4 @@
 // Every function in many threads at once, on the same records and on different ones: the preset tsan watches it.
-#define DOCTEST_CONFIG_IMPLEMENT_WITH_MAIN
 #include <doctest/doctest.h>
 
 #include <atomic>
