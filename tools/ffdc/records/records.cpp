@@ -1,7 +1,6 @@
 #include "records/records.hpp"
 
 #include <nettle/base16.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
@@ -11,16 +10,22 @@
 
 namespace {
 
+// The same letters, large or small, in any locale: to strcasecmp, a Turkish i is no I.
+bool same_letters(std::string_view a, std::string_view b) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c; };
+    return std::ranges::equal(a, b, {}, lower, lower);
+}
+
 // Types by name, whatever the case and with or without the prefix, or by code.
 int parse_type(const std::string& text) {
     constexpr std::string_view prefix = "FFDC_TYPE_";
-    const char* name = text.c_str();
-    if (strncasecmp(name, prefix.data(), prefix.size()) == 0) name += prefix.size();
+    std::string_view name = text;
+    if (same_letters(name.substr(0, prefix.size()), prefix)) name.remove_prefix(prefix.size());
     std::string valid;
     for (int type = 0; type <= FFDC_TYPE_MTDCRAM; ++type) {
         const char* const known = dd_ffdc_type_name(type);
         if (!known) continue;
-        if (strcasecmp(name, known) == 0) return type;
+        if (same_letters(name, known)) return type;
         valid += std::string(valid.empty() ? "" : ", ") + known;
     }
     const bool hex = text.starts_with("0x") || text.starts_with("0X");
