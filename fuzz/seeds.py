@@ -32,7 +32,8 @@ for type, case, version, payload in goldens():
         calls.append(descriptor)
     for call in calls:
         for room in (0x7000, len(payload) % 300):
-            put("decoder", f"{name}_{call}_{room}", struct.pack(">BIhh", call, version, len(payload) & 0x7fff, room) + payload)
+            head = struct.pack(">BIhh", call, version, len(payload) & 0x7fff, room)
+            put("decoder", f"{name}_{call}_{room}", head + payload)
 
 for path in sorted((root / "samples").glob("*.ffdc")):
     data = path.read_bytes()
@@ -42,7 +43,8 @@ for path in sorted((root / "samples").glob("*.ffdc")):
     put("input", path.stem + ".hex", head.hex(" ").encode())
     put("input", path.stem + ".base64", base64.encodebytes(head))
     for dump, start, end in (("xxd", ": ", ""), ("hexdump", "  ", "|")):
-        lines = [f"{at:08x}{start}{head[at:at + 16].hex(' ')}  {end}................{end}" for at in range(0, len(head), 16)]
+        lines = [f"{at:08x}{start}{head[at:at + 16].hex(' ')}  {end}................{end}"
+                 for at in range(0, len(head), 16)]
         put("input", f"{path.stem}.{dump}", "\n".join(lines).encode())
 repeated = "00000000  ff dc ff dc 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n*\n00000040\n"
 put("input", "repeated.hexdump", repeated.encode())

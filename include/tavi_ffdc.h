@@ -195,11 +195,11 @@ enum dd_ffdc_kind {
  * a BCD number its two digits & mask. Lost are characters behind the NUL of a text, BCD digits above 9, what is there of
  * missing values, and the header's `reserved`. */
 struct dd_ffdc_value {
-    const char *group;  /* "header", or where the text puts the value, or "" */
-    const char *name;   /* unique in its group (with `index`, where that is not -1); "" for unshown bytes */
-    int index;          /* of the element, for the elements of an array; else -1 */
-    uint32_t offset;    /* of the first byte, counted from the record's first byte; the payload begins at 42 */
-    uint32_t size;      /* bytes */
+    const char *group; /* "header", or where the text puts the value, or "" */
+    const char *name;  /* unique in its group (with `index`, where that is not -1); "" for unshown bytes */
+    int index;         /* of the element, for the elements of an array; else -1 */
+    uint32_t offset;   /* of the first byte, counted from the record's first byte; the payload begins at 42 */
+    uint32_t size;     /* bytes */
     enum dd_ffdc_kind kind;
     int missing;        /* not zero when the bytes are not wholly there; the text then shows '?' */
     int64_t number;     /* 0 for texts and bytes; 64-bit unsigned values keep their bits */
@@ -228,7 +228,8 @@ const char *dd_ffdc_value_text(const struct dd_ffdc_value *value, char *buffer, 
 /* dd_ffdc_render and dd_ffdc_values in one: stores the text at `out`, and calls back with values that know where in it their
  * own texts stand. A value whose text is cut by the room has what is stored of it. Returns what dd_ffdc_values does; the
  * length of the text is that of the string at `out`. */
-int dd_ffdc_annotate(const struct dd_ffdc_hdr *record, size_t there, char *out, int room, dd_ffdc_value_fn each, void *context);
+int dd_ffdc_annotate(const struct dd_ffdc_hdr *record, size_t there, char *out, int room, dd_ffdc_value_fn each,
+                     void *context);
 
 /* A state as a word: "ok", "short", "size_mismatch", "unknown_version", "unknown_type"; null for any other number. */
 const char *dd_ffdc_state_name(int state);

@@ -3,7 +3,7 @@
 
 A description is lines of
     chain                           begins a chain; the records that follow belong to it
-    record TYPE CASE [KEY=VALUE..]  a record with the payload of tests/golden/TYPE/CASE.hex; keys are the fields of the header
+    record TYPE CASE [KEY=VALUE..]  a record with the payload of tests/golden/TYPE/CASE.hex; keys are the header's
     bytes HEX..                     bytes that belong to no record
     flip OFFSET HEX                 overwrites bytes of the record before, counted from its first byte
     cut BYTES                       leaves off so many bytes of the record before
@@ -17,8 +17,8 @@ import sys
 here = pathlib.Path(__file__).parent
 golden = here.parent / "tests" / "golden"
 types = {name: code for code, name in enumerate(
-    "- fsi psi dma hdma mdma iic uart jtag mbox dio scan scom tone - rtc spad iomux dra usb 8250 rs485 alert kor_port tam_port "
-    "wex_port dpss mtdcram".split()) if name != "-"}
+    "- fsi psi dma hdma mdma iic uart jtag mbox dio scan scom tone - rtc spad iomux dra usb 8250 rs485 alert kor_port "
+    "tam_port wex_port dpss mtdcram".split()) if name != "-"}
 
 
 def lines(path):
@@ -36,8 +36,8 @@ def payload(kind, case):
 
 def record(kind, case, keys):
     version, data = payload(kind, case)
-    header = dict(magic=0xFFDCFFDC, chained=1, head_version=1, pid=0, type=types[kind], version=version, time0=0, time1=0,
-                  size=42 + len(data), tgid=0)
+    header = dict(magic=0xFFDCFFDC, chained=1, head_version=1, pid=0, type=types[kind], version=version,
+                  time0=0, time1=0, size=42 + len(data), tgid=0)
     header.update((key, int(value, 0)) for key, value in (word.split("=") for word in keys))
     return bytearray(struct.pack(">I8xIiiHHIIHi", *header.values()) + data)
 

@@ -38,7 +38,8 @@ def declared():
     text = re.sub(r"(?m)^\s*#.*(\\\n.*)*$", "", text)
     text = re.sub(r"\{[^{}]*\}", "", text.replace('extern "C" {', ""))
     statements = [s.strip() for s in text.split(";")]
-    matches = [re.match(r"[\w\s*]*?\b(\w+)\s*[(\[]", s) for s in statements if not s.startswith(("typedef", "struct dd"))]
+    matches = [re.match(r"[\w\s*]*?\b(\w+)\s*[(\[]", s) for s in statements
+               if not s.startswith(("typedef", "struct dd"))]
     return {m[1] for m in matches if m}
 
 

@@ -20,7 +20,7 @@ program = f"""
 #include <tavi_ffdc.h>
 int main(void) {{ return strcmp(tavi_ffdc_version(), "{version}") || strcmp(TAVI_FFDC_VERSION, "{version}"); }}
 """
-project = f"""
+project = """
 cmake_minimum_required(VERSION 3.25)
 project(stranger LANGUAGES C CXX)
 %s
@@ -32,7 +32,8 @@ target_link_libraries(static PRIVATE tavi_ffdc::tavi_ffdc_static)
 
 
 def run(*command, **more):
-    done = subprocess.run([str(c) for c in command], text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **more)
+    command = [str(c) for c in command]
+    done = subprocess.run(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **more)
     if done.returncode != 0:
         raise AssertionError(f"{command}: exit status {done.returncode}\n{done.stdout}")
     return done.stdout
@@ -88,7 +89,8 @@ class Install(unittest.TestCase):
         environment = os.environ | {"PKG_CONFIG_PATH": str(self.prefix / "lib" / "pkgconfig")}
         self.assertEqual(run("pkg-config", "--modversion", "tavi_ffdc", env=environment).strip(), version)
         # In the shell, as it is written in makefiles: the space must survive.
-        run("sh", "-c", f'eval {cc} main.c $(pkg-config --cflags --libs tavi_ffdc) -o linked', env=environment, cwd=self.folder)
+        link = f"eval {cc} main.c $(pkg-config --cflags --libs tavi_ffdc) -o linked"
+        run("sh", "-c", link, env=environment, cwd=self.folder)
         run(self.folder / "linked", env=os.environ | {"LD_LIBRARY_PATH": str(self.prefix / "lib")})
         self.assertEqual(needed(self.folder / "linked"), ["libtavi_ffdc.so", "libc.so.6"])
 
@@ -106,7 +108,8 @@ class Install(unittest.TestCase):
         """The same names, no installation of its own, and every file that it is made from is found."""
         made = self.built(f'include(FetchContent)\nFetchContent_Declare(tavi_ffdc SOURCE_DIR "{source}")\n'
                           "FetchContent_MakeAvailable(tavi_ffdc)")
-        inputs = [line for line in run("ninja", "-C", made, "-t", "inputs", "all").splitlines() if line.startswith(str(source))]
+        inputs = run("ninja", "-C", made, "-t", "inputs", "all").splitlines()
+        inputs = [path for path in inputs if path.startswith(str(source))]
         self.assertIn(str(source / "core" / "exports.map"), inputs)
         self.assertEqual([path for path in inputs if not os.path.exists(path)], [])
         run(cmake, "--install", made, "--prefix", self.folder / "theirs")
@@ -114,7 +117,8 @@ class Install(unittest.TestCase):
 
     def test_what_is_missing_is_told_by_package(self):
         command = [cmake, "-G", "Ninja", "-S", source, "-B", self.folder / "less", f"-DCMAKE_CXX_COMPILER={cxx}",
-                   "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_doctest=ON", "-DFFDC_TESTS=AUTO"]
+                   "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_doctest=ON",
+                   "-DFFDC_TESTS=AUTO"]
         told = run(*command)
         self.assertIn("Without the ffdc tool: missing libcli11-dev (apt-get install libcli11-dev)", told)
         self.assertIn("Without the tests: missing doctest-dev", told)

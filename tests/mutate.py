@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""Changes one offset, width, column or format character of a decoder's tables by one, and sees whether the compiler, a golden
-pair or the schema of the JSON notices. Not a part of check: it takes a while. Usage: tests/mutate.py [COUNT [SEED]]; needs the release preset, built with tests."""
+"""Changes one offset, width, column or format character of a decoder's tables by one, and sees whether the compiler, a
+golden pair or the schema of the JSON notices. Not a part of check: it takes a while.
+
+Usage: tests/mutate.py [COUNT [SEED]]; needs the release preset, built."""
 import concurrent.futures
 import os
 import pathlib
@@ -13,8 +15,8 @@ import tempfile
 
 root = pathlib.Path(__file__).resolve().parent.parent
 build = root / "build" / "release"
-flags = ["-std=c++20", "-O0", "-fPIC", "-fvisibility=hidden", "-fno-exceptions", "-fno-rtti", "-fconstexpr-ops-limit=2000000000",
-         f"-I{root}/include", f"-I{root}/core", f"-I{root}/decoders"]
+flags = ["-std=c++20", "-O0", "-fPIC", "-fvisibility=hidden", "-fno-exceptions", "-fno-rtti",
+         "-fconstexpr-ops-limit=2000000000", f"-I{root}/include", f"-I{root}/core", f"-I{root}/decoders"]
 
 other_kind = {"u8": "u16", "u16": "s16", "u32": "s32", "s16": "u16", "s32": "u32", "u64": "s64", "s64": "u64"}
 
@@ -37,13 +39,15 @@ def mutants(path):
                 in_string[i] = inside
             for m in re.finditer(r"\b\d+\b", line):
                 if not in_string[m.start()]:
-                    found += [(position + m.start(), m.group(), str(int(m.group()) + d)) for d in (1, -1) if int(m.group()) + d >= 0]
+                    found += [(position + m.start(), m.group(), str(int(m.group()) + d)) for d in (1, -1)
+                              if int(m.group()) + d >= 0]
             for m in re.finditer(r"\b(u8|u16|u32|u64|s16|s32|s64)(?=\()", line):
                 found.append((position + m.start(), m.group(), other_kind[m.group()]))
             if is_row:
                 for i, c in enumerate(line):
                     if in_string[i] and c not in '"\\' and line[i - 1] != "\\":
-                        new = {"x": "X", "X": "x", "d": "u", "u": "d", " ": "_"}.get(c) or chr(ord(c) + 1 if chr(ord(c) + 1) not in '"\\' else ord(c) - 1)
+                        next_one = chr(ord(c) + (1 if chr(ord(c) + 1) not in '"\\' else -1))
+                        new = {"x": "X", "X": "x", "d": "u", "u": "d", " ": "_"}.get(c, next_one)
                         found.append((position + i, c, new))
         position += len(line)
     return [(path, *m) for m in found]
@@ -59,19 +63,20 @@ def fate(mutant, work):
         compile_it = ["g++", *flags, f"-I{path.parent}", "-c", str(copy), "-o", str(folder / "mutant.o")]
         if subprocess.run(compile_it, capture_output=True).returncode != 0:
             return "compiler"
-        objects = [str(o) for o in (build / "CMakeFiles" / "tavi_ffdc.dir").rglob("*.o")
+        objects = [str(o) for o in (build / "CMakeFiles" / "tavi_ffdc_objects.dir").rglob("*.o")
                    if not str(o).endswith(f"{path.relative_to(root)}.o")]
-        subprocess.run(["gcc", "-shared", "-Wl,-soname,libtavi_ffdc.so", f"-Wl,--version-script={root}/core/exports.map", *objects,
-                        str(folder / "mutant.o"), "-o", str(folder / "libtavi_ffdc.so")], check=True, capture_output=True)
+        library = str(folder / "libtavi_ffdc.so")
+        link = ["gcc", "-shared", "-Wl,-soname,libtavi_ffdc.so", f"-Wl,--version-script={root}/core/exports.map"]
+        subprocess.run([*link, *objects, str(folder / "mutant.o"), "-o", library], check=True, capture_output=True)
         # The build's own library stands in the run path; the environment comes first only with a preload.
-        run = subprocess.run([str(build / "tests" / "library_test"), "--source-file=*golden.cpp"], capture_output=True, timeout=120,
-                             env={**os.environ, "LD_PRELOAD": str(folder / "libtavi_ffdc.so")})
+        run = subprocess.run([str(build / "tests" / "library_test"), "--source-file=*golden.cpp"],
+                             env=os.environ | {"LD_PRELOAD": library}, capture_output=True, timeout=120)
         if run.returncode != 0:
             return "goldens"
         # Groups and labels show in the JSON alone.
-        run = subprocess.run(["/usr/bin/python3", str(root / "tests" / "tool" / "test_json.py")], capture_output=True, timeout=300,
-                             env={**os.environ, "LD_PRELOAD": str(folder / "libtavi_ffdc.so"),
-                                  "FFDC": str(build / "tools" / "ffdc" / "ffdc")})
+        environment = os.environ | {"LD_PRELOAD": library, "FFDC": str(build / "tools" / "ffdc" / "ffdc")}
+        run = subprocess.run(["/usr/bin/python3", str(root / "tests" / "tool" / "test_json.py")], env=environment,
+                             capture_output=True, timeout=300)
         return "schema" if run.returncode != 0 else "survived"
     finally:
         shutil.rmtree(folder)
@@ -89,7 +94,8 @@ with tempfile.TemporaryDirectory() as work, concurrent.futures.ThreadPoolExecuto
             path, at, old, new = mutant
             text = path.read_text()
             number = text.count("\n", 0, at) + 1
-            print(f"survived: {path.relative_to(root)}:{number}: {old!r} -> {new!r}: {text.splitlines()[number - 1].strip()[:90]}", flush=True)
-print(f"{len(chosen)} of {len(everything)} mutants: {tally['compiler']} refused by the compiler, {tally['goldens']} caught by the goldens, "
-      f"{tally['schema']} by the schema of the JSON, "
+            line = text.splitlines()[number - 1].strip()[:90]
+            print(f"survived: {path.relative_to(root)}:{number}: {old!r} -> {new!r}: {line}", flush=True)
+print(f"{len(chosen)} of {len(everything)} mutants: {tally['compiler']} refused by the compiler, "
+      f"{tally['goldens']} caught by the goldens, {tally['schema']} by the schema of the JSON, "
       f"{tally['survived']} survived ({100 * tally['survived'] / len(chosen):.1f} %)")

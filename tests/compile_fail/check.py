@@ -1,4 +1,5 @@
-"""Compiles tables.cpp right and wrong: check.py COMPILER [OPTION...]. Every wrong case must be refused for its own reason.
+"""Compiles tables.cpp right and wrong: check.py COMPILER [OPTION...]. Every wrong case must be refused for its own
+reason.
 
 One compilation holds all wrong cases: an error belongs to the case whose lines or table it names.
 """
