@@ -1,20 +1,31 @@
-# Sourced by ./try and ./check: installs the Debian packages that they need and that are missing.
+# Sourced by the scripts: installs the Debian packages that they need and that are missing.
+build_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libsmartcols-dev nettle-dev)
+wasm_packages=(clang-16 lld-16 wasi-libc libc++-16-dev-wasm32 libclang-rt-16-dev-wasm32 nodejs)
+
 need() {
-    local missing=() package
+    local package missing=() installed install reason
+    installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2>/dev/null | sed -n 's/^installed //p') || true
     for package in "$@"; do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+        grep -qxF "$package" <<<"$installed" || missing+=("$package")
     done
-    [ ${#missing[@]} -eq 0 ] && return
+    [ ${#missing[@]} -gt 0 ] || return 0
+    install="apt-get install --no-install-recommends ${missing[*]}"
+    if [ "$(id -u)" != 0 ]; then
+        echo "$0: packages are missing; as root: $install" >&2
+        exit 1
+    fi
     echo "Installing Debian packages: ${missing[*]}" >&2
-    if ! { apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"; } \
-            >"$log" 2>&1; then
-        cat "$log" >&2
-        echo "$0: cannot install ${missing[*]} (root and a reachable Debian mirror are needed)" >&2
+    if ! (
+        export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
+        options=(-qq -o DPkg::Lock::Timeout=300 -o Acquire::Retries=2 -o Acquire::http::Timeout=30)
+        apt-get "${options[@]}" update
+        apt-get "${options[@]}" install -y --no-install-recommends "${missing[@]}"
+    ) >"$log" 2>&1 </dev/null; then
+        reason=$(grep -m 1 '^E: ' "$log") || true
+        echo "$0: packages are missing, and apt-get cannot install them (${reason:-$(tail -n 1 "$log")}): $install" >&2
         exit 1
     fi
 }
 
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-build_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libsmartcols-dev nettle-dev)
-wasm_packages=(clang-16 lld-16 wasi-libc libc++-16-dev-wasm32 libclang-rt-16-dev-wasm32 nodejs)

@@ -5,6 +5,7 @@ install.py SOURCE BUILD CMAKE CC CXX; the build's own list of installed files is
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -108,7 +109,7 @@ class Install(unittest.TestCase):
         """The same names, no installation of its own, and every file that it is made from is found."""
         made = self.built(f'include(FetchContent)\nFetchContent_Declare(tavi_ffdc SOURCE_DIR "{source}")\n'
                           "FetchContent_MakeAvailable(tavi_ffdc)")
-        inputs = run("ninja", "-C", made, "-t", "inputs", "all").splitlines()
+        inputs = shlex.split(run("ninja", "-C", made, "-t", "inputs", "all"))
         inputs = [path for path in inputs if path.startswith(str(source))]
         self.assertIn(str(source / "core" / "exports.map"), inputs)
         self.assertEqual([path for path in inputs if not os.path.exists(path)], [])

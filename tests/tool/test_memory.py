@@ -24,12 +24,13 @@ class Memory(unittest.TestCase):
         self.folder = Path(folder.name)
         dump = dma + record("SCAN", 9, bytes(20)) + mbox + b"damage" + fsi[:-1] + b"\xff"
         (self.folder / "folder").mkdir()
+        (self.folder / "refuse").symlink_to(os.environ["REFUSE_LIBRARY"])  # LD_PRELOAD ends at a space
         (self.folder / "dump").write_bytes(dump)
         (self.folder / "folder" / "other").write_bytes(dma[:-1] + b"\0" + mbox)
         (self.folder / "folder" / "text").write_bytes(base64.encodebytes(dump))
 
     def run_refused(self, what, command):
-        variables = {**os.environ, "LC_ALL": "C", "LD_PRELOAD": os.environ["REFUSE_LIBRARY"], "REFUSE": what}
+        variables = {**os.environ, "LC_ALL": "C", "LD_PRELOAD": str(self.folder / "refuse"), "REFUSE": what}
         return run(*command, env={**variables, "REFUSE_COUNT": str(self.folder / "count")}, cwd=self.folder, timeout=20)
 
     def check(self, command, numbers, expected):
