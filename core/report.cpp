@@ -75,7 +75,8 @@ inline void put_hex_run(char* out, const std::uint8_t* p, std::size_t n, std::si
 template <char ten>
 char* put_hexadecimal(char* out, std::uint8_t width_and_flags, std::uint32_t v) {
     if ((width_and_flags & Op::prefix) != 0 && v != 0) out = static_cast<char*>(std::memcpy(out, "0x", 2)) + 2;
-    out = put_padding(out, hex_digits_of(v), false, width_and_flags & Op::width_bits, (width_and_flags & Op::zero) != 0);
+    out =
+        put_padding(out, hex_digits_of(v), false, width_and_flags & Op::width_bits, (width_and_flags & Op::zero) != 0);
     return put_hex_number<ten>(out, v);
 }
 
