@@ -53,6 +53,24 @@ inline std::int64_t number_of(const Op& op, const Label& label, const std::uint8
     return load<std::uint32_t>(p);
 }
 
+// The labels of a layout's values, one after the other.
+class Labels {
+public:
+    Labels(const Head& table, const Layout& l) : all_(table.labels()), which_(table.label_of() + l.values) {}
+    const Label& next() {
+        const Label& label = all_[*which_++];
+        element_ = &label == last_ ? element_ + 1 : 0;
+        last_ = &label;
+        return label;
+    }
+    int index() const { return last_->indexed ? element_ : -1; }
+
+private:
+    const Label *all_, *last_ = nullptr;
+    const std::uint8_t* which_;
+    int element_ = 0;
+};
+
 // Text to be followed by more of it, in steps that need no call: up to 32 characters more than asked for.
 inline void copy(char* out, const char* s, std::size_t n) {
     std::memcpy(out, s, 32);
@@ -265,7 +283,7 @@ void Report::run(const Head& table, Groups groups, std::size_t from) {
 void Report::run_carefully(const Head& table, const Layout& l, Groups groups) {
     const std::uint16_t* chunk = table.chunks() + l.chunks;
     const char* literal = nullptr;
-    const std::uint8_t* label = table.label_of() + l.values;
+    Labels labels(table, l);
     const Op *const ops = table.ops(), *const hidden = ops + l.end;
     dd_ffdc_value value;
     for (const Op* op = ops + l.begin; op != ops + l.hidden_end; ++op) {
@@ -279,33 +297,34 @@ void Report::run_carefully(const Head& table, const Layout& l, Groups groups) {
                 literal += op->gap();
             }
             literal += hole_of(op->show);
-            fill(value, table, groups, *op, table.labels()[*label++], at);
+            fill(value, table, groups, *op, labels.next(), at);
+            value.index = labels.index();
             put_and_tell(value);
         }
     }
 }
 
 void Report::tell_values(const Head& table, const Layout& l, Groups groups) {
-    const std::uint8_t* label = table.label_of() + l.values;
+    Labels labels(table, l);
     const Op *const ops = table.ops(), *const hidden = ops + l.end;
     dd_ffdc_value value;
     value.text_at = value.text_size = 0;
     for (const Op* op = ops + l.begin; op != ops + l.hidden_end; ++op) {
         const std::size_t values = op->values(op >= hidden);
         for (std::size_t n = 0, at = op->at; n < values; ++n, at += op->stride()) {
-            fill(value, table, groups, *op, table.labels()[*label++], at);
+            fill(value, table, groups, *op, labels.next(), at);
+            value.index = labels.index();
             tell(value);
         }
     }
 }
 
-// All but where the text stands. `at` is the first byte that the op loads.
+// All but its index and where the text stands. `at` is the first byte that the op loads.
 [[gnu::always_inline]] inline void Report::fill(dd_ffdc_value& value, const Head& table, Groups groups, const Op& op,
                                                 const Label& label, std::size_t at) const {
     const std::size_t begin = at - label.back;
     value.group = reinterpret_cast<const char*>(groups) + groups[label.group];
     value.name = table.keys() + label.name;
-    value.index = label.element - 1;
     value.offset = base + static_cast<std::uint32_t>(begin);
     value.size = label.size;
     value.kind = static_cast<dd_ffdc_kind>(label.kind);

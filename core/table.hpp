@@ -70,14 +70,15 @@ struct Op {
 };
 
 // What the value of an op is called and where it lies. Only those who are told of values need it, and missing values.
+// The elements of an array, which are printed one behind the other, share theirs.
 struct Label {
-    std::uint16_t name;    // in the table's names; 0 for what is not handed out
-    std::uint8_t group;    // of the table's groups
-    std::uint8_t element;  // from 1 on, or 0 for what is no array
-    std::uint8_t size;     // bytes of the value
-    std::uint8_t back;     // the value begins so many bytes before what the op loads
-    std::uint8_t kind;     // enum dd_ffdc_kind
-    std::uint8_t shown;    // '?' of a missing value
+    std::uint16_t name;  // in the table's names; 0 for what is not handed out
+    std::uint8_t group;  // of the table's groups
+    bool indexed;        // an element
+    std::uint8_t size;   // bytes of the value
+    std::uint8_t back;   // the value begins so many bytes before what the op loads
+    std::uint8_t kind;   // enum dd_ffdc_kind
+    std::uint8_t shown;  // '?' of a missing value
     bool operator==(const Label&) const = default;
 };
 
@@ -450,15 +451,14 @@ private:
 
     constexpr std::uint8_t label(const Row& row, const Conversion& c, std::size_t element, std::string_view group) {
         const Field& f = row.field;
-        const bool indexed = f.count > 1 && !row.names_elements();
         // Text for a set bit alone: a missing bit counts as clear.
         const bool condition = f.kind == Field::Kind::choice && *f.clear == '\0';
-        require(f.width <= 255 && element < 255, row.format.text, "the value is too long");
+        require(f.width <= 255, row.format.text, "the value is too long");
         require(groups.names.size() <= 255, row.format.text, "a table has at most 255 groups");
         require(row.shown_again() || !row.key(element).empty(), row.format.text, "the value needs a label");
         const Label l = {.name = row.shown_again() ? std::uint16_t{0} : narrow(pooled(keys, row.key(element))),
                          .group = static_cast<std::uint8_t>(groups.index_of(group)),
-                         .element = indexed ? static_cast<std::uint8_t>(element + 1) : std::uint8_t{0},
+                         .indexed = f.count > 1 && !row.names_elements(),
                          .size = static_cast<std::uint8_t>(f.width),
                          .back = f.mask_at,
                          .kind = kind_of(f, c.kind),
