@@ -300,7 +300,7 @@ TEST_CASE("values of records that end early") {
     }
 }
 
-TEST_CASE("the header's values, and types without a decoder") {
+TEST_CASE("the header's values, types without a decoder, long texts") {
     const Bytes record = record_of({.type = 14,
                                     .version = 7,
                                     .chained = 0x80000000,
@@ -320,4 +320,8 @@ TEST_CASE("the header's values, and types without a decoder") {
                                         "pid=-5@20+4", "type=14@24+2", "version=7@26+2", "time0=4294967295@28+4",
                                         "time1=1@32+4", "size=45@36+2", "tgid=6@38+4", "=0@42+3"});
     CHECK(list_flaw(values, record.data(), record.size()) == "");
+
+    // A text that goes on behind all layouts.
+    const Bytes long_text = record_of({.type = FFDC_TYPE_WEX_PORT, .version = 2}, Bytes(60000, 'x'));
+    CHECK(list_flaw(values_of(long_text.data(), long_text.size()), long_text.data(), long_text.size()) == "");
 }
