@@ -246,7 +246,6 @@ Digits Digits::hex(std::uint32_t v, std::uint8_t digits) {
 
 void Covered::keep() {
     constexpr std::size_t all = sizeof kept_ * 8;
-    if (begin_ == end_) return;
     for (std::size_t i = begin_; i < std::min(end_, all);) {
         const std::size_t n = std::min(bits - i % bits, std::min(end_, all) - i);
         kept_[i / bits] |= (~std::size_t{0} >> (bits - n)) << i % bits;
@@ -297,14 +296,17 @@ void Report::run_carefully(const Head& table, const Layout& l, Groups groups) {
                 literal += op->gap();
             }
             literal += hole_of(op->show);
-            fill(value, table, groups, *op, labels.next(), at);
+            const Label& label = labels.next();
+            place(value, table, groups, label, at);
             value.index = labels.index();
+            fill(value, table, *op, label, at);
             put_and_tell(value);
         }
     }
 }
 
 void Report::tell_values(const Head& table, const Layout& l, Groups groups) {
+    const bool whole = payload.size >= l.extent;
     Labels labels(table, l);
     const Op *const ops = table.ops(), *const hidden = ops + l.end;
     dd_ffdc_value value;
@@ -312,22 +314,35 @@ void Report::tell_values(const Head& table, const Layout& l, Groups groups) {
     for (const Op* op = ops + l.begin; op != ops + l.hidden_end; ++op) {
         const std::size_t values = op->values(op >= hidden);
         for (std::size_t n = 0, at = op->at; n < values; ++n, at += op->stride()) {
-            fill(value, table, groups, *op, labels.next(), at);
+            const Label& label = labels.next();
+            place(value, table, groups, label, at);
             value.index = labels.index();
+            if (whole && n != 0) {
+                // The others of a run differ in little, and there are many of them.
+                value.own.bytes = payload.data + at;
+                value.number = number_of(*op, label, payload.data + at);
+            } else {
+                fill(value, table, *op, label, at);
+            }
             tell(value);
         }
     }
 }
 
-// All but its index and where the text stands. `at` is the first byte that the op loads.
-[[gnu::always_inline]] inline void Report::fill(dd_ffdc_value& value, const Head& table, Groups groups, const Op& op,
-                                                const Label& label, std::size_t at) const {
-    const std::size_t begin = at - label.back;
+// What the value is called and where it lies. `at` is the first byte that its op loads.
+inline void Report::place(dd_ffdc_value& value, const Head& table, Groups groups, const Label& label,
+                          std::size_t at) const {
     value.group = reinterpret_cast<const char*>(groups) + groups[label.group];
     value.name = table.keys() + label.name;
-    value.offset = base + static_cast<std::uint32_t>(begin);
+    value.offset = base + static_cast<std::uint32_t>(at - label.back);
     value.size = label.size;
     value.kind = static_cast<dd_ffdc_kind>(label.kind);
+}
+
+// What it is, and what its text is made from.
+[[gnu::always_inline]] inline void Report::fill(dd_ffdc_value& value, const Head& table, const Op& op,
+                                                const Label& label, std::size_t at) const {
+    const std::size_t begin = at - label.back;
     value.missing = !payload.has(begin, label.size);
     value.mask = mask_of(op, label);
     value.own.table = &table;

@@ -175,8 +175,8 @@ private:
     void run(const Head& table, Groups groups, std::size_t from);
     [[gnu::cold]] void run_carefully(const Head& table, const Layout& l, Groups groups);
     void tell_values(const Head& table, const Layout& l, Groups groups);
-    void fill(dd_ffdc_value& value, const Head& table, Groups groups, const Op& op, const Label& label,
-              std::size_t at) const;
+    void place(dd_ffdc_value& value, const Head& table, Groups groups, const Label& label, std::size_t at) const;
+    void fill(dd_ffdc_value& value, const Head& table, const Op& op, const Label& label, std::size_t at) const;
     dd_ffdc_value value_of(Key name, std::size_t at, std::size_t size, dd_ffdc_kind kind) const;
     [[gnu::cold]] void put_and_tell(dd_ffdc_value& value);
     void tell(const dd_ffdc_value& value) const;
