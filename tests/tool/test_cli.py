@@ -71,7 +71,7 @@ class Help(unittest.TestCase):
             ((), "expected a command, found nothing"), (("shw",), "expected a command, found 'shw'"), (("--nope",), "found '--nope'"),
             (("show", "--nope"), "--nope"), (("show", "--color", "red"), "--color: expected auto|always|never, found 'red'"),
             (("show", "--from=ascii"), "--from: expected auto|raw|hex|base64, found 'ascii'"), (("diff", "one"), "FILE"),
-            (("diff", "--by", "name", "a", "b"), "--by: expected position|type, found 'name'"), (("list", "-t"), "--type"),
+            (("list", "-t"), "--type"),
             (("types", "file"), "file"), (("show", "-o", "/none/x"), "/none/x: No such file"), (("show", "/none"), "/none: No such file"),
         ]
         for arguments, message in table:
@@ -123,7 +123,7 @@ class Made(unittest.TestCase):
 
     def test_bash_completes(self):
         table = [(("s",), "show"), (("show", "--no"), "--no-legend --no-pager"), (("carve", "--from", "h"), "hex"),
-                 (("list", "-t", "MB"), "MBOX"), (("diff", "--by", "="), "position type"), (("show", "-o", "x"), "")]
+                 (("list", "-t", "MB"), "MBOX"), (("show", "--color", "="), "auto always never"), (("show", "-o", "x"), "")]
         for words, expected in table:
             with self.subTest(words):
                 script = ('eval "$("$0" completion bash)"; COMP_WORDS=(ffdc "$@"); COMP_CWORD=$#; _ffdc; echo "${COMPREPLY[*]}"')
@@ -134,7 +134,7 @@ class Made(unittest.TestCase):
 class Terminal(unittest.TestCase):
     def test_colour(self):
         table = [((), {}, True), ((), {"NO_COLOR": "1"}, False), ((), {"NO_COLOR": ""}, True), (("--color=never",), {}, False),
-                 (("--color=always",), {"NO_COLOR": "1"}, True)]
+                 (("--color=always",), {"NO_COLOR": "1"}, True), ((), {"TERM": "dumb"}, False)]
         for options, environment, expected in table:
             for command in ("show", "hex", "list"):
                 with self.subTest(options, command=command, **environment):
@@ -144,27 +144,48 @@ class Terminal(unittest.TestCase):
         self.assertIn(b"\33[", run("show", "--color", "always", input=dma)[1])
 
     def test_tables_fit(self):
+        """Every line within the columns, what is cut marked, the end of a name and the first difference in sight."""
         long_name = "d" * 60
+        other = bytearray(dma)
+        other[124 + 42 + 20] ^= 1
         with tempfile.TemporaryDirectory() as folder:
-            for name in ("a" + long_name, "b" + long_name):
-                Path(folder, name).write_bytes(dma + fsi)
-            for columns in (80, 100, 132):
-                with self.subTest(columns):
-                    _, shown = on_terminal("list", "--color=never", folder, columns=columns)
-                    self.assertEqual(len(shown.splitlines()), 5)
-                    self.assertLessEqual(max(map(len, shown.splitlines())), columns)
-            self.assertIn(("a" + long_name).encode(), run("list", folder)[1])
+            for name, data in ((long_name + "-1", dma + fsi), (long_name + "-2", bytes(other) + fsi)):
+                Path(folder, name).write_bytes(data)
+            for columns in (40, 80, 100, 132):
+                for command, arguments, lines in (("list", [folder], 5), ("diff", sorted(map(str, Path(folder).iterdir())), 2)):
+                    with self.subTest(command, columns=columns):
+                        _, shown = on_terminal(command, "--color=never", *arguments, columns=columns, LC_ALL="C.UTF-8")
+                        rows = [line for line in shown.encode("latin-1").decode().splitlines() if not line.startswith(("==>", "ffdc:"))]
+                        rows = rows[-lines:]
+                        self.assertLessEqual(max(map(len, rows)), columns)
+                        if command == "list":
+                            self.assertEqual([row.split()[0][-2:] for row in rows[1:]], ["-1", "-1", "-2", "-2"])
+                            self.assertTrue(all(row.startswith("…") for row in rows[1:]))
+                            self.assertEqual("…" in rows[0], columns < 100)
+                        else:
+                            self.assertRegex(rows[1], " at.* au")
+            self.assertIn((long_name + "-1").encode(), run("list", folder)[1])
+        self.assertIn("~", on_terminal("list", input=dma, columns=40, LC_ALL="C")[1])
 
-    def test_a_record_does_not_steer_the_terminal(self):
+    def test_nothing_steers_the_terminal(self):
+        """Neither a record nor a file's name: no control, of one byte or in UTF-8, and nothing that turns the order."""
         version, payload = case("dma", "v1")
-        evil = record("DMA", version, payload[:124] + b"\33]0;evil\7\33[2J" + payload[137:])
-        for command in ("show", "hex", "list", "diff"):
-            with self.subTest(command), tempfile.TemporaryDirectory() as folder:
-                Path(folder, "evil").write_bytes(evil)
-                files = ["evil", "evil", "--all"] if command == "diff" else ["evil"]
-                _, shown = on_terminal(command, "--color=never", *[os.path.join(folder, f) if f == "evil" else f for f in files])
-                self.assertIn("DMA", shown)
-                self.assertNotRegex(shown, "[\0-\10\13-\37]")
+        evil = b"\33]0;evil\7\x9b2J\xc2\x9b\x7f\xe2\x80\xae\xe2\x81\xa6"
+        data = record("DMA", version, payload[:124] + evil + b"\xc3\xa9\0" + payload[124 + len(evil) + 3:])
+        for command in ("show", "hex", "list", "diff", "carve"):
+            for locale in ("C", "C.UTF-8"):
+                with self.subTest(command, locale=locale), tempfile.TemporaryDirectory() as folder:
+                    name = os.path.join(os.fsencode(folder), b"evil\n" + evil)
+                    Path(os.fsdecode(name)).write_bytes(data + data[:50])
+                    files = [name, name, b"--all"] if command == "diff" else [name]
+                    for options in ([], ["--color=always"]):
+                        _, shown = on_terminal(command, *options, *files, LC_ALL=locale, PAGER="")
+                        shown = re.sub(r"\x1b\[[0-9;]*m", "", shown)
+                        self.assertIn("DMA", shown)
+                        if command not in ("list", "carve"):
+                            self.assertIn("\xc3\xa9", shown)
+                        self.assertNotRegex(shown, "[\0-\10\13-\37\x7f]|\xc2[\x80-\x9f]|\xe2\x80\xae|\xe2\x81\xa6")
+                        self.assertNotRegex(re.sub("[\xc2-\xf4][\x80-\xbf]+", "", shown), "[\x80-\x9f]")
 
     def test_pager(self):
         table = [("more than a screen", dma * 3, (), "sed s/^/P:/", True), ("less than a screen", dma, ("-t", "14"), "sed s/^/P:/", False),
@@ -175,6 +196,11 @@ class Terminal(unittest.TestCase):
                 self.assertIn(status, (0, 1, 3))
                 self.assertEqual("P:==> " in shown, paged)
                 self.assertEqual(shown.replace("P:", ""), run("show", "-q", *options, input=data)[1].decode("latin-1"))
+
+    def test_messages_are_seen_after_a_pager_that_ends_early(self):
+        status, shown = on_terminal("show", "--color=never", input=fsi[:36] + b"\0\x64" + fsi[38:100] + dma * 3000, PAGER="head -n 1")
+        self.assertEqual((status, shown), (3, "==> - offset 0x000000 record 0 FSI <==\n"
+                                              "ffdc: -: offset 0x000000: expected a payload of 96 bytes, found 58 bytes\n"))
 
     def test_carve_tells_how_far_a_long_search_is(self):
         def write(pipe):
@@ -222,13 +248,56 @@ class Output(unittest.TestCase):
         self.assertEqual(run("show", "-o", "/dev/full", input=dma)[::2], (2, b"ffdc: /dev/full: No space left on device\n"))
 
     def test_output_file(self):
+        """All of it, and only when all is well; then in place of the old file, whose mode and links stay."""
         with tempfile.TemporaryDirectory() as folder:
-            path = os.path.join(folder, "out")
+            path, link = Path(folder, "out"), Path(folder, "link")
+            link.symlink_to("out")
             for command in commands[:5]:
                 for data in (dma + mbox, dma, b""):  # each shorter than what is there
                     with self.subTest(command):
-                        status, out, _ = run(command, "-o", path, input=data)
-                        self.assertEqual((status, out, Path(path).read_bytes()), (0 if data else 1, b"", run(command, input=data)[1]))
+                        status, out, _ = run(command, "-o", link, input=data)
+                        self.assertEqual((status, out, path.read_bytes()), (0 if data else 1, b"", run(command, input=data)[1]))
+            path.write_bytes(b"old")
+            path.chmod(0o640)
+            for wrong in (("show", "--nope"), ("show", "-t", "nope"), ("list", "/none"), ("list", "/none", "-"), ("diff", "-", "/none")):
+                with self.subTest(wrong):
+                    status, _, err = run(*wrong, "-o", path, input=dma)
+                    self.assertEqual((status, path.read_bytes()), (2, b"old"), err)
+            self.assertEqual(run("diff", "-", path, "-o", path, input=dma)[::2], (2, f"ffdc: {path}: is also the output\n".encode()))
+            limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000)) or signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            status, _, err = run("show", "-o", path, input=dma * 9, preexec_fn=limit)
+            self.assertEqual((status, path.read_bytes(), err), (2, b"old", f"ffdc: {path}: File too large\n".encode()))
+            self.assertEqual(run("show", "-o", path, input=dma)[0], 0)
+            self.assertEqual((path.stat().st_mode & 0o777, link.is_symlink()), (0o640, True))
+            self.assertEqual(sorted(os.listdir(folder)), ["link", "out"])
+
+    def test_output_that_is_no_file(self):
+        expected = run("list", input=dma)[1]
+        with tempfile.TemporaryDirectory() as folder:
+            pipe, file = os.path.join(folder, "pipe"), os.path.join(folder, "file")
+            os.mkfifo(pipe)
+            reader = subprocess.Popen(["cat", pipe], stdout=subprocess.PIPE)
+            self.assertEqual(run("list", "-o", pipe, input=dma)[0], 0)
+            self.assertEqual(reader.communicate()[0], expected)
+            for name in ("-", "/dev/stdout"):
+                with self.subTest(name):
+                    self.assertEqual(run("list", "-o", name, input=dma), (0, expected, b""))
+                    Path(file).write_bytes(b"before\n")
+                    with open(file, "ab") as appended:
+                        subprocess.run([ffdc, "list", "-o", name], input=dma, stdout=appended)
+                    self.assertEqual(Path(file).read_bytes(), b"before\n" + expected)
+
+    def test_output_that_is_an_input(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path, link = Path(folder, "dump"), Path(folder, "link")
+            path.write_bytes(dma)
+            os.link(path, link)
+            for name, command in (("itself", "show dump -o dump"), ("link", "show link -o dump"), ("input", "show -o dump < link"),
+                                  ("output", "show dump >> link"), ("both", "show <> dump >&0"), ("dash", "show -o - - < dump >> link")):
+                with self.subTest(name):
+                    done = subprocess.run(["sh", "-c", '"$0" ' + command, ffdc], cwd=folder, capture_output=True)
+                    self.assertEqual((done.returncode, done.stdout, path.read_bytes()), (2, b"", dma))
+                    self.assertRegex(done.stderr, rb"^ffdc: (dump|link|standard input): is also the output\n$")
 
     def test_out_of_memory(self):
         if b"__asan_init" in Path(ffdc).read_bytes():

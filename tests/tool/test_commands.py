@@ -2,6 +2,7 @@
 import os
 import random
 import re
+import struct
 import tempfile
 import unittest
 from pathlib import Path
@@ -133,6 +134,18 @@ class Show(unittest.TestCase):
                 self.assertEqual(text, head + expected + (b"" if expected.endswith(b"\n") or not expected else b"\n"))
 
 
+    def test_ascii(self):
+        data = record("DIO", 1, "Gerät\xff ".encode("latin-1") + bytes(range(0x80, 0x100)))
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(os.fsencode(folder), b"b\xe4d")
+            Path(os.fsdecode(path)).write_bytes(data)
+            for locale in ("C", "C.UTF-8"):
+                out = run("show", path, env={**os.environ, "LC_ALL": locale})[1]
+                escaped = re.sub(rb"[\x80-\xff]", lambda byte: b"\\x%02x" % ord(byte[0]), out)
+                self.assertEqual(run("show", "--ascii", path, env={**os.environ, "LC_ALL": locale})[1], escaped)
+                self.assertIn(rb"b\xe4d", escaped)
+
+
 class List(unittest.TestCase):
     def test_rows(self):
         hdma = record("HDMA", *case("hdma", "v256"))
@@ -151,12 +164,26 @@ def error_of(hdma):
 
 
 class Hex(unittest.TestCase):
-    def test_what_no_value_covers_is_marked(self):
+    def test_every_byte_once_and_every_value(self):
         out = run("hex", "-q", input=dma + no_magic[:20])[1].decode("latin-1")
-        self.assertIn("  00009e  34 05 4d d6 9a e6 76 21  (not shown)\n", out)
-        self.assertIn("  000036  ed cb a9 88              rc                          -305419896\n", out)
-        self.assertIn("  000000  61 62 63 64", out)
+        self.assertIn("  0x00009e  34 05 4d d6 9a e6 76 21  (not shown)\n", out)
+        self.assertIn("  0x000036  ed cb a9 88              rc                          -305419896\n", out)
+        self.assertIn("  0x000000  61 62 63 64", out)
         self.assertIn("(no record)", out)
+        data = b"".join(record(type, version, payload) for type, _, version, payload in goldens()) + damaged + fsi[:50]
+        out = run("hex", "-q", input=data)[1].decode("latin-1")
+        shown, at = bytearray(), 0
+        for line in re.findall(r"^==> .*|^  0x.*", out, re.M):
+            if line.startswith("=="):
+                at = int(line.split()[3], 16)
+                self.assertEqual(len(shown), at)
+                continue
+            place, digits = int(line[2:10], 16), line[11:35]
+            if digits.strip():
+                self.assertEqual(place, len(shown) - at, line)
+            shown += bytes.fromhex(digits)
+            self.assertRegex(line[35:], r"^$|^  \(|^  \S+ +\S|^  \S*(data|trace|transfer|capture|ffdc|dump)\S*$", line)
+        self.assertEqual(bytes(shown), data)
 
 
 class Carve(unittest.TestCase):
@@ -237,8 +264,7 @@ class Diff(unittest.TestCase):
             ("damage", damaged, damaged, 3, []),
             ("bytes of damage", damaged, damaged.replace(b"abcd", b"abce"), 1, ["(bytes) 0x0003 64" + no_magic[4:11].hex() +
                                                                                " 65" + no_magic[4:11].hex() + " - -"]),
-            ("one more", dma, dma + fsi, 1, ["state - ok - -"]),
-            ("nothing", b"", b"", 1, []),
+            ("one more", dma, dma + fsi, 1, ["only in b offset 0x000126 record 1 FSI version 1 time 0x5f3c0001:0x2a pid 4711"]),
         ]
         for name, a, b, expected, rows in table:
             with self.subTest(name):
@@ -248,18 +274,48 @@ class Diff(unittest.TestCase):
                     self.assertEqual([" ".join(line.split()) for line in out.splitlines()], rows)
         with self.subTest("a bit that no value shows"):
             self.assertEqual(self.diff(dma, bytes(unnamed_bit), "-q")[0], 1)
-
-    def test_pairs(self):
-        a, b = dma + mbox + fsi, fsi + dma + mbox
-        self.assertEqual(self.diff(a, b)[0], 1)
-        self.assertEqual(self.diff(a, b, "--by", "type")[:2], (0, ""))
-        status, out, _ = self.diff(dma + dma, dma, "--by=type")
-        self.assertEqual((status, separators(out.encode())), (1, ["a offset 0x000126 record 1 DMA | nothing"]))
-        status, out, _ = self.diff(dma, dma, "--all", "--no-legend")
-        self.assertEqual(status, 0)
-        self.assertRegex(out, r"(?m)^registers.cr +d9119366 +d9119366 +3641807718 +3641807718$")
-        self.assertEqual(self.diff(dma, b"", "--no-legend")[0], 1)
+        with self.subTest("all values"):
+            status, out, _ = self.diff(dma, dma, "--all", "--no-legend")
+            self.assertEqual(status, 0)
+            self.assertRegex(out, r"(?m)^registers.cr +(0x)?d9119366 +(0x)?d9119366 +3641807718 +3641807718$")
+        for a, b, options in ((b"", b"", ()), (b"no dump", b"neither", ("-q",)), (dma, dma, ("-t", "fsi"))):
+            status, out, err = self.diff(a, b, *options)
+            self.assertEqual((status, out), (2, ""))
+            self.assertIn(b"nothing to compare: no record found in a and b\n", err)
         self.assertEqual(run("diff", "/none", "/none")[0], 2)
+
+    def test_partners(self):
+        """The bytes decide, then what a record is; what is left has no partner. Told: the records, by time, on either side."""
+        def stamped(type, time, payload=b"abcd", pid=1):
+            data = record(type, 1, payload)
+            return data[:20] + struct.pack(">I", pid) + data[24:28] + struct.pack(">II", time, 0) + data[36:]
+
+        many = [stamped("DIO", time, bytes([time & 0xff] * (time % 9))) for time in range(1, 1000)]
+        other = lambda *gone: b"".join(data for time, data in enumerate(many, 1) if time not in gone)
+        whole, same = b"".join(many), stamped("TONE", 5)
+        table = [
+            ("the first is gone", whole, other(1), [(1, None)]),
+            ("the last is new", other(999), whole, [(None, 999)]),
+            ("some are gone", whole, other(*range(1, 1000, 97)), [(time, None) for time in range(1, 1000, 97)]),
+            ("some are gone and others new", other(7, 8, 500), other(20, 600), [(None, 7), (None, 8), (20, None), (None, 500), (600, None)]),
+            ("a half is gone", whole, other(*range(2, 502)), [(time, None) for time in range(2, 502)]),
+            ("one of many twins", same * 500, same * 200 + fsi + same * 299, [(5, None), (None, 0x5f3c0001)]),
+            ("nothing in common", stamped("DIO", 1) * 300, stamped("TONE", 2) * 300, [(1, None)] * 300 + [(None, 2)] * 300),
+            ("changed", other(3, 4) + stamped("DIO", 2000, b"x"), other(3) + stamped("DIO", 2000, b"y"), [(None, 4), (2000, 2000)]),
+            ("at another time", stamped("DIO", 1) + stamped("TONE", 2) + fsi, stamped("TONE", 3) + fsi, [(1, None), (2, 3)]),
+            ("same time, other pid", stamped("DIO", 1, b"a", pid=3), stamped("DIO", 1, b"b", pid=4) + stamped("DIO", 1, b"c", pid=3),
+             [(None, 1), (1, 1)]),
+        ]
+        for name, a, b, expected in table:
+            with self.subTest(name):
+                status, out, _ = self.diff(a, b, "-q", "--color=never")
+                found = []
+                for line in out.splitlines():
+                    if only := re.match(r"only in (.) .* time 0x(\w+):", line):
+                        found.append((int(only[2], 16), None) if only[1] == "a" else (None, int(only[2], 16)))
+                    elif pair := re.match(r"==> a offset 0x(\w+) .* \| b offset 0x(\w+) ", line):
+                        found.append(tuple(int.from_bytes(data[int(at, 16) + 28:][:4], "big") for data, at in zip((a, b), pair.groups())))
+                self.assertEqual((status, found), (1, expected))
 
 
 class Types(unittest.TestCase):

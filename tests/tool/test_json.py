@@ -35,7 +35,7 @@ def hex_lines(text):
         if line.startswith("==> "):
             records.append([])
             continue
-        offset, digits, name = re.fullmatch(r"  ([0-9a-f]{6})  ((?:[0-9a-f]{2} )*(?:[0-9a-f]{2})?) *(?:  (\S.*))?", line).groups()
+        offset, digits, name = re.fullmatch(r"  0x([0-9a-f]{6})  ((?:[0-9a-f]{2} )*(?:[0-9a-f]{2})?) *(?:  (\S.*))?", line).groups()
         records[-1].append((int(offset, 16), bytes.fromhex(digits), re.split("  +", name or "")[0]))
     return records
 

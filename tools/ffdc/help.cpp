@@ -191,8 +191,18 @@ The separator line over a record is
 .PP
 with the word
 .B damaged
-behind the type, or in its place, where that is so. Tables fit the terminal; elsewhere they are as wide as their cells,
-an empty cell is a dash. On a terminal, control characters that come from a record show as dots.
+behind the type, or in its place, where that is so. Tables fit the terminal, with a mark for what is cut or left out;
+elsewhere they are as wide as their cells. An empty cell is a dash. On a terminal, and in messages, characters that could
+steer it show as dots, wherever they come from.
+.PP
+A file named with
+.B \-\-output
+is written beside the old one, which it replaces when all is well: after wrong usage or an input or output error, the old
+one is as it was.
+.PP
+.B diff
+takes records for the same by their bytes, then for partners by type, version, time and task, then by type and version, then
+by type, always in their order; one that has no partner is a line by itself.
 .B json
 writes one object a line; its shape is fixed, and a number in it,
 .BR format ,
@@ -208,7 +218,7 @@ All is well.
 .B 1
 No record was found, or none of the types asked for;
 .BR diff :
-the dumps differ.
+the dumps differ. (That neither has a record is an error.)
 .TP
 .B 2
 Wrong usage, or an input or output error. All that could be read was decoded.
@@ -225,6 +235,11 @@ ends by the signal SIGPIPE, without a message (status 141 in a shell).
 When set and not empty: no colour, unless
 .B \-\-color=always
 is given.
+.TP
+.B TERM
+When not set, or
+.BR dumb ,
+the same.
 .TP
 .B PAGER
 The pager of

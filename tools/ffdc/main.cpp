@@ -37,9 +37,9 @@ constexpr Command commands[] = {
     {"carve", carve, "records found in memory dumps and flash images", "[FILE...]", false,
      "  ffdc carve -v flash.img\n"
      "  ffdc carve --write found memory.dump"},
-    {"diff", diff, "values that differ between two dumps", "FILE1 FILE2", true,
+    {"diff", diff, "values and records that differ between two dumps", "FILE1 FILE2", true,
      "  ffdc diff before.bin after.bin\n"
-     "  ffdc diff --by type --all before.bin after.bin"},
+     "  ffdc diff -t dma --all before.bin after.bin"},
     {"types", types, "types, versions and layout sizes that are known", "", false,
      "  ffdc types\n"
      "  ffdc types -t mbox,jtag"},
@@ -56,17 +56,17 @@ constexpr char readers[] = "show list json hex carve diff", everywhere[] = "show
 constexpr Choice choices[] = {
     {"-t,--type", "TYPE,...", "only records of these types, by name or code", everywhere, &Options::types},
     {"--from", "auto|raw|hex|base64", "what the input is; hex is also xxd and hexdump -C", readers, &Options::from},
-    {"-o,--output", "FILE", "write there, not to standard output", everywhere, &Options::output},
+    {"-o,--output", "FILE", "write there when all is well; - is standard output", everywhere, &Options::output},
     {"--color", "auto|always|never", "colour; auto: on a terminal, without NO_COLOR", everywhere, &Options::color},
     {"--no-legend", "", "no separator lines and no headings", "show list hex carve diff types", &Options::no_legend},
     {"--no-pager", "", "write to the terminal straight", "show list hex diff", &Options::no_pager},
     {"-q,--quiet", "", "no messages about damaged or unknown records", readers, &Options::quiet},
+    {"--ascii", "", "bytes beyond ASCII as \\xNN", "show carve", &Options::ascii},
     {"--pretty", "", "indented, for people", "json", &Options::pretty},
     {"--decode", "", "show the records instead of listing them", "carve", &Options::decode},
     {"--write", "DIR", "write each record to DIR/OFFSET-TYPE.ffdc", "carve", &Options::write_to},
     {"-v,--verbose", "", "tell why what looked like a record was rejected", "carve", &Options::verbose},
     {"--all", "", "look for records inside records, too", "carve", &Options::all},
-    {"--by", "position|type", "how records find their partners", "diff", &Options::pair_by},
     {"--all", "", "values that are the same, too", "diff", &Options::all},
 };
 
@@ -123,8 +123,12 @@ int run(int argc, char** argv) {
             if (*command.files && !two) options.files = files_of(options.files);
             options.paged = command.paged;
             Session session(options);
-            status = command.run(session);
-            session.out.finish();
+            try {
+                status = command.run(session);
+            } catch (const Output::Left&) {
+                status = session.status();
+            }
+            session.out.finish(status != exit_failed);
         });
     }
     std::string shell;
@@ -133,7 +137,7 @@ int run(int argc, char** argv) {
     const auto print = [&](const std::string& text) {
         Output out(options);
         out.put(text);
-        out.finish();
+        out.finish(true);
     };
     completion->add_option("-o", options.output);
     completion->callback([&] { print(completions_of(app, shell)); });
@@ -175,7 +179,9 @@ int main(int argc, char** argv) {
     } catch (const std::length_error&) {
         out_of_memory();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "ffdc: %s\n", error.what());
+        std::string text = error.what();
+        tame(text.data(), text.size(), true);
+        std::fprintf(stderr, "ffdc: %s\n", text.c_str());
     }
     return exit_failed;
 }

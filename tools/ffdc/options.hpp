@@ -6,8 +6,8 @@
 
 struct Options {
     std::vector<std::string> files, types;
-    std::string color = "auto", from = "auto", output, write_to, pair_by = "position";
+    std::string color = "auto", from = "auto", output, write_to;
     bool no_legend = false, quiet = false, no_pager = false, pretty = false, decode = false, verbose = false,
-         all = false;
+         all = false, ascii = false;
     bool paged = false;  // by what the command is
 };

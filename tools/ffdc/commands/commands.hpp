@@ -1,6 +1,7 @@
 // The commands of the tool. Each returns the exit status.
 #pragma once
 
+#include "output/table.hpp"
 #include "records/records.hpp"
 
 int show(Session& s);

@@ -1,121 +1,200 @@
-// Two dumps, value by value.
+// Two dumps: the values that differ, and the records that one of them has alone.
 #include <algorithm>
-#include <deque>
-#include <map>
 #include <memory>
+#include <span>
 
+#include "commands/align.hpp"
 #include "commands/commands.hpp"
+#include "output/table.hpp"
 
 namespace {
 
-struct Pair {
-    const Entry* a = nullptr;
-    const Entry* b = nullptr;
+std::uint64_t hash(Bytes bytes) {
+    return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+// An entry, in less memory: there may be millions.
+struct Item {
+    std::uint64_t offset, size;
+    std::uint32_t index;
+    int step;
 };
+struct Dump {
+    std::unique_ptr<Input> input;
+    std::vector<Item> items;
+
+    Entry entry(const Item& item) const {
+        return {input->name(), item.offset, item.index, input->bytes().subspan(item.offset, item.size), item.step};
+    }
+};
+
+// What makes two records partners, the strictest first. Where there is no header, damage is damage.
+std::uint64_t bytes_of(const Dump& dump, const Item& item) {
+    return hash(dump.entry(item).bytes) + static_cast<std::uint64_t>(item.step);
+}
+std::uint64_t origin_of(const Dump& dump, const Item& item) {
+    constexpr std::size_t begin = offsetof(dd_ffdc_hdr, pid), end = offsetof(dd_ffdc_hdr, size);
+    const Entry entry = dump.entry(item);
+    return entry.has_header() ? hash(entry.bytes.subspan(begin, end - begin)) : 0;
+}
+std::uint64_t layout_of(const Dump& dump, const Item& item) {
+    const Entry entry = dump.entry(item);
+    return entry.has_header() ? static_cast<std::uint64_t>(entry.type() + 1) << 16 | entry.version() : 0;
+}
+std::uint64_t type_of(const Dump& dump, const Item& item) { return layout_of(dump, item) >> 16; }
+constexpr std::uint64_t (*identities[])(const Dump&, const Item&) = {bytes_of, origin_of, layout_of, type_of};
 
 // What a value is found by in the other record.
 std::string key_of(const Value& v) {
     return v.kind == DD_FFDC_UNSHOWN ? "(not shown) " + hex_number(v.offset, 4) : v.full_name();
 }
-std::string text_of(const Value* v) {
-    if (!v) return "-";
-    if (v->kind == DD_FFDC_UNSHOWN || v->kind == DD_FFDC_BYTES) return hex_digits(v->bytes);
-    return v->plain_text();
+std::string text_of(const Value& v) {
+    if (v.kind == DD_FFDC_UNSHOWN || v.kind == DD_FFDC_BYTES) return hex_digits(v.bytes);
+    return v.plain_text();
 }
 bool same(const Value& a, const Value& b) {
-    return a.missing == b.missing && a.number == b.number && text_of(&a) == text_of(&b);
+    return a.missing == b.missing && a.number == b.number && text_of(a) == text_of(b);
 }
 
-std::string heading_of(const Entry* entry) {
-    if (!entry) return "nothing";
-    return entry->file + " offset " + hex_number(entry->offset) + " record " + std::to_string(entry->index) + " " +
-           type_name(*entry);
+std::string place_of(const Entry& entry) {
+    return entry.file + " offset " + hex_number(entry.offset) + " record " + std::to_string(entry.index) + " " +
+           (entry.has_header() ? type_name(entry) : "damaged");
 }
 
-// Prints what differs between two records, or everything; true when something does.
-bool compare(Session& s, const Pair& pair) {
-    if (!s.options.all && pair.a && pair.b && pair.a->step == pair.b->step &&
-        std::ranges::equal(pair.a->bytes, pair.b->bytes))
-        return false;
-    std::vector<Value> values[2];
-    const std::string states[] = {pair.a ? state_name(values_of(*pair.a, values[0])) : "-",
-                                  pair.b ? state_name(values_of(*pair.b, values[1])) : "-"};
-    Table table({{"NAME"}, {"TEXT 1", false, true}, {"TEXT 2", false, true}, {"NUMBER 1", true}, {"NUMBER 2", true}},
-                s.out, !s.options.no_legend);
-    bool differs = false;
-    const auto row = [&](bool equal, const std::vector<std::string>& cells) {
-        differs = differs || !equal;
-        if (!equal || s.options.all) table.row(cells, equal ? Style::plain : Style::bad);
-    };
-    row(states[0] == states[1], {"state", states[0], states[1], "", ""});
-    // Next to nothing, or to a damaged place, every value of a record would be a difference.
-    if (s.options.all || (pair.a && pair.b && pair.a->has_header() && pair.b->has_header())) {
-        std::map<std::string, const Value*> others;
-        for (const Value& b : values[1]) others.emplace(key_of(b), &b);
-        for (const Value& a : values[0]) {
-            const auto found = others.find(key_of(a));
-            const Value* const b = found == others.end() ? nullptr : found->second;
-            row(b && same(a, *b), {key_of(a), text_of(&a), text_of(b), a.number_text(), b ? b->number_text() : ""});
-            if (b) others.erase(found);
-        }
-        for (const Value& b : values[1])
-            if (others.contains(key_of(b))) row(false, {key_of(b), "", text_of(&b), "", b.number_text()});
-    }
-    if (!differs && !std::ranges::equal(pair.a->bytes, pair.b->bytes)) {
-        const Bytes a = pair.a->bytes, b = pair.b->bytes;
-        const auto at = static_cast<std::size_t>(std::ranges::mismatch(a, b).in1 - a.begin());
-        const auto from = [&](Bytes bytes) {
-            return hex_digits(bytes.subspan(at, std::min<std::size_t>(8, bytes.size() - at)));
-        };
-        row(false, {"(bytes) " + hex_number(at, 4), from(a), from(b), "", ""});
-    }
-    if (!differs && !s.options.all) return false;
-    if (!s.options.no_legend) {
-        s.out.put(Style::heading, "==> " + heading_of(pair.a) + " | " + heading_of(pair.b) + " <==");
-        s.out.put("\n");
-    }
-    table.print();
-    return differs;
-}
+class Diff {
+public:
+    explicit Diff(Session& session) : s_(session) {}
 
-// Pairs by position, or those of the same type and version with each other, in their order.
-std::vector<Pair> pair_up(const std::vector<Entry>& a, const std::vector<Entry>& b, bool by_type) {
-    const auto kind = [&](const Entry& e) {
-        return !by_type || !e.has_header() ? 0 : static_cast<unsigned>(e.type() + 1) << 16 | e.version();
-    };
-    std::map<unsigned, std::deque<const Entry*>> waiting;
-    for (const Entry& e : b) waiting[kind(e)].push_back(&e);
-    std::vector<Pair> pairs;
-    for (const Entry& e : a) {
-        std::deque<const Entry*>& partners = waiting[kind(e)];
-        pairs.push_back({&e, partners.empty() ? nullptr : partners.front()});
-        if (!partners.empty()) partners.pop_front();
+    int run() {
+        for (Dump& dump : dumps_) read(dump, s_.options.files[static_cast<std::size_t>(&dump - dumps_)]);
+        if (!any_)
+            throw Fatal("nothing to compare: no record found in " + s_.options.files[0] + " and " +
+                        s_.options.files[1]);
+        pair_up(dumps_[0].items, dumps_[1].items, 0);
+        return differs_ ? exit_none : s_.status();
     }
-    for (const auto& [_, rest] : waiting)
-        for (const Entry* e : rest) pairs.push_back({nullptr, e});
-    return pairs;
-}
 
-}  // namespace
+private:
+    using Items = std::span<const Item>;
 
-int diff(Session& s) {
-    std::vector<Entry> entries[2];
-    std::unique_ptr<Input> inputs[2];
-    for (int i : {0, 1}) {
-        const std::string& file = s.options.files[static_cast<std::size_t>(i)];
+    Session& s_;
+    Dump dumps_[2];
+    bool any_ = false, differs_ = false;
+    std::vector<Value> values_[2];
+
+    void read(Dump& dump, const std::string& file) {
         try {
-            inputs[i] = std::make_unique<Input>(file, s.options.from);
+            dump.input = std::make_unique<Input>(file, s_.options.from);
         } catch (const Failure& failure) {
             throw Fatal(file + ": " + failure.what());
         }
-        std::vector<Value> values;
-        s.each_entry(*inputs[i], [&](const Entry& entry) {
-            entries[i].push_back(entry);
-            return values_of(entry, values);
+        s_.each_entry(*dump.input, [&](const Entry& entry) {
+            dump.items.push_back(
+                {entry.offset, entry.bytes.size(), static_cast<std::uint32_t>(entry.index), entry.step});
+            any_ = any_ || entry.has_header();
+            return state_of(entry);
         });
     }
-    bool differs = false;
-    for (const Pair& pair : pair_up(entries[0], entries[1], s.options.pair_by == "type"))
-        differs = compare(s, pair) || differs;
-    return differs ? exit_none : s.status();
-}
+
+    // Compares partners, and tells what has none, in their order.
+    void pair_up(Items a, Items b, std::size_t level) {
+        if (a.empty() || b.empty() || level == std::size(identities)) {
+            for (const Item& item : a) tell_only(dumps_[0].entry(item));
+            for (const Item& item : b) tell_only(dumps_[1].entry(item));
+            return;
+        }
+        const auto numbers = [&](const Dump& dump, Items items) {
+            std::vector<std::uint64_t> list;
+            for (const Item& item : items) list.push_back(identities[level](dump, item));
+            return list;
+        };
+        std::vector<Run> runs = align(numbers(dumps_[0], a), numbers(dumps_[1], b));
+        runs.push_back({std::ssize(a), std::ssize(b), 0});
+        std::ptrdiff_t i = 0, j = 0;
+        for (const Run& run : runs) {
+            const auto part = [](Items items, std::ptrdiff_t begin, std::ptrdiff_t end) {
+                return items.subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
+            };
+            pair_up(part(a, i, run.a), part(b, j, run.b), level + 1);
+            for (std::ptrdiff_t n = 0; n < run.size; ++n)
+                compare(dumps_[0].entry(a[static_cast<std::size_t>(run.a + n)]),
+                        dumps_[1].entry(b[static_cast<std::size_t>(run.b + n)]));
+            i = run.a + run.size;
+            j = run.b + run.size;
+        }
+    }
+
+    void tell_only(const Entry& entry) {
+        differs_ = true;
+        std::string line = "only in " + place_of(entry);
+        if (entry.has_header()) {
+            const dd_ffdc_hdr& header = entry.header();
+            line += " version " + std::to_string(entry.version()) + " time " + hex_number(word(header.time[0]), 1) +
+                    ":" + hex_number(word(header.time[1]), 1) + " pid " +
+                    std::to_string(static_cast<std::int32_t>(word(header.pid)));
+        }
+        s_.out.put_foreign(line, Style::bad);
+        s_.out.put("\n");
+    }
+
+    // Prints what differs between two records, or everything.
+    void compare(const Entry& a, const Entry& b) {
+        const bool equal = a.step == b.step && std::ranges::equal(a.bytes, b.bytes);
+        differs_ = differs_ || !equal;
+        if (equal && !s_.options.all) return;
+        const std::string states[] = {state_name(values_of(a, values_[0])), state_name(values_of(b, values_[1]))};
+        Table table({{"NAME", false, Cut::begin},
+                     {"TEXT 1", false, Cut::far},
+                     {"TEXT 2", false, Cut::far},
+                     {"NUMBER 1", true, Cut::never, true},
+                     {"NUMBER 2", true, Cut::never, true}},
+                    s_.out, !s_.options.no_legend);
+        bool told = false;
+        const auto row = [&](bool as_before, std::string_view name, std::string_view text_a, std::string_view text_b,
+                             std::string_view number_a = {}, std::string_view number_b = {}) {
+            if (as_before && !s_.options.all) return;
+            told = told || !as_before;
+            const auto differ = std::ranges::mismatch(text_a, text_b).in1 - text_a.begin();
+            table.row({name, text_a, text_b, number_a, number_b}, as_before ? Style::plain : Style::bad,
+                      static_cast<std::size_t>(differ));
+        };
+        row(states[0] == states[1], "state", states[0], states[1]);
+        each_value([&](const Value* v, const Value* w) {
+            row(v && w && same(*v, *w), key_of(v ? *v : *w), v ? text_of(*v) : "", w ? text_of(*w) : "",
+                v ? v->number_text() : "", w ? w->number_text() : "");
+        });
+        if (!told && !equal) {
+            const auto at = static_cast<std::size_t>(std::ranges::mismatch(a.bytes, b.bytes).in1 - a.bytes.begin());
+            const auto from = [&](Bytes bytes) {
+                return hex_digits(bytes.subspan(at, std::min<std::size_t>(8, bytes.size() - at)));
+            };
+            row(false, "(bytes) " + hex_number(at, 4), from(a.bytes), from(b.bytes));
+        }
+        if (!s_.options.no_legend) {
+            s_.out.put_foreign("==> " + place_of(a) + " | " + place_of(b) + " <==", Style::heading);
+            s_.out.put("\n");
+        }
+        table.print();
+    }
+
+    // Calls back with the values of both records that have one name, or with one and null.
+    template <typename Use>
+    void each_value(const Use& use) const {
+        std::vector<std::uint64_t> names[2];
+        for (int side : {0, 1})
+            for (const Value& v : values_[side]) names[side].push_back(std::hash<std::string>()(key_of(v)));
+        std::vector<Run> runs = align(names[0], names[1]);
+        runs.push_back({std::ssize(names[0]), std::ssize(names[1]), 0});
+        const auto value = [&](int side, std::ptrdiff_t i) { return &values_[side][static_cast<std::size_t>(i)]; };
+        std::ptrdiff_t i = 0, j = 0;
+        for (const Run& run : runs) {
+            while (i < run.a) use(value(0, i++), nullptr);
+            while (j < run.b) use(nullptr, value(1, j++));
+            for (std::ptrdiff_t n = 0; n < run.size; ++n) use(value(0, i++), value(1, j++));
+        }
+    }
+};
+
+}  // namespace
+
+int diff(Session& s) { return Diff(s).run(); }

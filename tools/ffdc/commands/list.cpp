@@ -26,10 +26,17 @@ std::string cause_of(const std::vector<Value>& values) {
 }
 
 std::vector<Column> columns_of(bool files) {
-    std::vector<Column> columns = {
-        {"INDEX", true}, {"OFFSET"},     {"TYPE"}, {"VERSION", true}, {"SIZE", true},
-        {"PID", true},   {"TGID", true}, {"TIME"}, {"STATE"},         {"CAUSE", false, true}};
-    if (files) columns.insert(columns.begin(), {"FILE", false, true});
+    std::vector<Column> columns = {{"INDEX", true},
+                                   {"OFFSET"},
+                                   {"TYPE"},
+                                   {"VERSION", true, Cut::never, true},
+                                   {"SIZE", true, Cut::never, true},
+                                   {"PID", true, Cut::never, true},
+                                   {"TGID", true, Cut::never, true},
+                                   {"TIME", false, Cut::never, true},
+                                   {"STATE"},
+                                   {"CAUSE", false, Cut::end}};
+    if (files) columns.insert(columns.begin(), {"FILE", false, Cut::begin});
     return columns;
 }
 
@@ -66,7 +73,8 @@ int Listing::add(const Entry& entry) {
     } else {
         cells.push_back(cause_of(values_));
     }
-    table.row(cells, state == DD_FFDC_OK ? Style::plain : Style::bad);
+    const std::vector<std::string_view> views(cells.begin(), cells.end());
+    table.row(views, state == DD_FFDC_OK ? Style::plain : Style::bad);
     return state;
 }
 

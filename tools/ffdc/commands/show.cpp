@@ -13,8 +13,7 @@ int show_entry(Session& s, const Entry& entry) {
     std::size_t n = static_cast<std::size_t>(
         dd_ffdc_render(&entry.header(), entry.bytes.size(), text, DD_FFDC_RENDER_ROOM, &state));
     if (text[n - 1] != '\n') text[n++] = '\n';
-    s.out.tame(text, n);
-    s.out.took(n);
+    s.out.took_foreign(n);
     return entry.is_damaged() ? damaged : state;
 }
 

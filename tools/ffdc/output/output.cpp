@@ -1,7 +1,7 @@
 #include "output/output.hpp"
 
 #include <fcntl.h>
-#include <libsmartcols.h>
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,8 +11,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <new>
+#include <filesystem>
 #include <utility>
 
 #include "input/input.hpp"
@@ -21,46 +20,156 @@
 
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::size_t flush_size = 256 * 1024;
+constexpr std::size_t most_late = 1000;  // messages that wait until the output ends
+constexpr const char* escapes[] = {"", "\33[1;36m", "\33[2m", "\33[31m"};
 
-struct Escape {
-    const char* code;
-    const char* name;  // in tables
-};
-constexpr Escape escapes[] = {{"", nullptr}, {"\33[1;36m", "cyan"}, {"\33[2m", "darkgray"}, {"\33[31m", "red"}};
-
-long screen_lines() {
+winsize screen() {
     winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 ? size.ws_row : 24;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) size = {};
+    return {size.ws_row ? size.ws_row : std::uint16_t{24}, size.ws_col ? size.ws_col : std::uint16_t{80}, 0, 0};
+}
+
+// The file behind symbolic links. One to an open descriptor stays: what that is has no name that another file could
+// get.
+fs::path behind_links(fs::path path) {
+    std::error_code error;
+    for (int links = 0; links < 40 && fs::is_symlink(path, error); ++links) {
+        const fs::path folder = fs::canonical(path.has_parent_path() ? path.parent_path() : ".", error);
+        if (folder.native().starts_with("/proc/")) break;
+        path = folder / fs::read_symlink(path, error);
+    }
+    return path;
+}
+
+bool same_file(const struct stat& a, const struct stat& b) {
+    return (S_ISREG(a.st_mode) || S_ISBLK(a.st_mode)) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Bytes of the character at `text`, 1 for what is none.
+std::size_t character(const unsigned char* text, std::size_t n, unsigned& code) {
+    code = *text;
+    const std::size_t size = code < 0xc2 ? 1 : code < 0xe0 ? 2 : code < 0xf0 ? 3 : code < 0xf5 ? 4 : 1;
+    if (size == 1 || size > n) return 1;
+    unsigned wide = code & (0x7fu >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((text[i] & 0xc0) != 0x80) return 1;
+        wide = wide << 6 | (text[i] & 0x3f);
+    }
+    code = wide;
+    return size;
+}
+
+std::string in_ascii(std::string_view text) {
+    std::string ascii;
+    for (const char c : text) {
+        if (c >= 0) {
+            ascii += c;
+            continue;
+        }
+        const unsigned byte = static_cast<unsigned char>(c);
+        ascii += {'\\', 'x', "0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+    }
+    return ascii;
 }
 
 }  // namespace
 
-// An output file is emptied by the first write only: it may turn out to be an input.
+void one_line(char* text, std::size_t n) {
+    std::replace_if(
+        text, text + n, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; }, '.');
+}
+
+// Where the terminal does not take UTF-8, each byte from 0x80 to 0x9f is a control by itself.
+void tame(char* text, std::size_t n, bool lines) {
+    const bool utf8 = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+    for (std::size_t i = 0, size; i < n; i += size) {
+        unsigned code;
+        size = character(reinterpret_cast<unsigned char*>(text) + i, utf8 ? n - i : 1, code);
+        const bool control =
+            (code < ' ' && !(lines && (code == '\n' || code == '\t'))) || (code >= 0x7f && code < 0xa0);
+        const bool turns = code == 0x61c || code == 0x200e || code == 0x200f || (code >= 0x202a && code <= 0x202e) ||
+                           (code >= 0x2066 && code <= 0x2069);
+        if (control || turns) std::memset(text + i, '.', size);
+    }
+}
+
 Output::Output(const Options& options)
     : buffer_(flush_size + DD_FFDC_RENDER_ROOM),
-      name_(options.output.empty() ? "standard output" : options.output),
-      file_(options.output.empty() ? STDOUT_FILENO
-                                   : open(options.output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)) {
-    if (file_ < 0) throw Fatal(name_ + ": " + std::strerror(errno));
+      name_(options.output.empty() || options.output == "-" ? "standard output" : options.output),
+      file_(STDOUT_FILENO),
+      ascii_(options.ascii) {
+    const bool to_file = !options.output.empty() && options.output != "-";
     struct stat output, input;
-    for (const std::string& path : options.files)
-        if (fstat(file_, &output) == 0 && S_ISREG(output.st_mode) && stat(path.c_str(), &input) == 0 &&
-            input.st_dev == output.st_dev && input.st_ino == output.st_ino)
-            throw Fatal(path + ": is also the output");
+    if ((to_file ? stat(options.output.c_str(), &output) : fstat(file_, &output)) == 0)
+        for (const std::string& path : options.files)
+            if ((path == "-" ? fstat(STDIN_FILENO, &input) : stat(path.c_str(), &input)) == 0 &&
+                same_file(output, input))
+                throw Fatal((path == "-" ? "standard input" : path) + ": is also the output");
+    if (to_file) open_file(options.output);
     const char* const no_color = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
     terminal_ = isatty(file_) == 1;
-    color_ = options.color == "always" || (options.color == "auto" && terminal_ && !(no_color && *no_color));
-    page_ = terminal_ && options.output.empty() && options.paged && !options.no_pager;
+    color_ = options.color == "always" || (options.color == "auto" && terminal_ && !(no_color && *no_color) &&
+                                           terminal && std::strcmp(terminal, "dumb") != 0);
+    page_ = terminal_ && !to_file && options.paged && !options.no_pager;
     open_ = this;
 }
+
+// A regular file gets its name at the end, and until then has none where the file system can do so.
+void Output::open_file(const std::string& path) {
+    const fs::path file = behind_links(path);
+    struct stat old;
+    const bool exists = stat(file.c_str(), &old) == 0;
+    std::error_code error;
+    if (!exists && errno != ENOENT) fail();
+    if (exists && (!S_ISREG(old.st_mode) || fs::is_symlink(file, error))) {
+        file_ = open(file.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    } else if (exists && access(file.c_str(), W_OK) != 0) {
+        fail();
+    } else {
+        target_ = file;
+        const fs::path folder = file.has_parent_path() ? file.parent_path() : ".";
+        file_ = open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+        for (int i = 0; file_ < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EEXIST); ++i) {
+            temporary_ = folder / (".ffdc-" + std::to_string(getpid()) + "-" + std::to_string(i));
+            file_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        }
+        if (file_ < 0) temporary_.clear();
+    }
+    if (file_ < 0) fail();
+    if (exists && !target_.empty()) {  // whose it was, as far as that is in our hands
+        if (fchown(file_, old.st_uid, old.st_gid) != 0) errno = 0;
+        if (fchmod(file_, old.st_mode & 07777) != 0) errno = 0;
+    }
+}
+
+void Output::keep() {
+    for (int i = 0; temporary_.empty(); ++i) {
+        const std::string name =
+            fs::path(target_).replace_filename(".ffdc-" + std::to_string(getpid()) + "-" + std::to_string(i));
+        if (linkat(AT_FDCWD, ("/proc/self/fd/" + std::to_string(file_)).c_str(), AT_FDCWD, name.c_str(),
+                   AT_SYMLINK_FOLLOW) == 0)
+            temporary_ = name;
+        else if (errno != EEXIST)
+            fail();
+    }
+    if (close(std::exchange(file_, -1)) != 0 || rename(temporary_.c_str(), target_.c_str()) != 0) fail();
+    temporary_.clear();
+}
+
+void Output::fail() const { throw Fatal(name_ + ": " + std::strerror(errno)); }
 
 Output::~Output() {
     open_ = nullptr;
     try {
-        finish();
+        finish(false);
     } catch (const Fatal&) {
+    } catch (const Left&) {
     }
+    if (!temporary_.empty()) unlink(temporary_.c_str());
 }
 
 Output* Output::open_ = nullptr;
@@ -70,9 +179,11 @@ void Output::rescue() {
     if (!out) return;
     out->page_ = false;
     try {
-        out->finish();
+        out->finish(false);
     } catch (const Fatal&) {
+    } catch (const Left&) {
     }
+    if (!out->temporary_.empty()) unlink(out->temporary_.c_str());
 }
 
 void Output::put(std::string_view text) {
@@ -86,16 +197,29 @@ void Output::put(std::string_view text) {
 
 void Output::put(Style style, std::string_view text) {
     const bool colored = color_ && style != Style::plain;
-    if (colored) put(escapes[static_cast<int>(style)].code);
+    if (colored) put(escapes[static_cast<int>(style)]);
     put(text);
     if (colored) put("\33[0m");
 }
 
-void Output::tame(char* text, std::size_t n) const {
-    const auto steers = [](char c) {
-        return (static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t') || c == 0x7f;
-    };
-    if (terminal_) std::replace_if(text, text + n, steers, '.');
+void Output::put_foreign(std::string text, Style style) {
+    tame_for_terminal(text.data(), text.size());
+    if (ascii_) text = in_ascii(text);
+    put(style, text);
+}
+
+void Output::took_foreign(std::size_t n) {
+    char* const text = buffer_.data() + used_;
+    tame_for_terminal(text, n);
+    if (ascii_ && std::any_of(text, text + n, [](char c) { return c < 0; }))
+        put(in_ascii({text, n}));
+    else
+        took(n);
+}
+
+// Colour is asked for where a terminal will show it in the end.
+void Output::tame_for_terminal(char* text, std::size_t n) const {
+    if (terminal_ || color_) tame(text, n, true);
 }
 
 char* Output::room(std::size_t n) {
@@ -103,40 +227,42 @@ char* Output::room(std::size_t n) {
     return buffer_.data() + used_;
 }
 
-void Output::message(const std::string& text) {
-    const std::string line = "ffdc: " + text + "\n";
-    if (terminal_) {
-        late_messages_ += line;
-    } else {
-        std::fputs(line.c_str(), stderr);
+std::size_t Output::columns() const { return screen().ws_col; }
+
+void Output::message(std::string text) {
+    text.insert(0, "ffdc: ");
+    tame(text.data(), text.size());
+    text += '\n';
+    if (!terminal_ || isatty(STDERR_FILENO) != 1) {
+        std::fputs(text.c_str(), stderr);
+    } else if (++late_ <= most_late) {
+        late_messages_ += text;
     }
 }
 
-void Output::finish() {
-    flush();
-    if (pager_) pclose(pager_);
-    pager_ = nullptr;
+void Output::finish(bool well) {
+    if (file_ >= 0) flush();
+    if (pager_) pclose(std::exchange(pager_, nullptr));
     std::fputs(late_messages_.c_str(), stderr);
+    if (late_ > most_late) std::fprintf(stderr, "ffdc: %zu more messages; 2>FILE keeps them all\n", late_ - most_late);
     late_messages_.clear();
+    late_ = 0;
+    if (well && !target_.empty() && file_ >= 0) keep();
 }
 
 void Output::flush() {
     if (page_ && !written_ &&
-        std::count(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(used_), '\n') >= screen_lines())
+        std::count(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(used_), '\n') >= screen().ws_row)
         start_pager();
-    if (!written_ && file_ != STDOUT_FILENO && !pager_ && ftruncate(file_, 0) != 0 && errno != EINVAL)
-        throw Fatal(name_ + ": " + std::strerror(errno));
     written_ = true;
-    for (std::size_t done = 0; done < used_;) {
-        const ssize_t n = write(file_, buffer_.data() + done, used_ - done);
+    const std::size_t size = std::exchange(used_, 0);
+    for (std::size_t done = 0; done < size;) {
+        const ssize_t n = write(file_, buffer_.data() + done, size - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            used_ = 0;
-            throw Fatal(name_ + ": " + std::strerror(errno));
-        }
+        if (n < 0 && errno == EPIPE && pager_) throw Left();
+        if (n < 0) fail();
         done += static_cast<std::size_t>(n);
     }
-    used_ = 0;
 }
 
 void Output::start_pager() {
@@ -148,53 +274,7 @@ void Output::start_pager() {
     setenv("LESS", "FRX", 0);
     pager_ = popen(pager.c_str(), "w");
     if (!pager_) return;
-    std::signal(SIGINT, SIG_IGN);  // it is the pager's while that runs
+    std::signal(SIGINT, SIG_IGN);   // it is the pager's while that runs
+    std::signal(SIGPIPE, SIG_IGN);  // messages are told even when it ends early
     file_ = fileno(pager_);
-}
-
-namespace {
-
-template <typename T>
-T* got(T* made) {
-    if (!made) throw std::bad_alloc();
-    return made;
-}
-void done(int result) {
-    if (result != 0) throw std::bad_alloc();
-}
-
-}  // namespace
-
-Table::Table(const std::vector<Column>& columns, Output& out, bool headings)
-    : out_(out), table_(got(scols_new_table())) {
-    scols_table_enable_noheadings(table_, !headings);
-    scols_table_enable_colors(table_, out.has_color());
-    scols_table_set_termforce(table_, out.is_terminal() ? SCOLS_TERMFORCE_ALWAYS : SCOLS_TERMFORCE_NEVER);
-    for (const Column& column : columns)
-        got(scols_table_new_column(table_, column.name, column.cut ? 0.3 : 0,
-                                   (column.right ? SCOLS_FL_RIGHT : 0) | (column.cut ? SCOLS_FL_TRUNC : 0)));
-}
-
-Table::~Table() { scols_unref_table(table_); }
-
-void Table::row(const std::vector<std::string>& cells, Style style) {
-    constexpr std::size_t part = 10000;
-    if (scols_table_get_nlines(table_) == part) print();
-    libscols_line* const line = got(scols_table_new_line(table_, nullptr));
-    for (std::size_t i = 0; i < cells.size(); ++i)
-        done(scols_line_set_data(line, i, cells[i].empty() ? "-" : cells[i].c_str()));
-    if (style != Style::plain) done(scols_line_set_color(line, escapes[static_cast<int>(style)].name));
-}
-
-void Table::print() {
-    char* text = nullptr;
-    errno = 0;  // the library leaves out what it has no memory for, without a word
-    done(scols_print_table_to_string(table_, &text));
-    const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
-    if (errno == ENOMEM) throw std::bad_alloc();
-    const std::string_view lines = text ? text : "";
-    out_.put(lines);
-    if (!lines.empty() && lines.back() != '\n') out_.put("\n");
-    scols_table_remove_lines(table_);
-    scols_table_enable_noheadings(table_, true);
 }

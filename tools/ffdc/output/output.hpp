@@ -10,8 +10,15 @@ struct Options;
 
 enum class Style { plain, heading, dim, bad };
 
+// Control characters of text that is not ours become dots, byte for byte. `one_line` leaves no line breaks and tabs;
+// `tame` nothing that could steer a terminal or turn the order of its characters, but keeps lines where `lines` says
+// so.
+void one_line(char* text, std::size_t n);
+void tame(char* text, std::size_t n, bool lines = false);
+
 class Output {
 public:
+    // Nothing is changed yet: a file is written beside the one that is asked for.
     explicit Output(const Options& options);
     ~Output();  // after an error, what has been put still comes out
     Output(const Output&) = delete;
@@ -24,53 +31,46 @@ public:
         (put(std::string_view(piece)), ...);
     }
     void put(Style style, std::string_view text);  // as `text` alone where there is no colour
-    // In text that a record brought along, what would steer a terminal becomes dots if it goes to one.
-    void tame(char* text, std::size_t n) const;
+    // Text that a record or a file brought along: tame where it goes to a terminal, and in ASCII where that is asked
+    // for.
+    void put_foreign(std::string text, Style style = Style::plain);
 
-    // `n` free bytes, at most the room of one record's text; then `n` of them have been written.
+    // `n` free bytes, at most the room of one record's text; then `n` of them have been written, or hold text as above.
     char* room(std::size_t n);
     void took(std::size_t n) { used_ += n; }
+    void took_foreign(std::size_t n);
+    // As `put_foreign` does where the output is a terminal, without putting.
+    void tame_for_terminal(char* text, std::size_t n) const;
 
     // A line to standard error; shown behind the output when both go to a terminal.
-    void message(const std::string& text);
-    void finish();
+    void message(std::string text);
+    // Everything is out, and messages are, too. When all is well, an output file takes the place of the old one; else
+    // that stays as it was.
+    void finish(bool well);
     // Finishes whatever output is open, without memory.
     static void rescue();
 
+    // The reader of a pager has seen enough. Not an error.
+    struct Left {};
+
     bool is_terminal() const { return terminal_; }
     bool has_color() const { return color_; }
+    std::size_t columns() const;  // of the terminal
 
 private:
     std::vector<char> buffer_;
     std::size_t used_ = 0;
-    std::string name_, late_messages_;
+    std::string name_, target_, temporary_, late_messages_;  // the last two may be empty
+    std::size_t late_ = 0;
     int file_;
     std::FILE* pager_ = nullptr;
-    bool terminal_, color_, page_, written_ = false;
+    bool terminal_, color_, page_, ascii_, written_ = false;
 
     static Output* open_;
 
+    void open_file(const std::string& path);
+    void keep();
     void flush();
     void start_pager();
-};
-
-// A table that fits the terminal; elsewhere it is as wide as its cells. A very long one is fitted, and printed, in
-// parts.
-struct Column {
-    const char* name;
-    bool right = false;  // aligned
-    bool cut = false;    // to make the table fit
-};
-class Table {
-public:
-    Table(const std::vector<Column>& columns, Output& out, bool headings);
-    ~Table();
-    Table(const Table&) = delete;
-    Table& operator=(const Table&) = delete;
-    void row(const std::vector<std::string>& cells, Style style = Style::plain);
-    void print();
-
-private:
-    Output& out_;
-    struct libscols_table* table_;
+    [[noreturn]] void fail() const;
 };

@@ -102,8 +102,8 @@ std::string Value::number_text() const {
 }
 
 std::string Value::plain_text() const {
-    if (text.empty()) return number_text();
-    const std::size_t begin = std::min(text.find_first_not_of(' '), text.size());
+    const std::size_t begin = text.find_first_not_of(" \n");
+    if (begin == text.npos) return missing ? "?" : number_text();
     return text.substr(begin, text.find_last_not_of(" \n") + 1 - begin);
 }
 
@@ -155,6 +155,13 @@ int values_of(const Entry& entry, std::vector<Value>& values) {
               [](const Value& a, const Value& b) { return a.offset < b.offset; });
     std::move(collector.rest.begin(), collector.rest.end(), std::back_inserter(values));
     return entry.is_damaged() ? damaged : state;
+}
+
+int state_of(const Entry& entry) {
+    dd_ffdc_state state{};
+    if (entry.is_damaged()) return damaged;
+    dd_ffdc_render(&entry.header(), entry.bytes.size(), nullptr, 0, &state);
+    return state;
 }
 
 Session::Session(const Options& asked) : options(asked), out(asked) {
@@ -209,7 +216,6 @@ void put_separator(Session& s, const Entry& entry) {
         "==> " + entry.file + " offset " + hex_number(entry.offset) + " record " + std::to_string(entry.index) + " ";
     if (entry.has_header()) line += type_name(entry) + " ";
     line += entry.is_damaged() ? "damaged <==" : "<==";
-    s.out.tame(line.data(), line.size());
-    s.out.put(entry.is_damaged() ? Style::bad : Style::heading, line);
+    s.out.put_foreign(line, entry.is_damaged() ? Style::bad : Style::heading);
     s.out.put("\n");
 }

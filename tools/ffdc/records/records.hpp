@@ -77,6 +77,8 @@ struct Value {
 
 // Stores the values in the order of the text, then the unshown bytes in that of their offsets, and returns the state.
 int values_of(const Entry& entry, std::vector<Value>& values);
+// The state alone.
+int state_of(const Entry& entry);
 
 // What every command works with.
 class Session {
