@@ -24,28 +24,34 @@ void add(std::vector<Run>& runs, Run run) {
 
 // Stores the numbers that occur once from `begin` on and before `end`, ascending, each with its place.
 std::vector<std::pair<std::uint64_t, Index>> unique(Numbers numbers, Index begin, Index end) {
-    std::vector<std::pair<std::uint64_t, Index>> sorted, found;
+    std::vector<std::pair<std::uint64_t, Index>> sorted;
+    sorted.reserve(static_cast<std::size_t>(end - begin));
     for (Index i = begin; i < end; ++i) sorted.emplace_back(numbers[i], i);
     std::sort(sorted.begin(), sorted.end());
+    auto found = sorted.begin();
     for (auto first = sorted.begin(); first != sorted.end();) {
         const auto next =
             std::find_if(first, sorted.end(), [&](const auto& other) { return other.first != first->first; });
-        if (next - first == 1) found.push_back(*first);
+        if (next - first == 1) *found++ = *first;
         first = next;
     }
-    return found;
+    sorted.erase(found, sorted.end());
+    return sorted;
 }
 
 // The longest chain of places, ascending in both, of numbers that each has once between `begin` and `end`.
 std::vector<Place> anchors(Numbers a, Numbers b, Place begin, Place end) {
     if (begin.first == end.first || begin.second == end.second) return {};
-    const auto in_a = unique(a, begin.first, end.first), in_b = unique(b, begin.second, end.second);
     std::vector<Place> places;
-    for (auto i = in_a.begin(), j = in_b.begin(); i != in_a.end() && j != in_b.end();) {
-        if (i->first == j->first) places.emplace_back(i->second, j->second);
-        const bool next_a = i->first <= j->first, next_b = j->first <= i->first;
-        i += next_a;
-        j += next_b;
+    {
+        const auto in_a = unique(a, begin.first, end.first), in_b = unique(b, begin.second, end.second);
+        places.reserve(std::min(in_a.size(), in_b.size()));
+        for (auto i = in_a.begin(), j = in_b.begin(); i != in_a.end() && j != in_b.end();) {
+            if (i->first == j->first) places.emplace_back(i->second, j->second);
+            const bool next_a = i->first <= j->first, next_b = j->first <= i->first;
+            i += next_a;
+            j += next_b;
+        }
     }
     std::sort(places.begin(), places.end());
     std::vector<std::size_t> lasts, before(places.size());  // lasts[n]: of the chain of n + 1 that ends lowest

@@ -1,7 +1,8 @@
 // Two dumps: the values that differ, and the records that one of them has alone.
 #include <algorithm>
+#include <deque>
 #include <memory>
-#include <span>
+#include <ranges>
 
 #include "commands/align.hpp"
 #include "commands/commands.hpp"
@@ -15,16 +16,17 @@ std::uint64_t hash(Bytes bytes) {
 
 // An entry, in less memory: there may be millions.
 struct Item {
+    const std::uint8_t* at;
     std::uint64_t offset, size;
     std::uint32_t index;
     int step;
 };
 struct Dump {
     std::unique_ptr<Input> input;
-    std::vector<Item> items;
+    std::deque<Item> items;  // never twice in memory, as a vector is when it grows
 
     Entry entry(const Item& item) const {
-        return {input->name(), item.offset, item.index, input->bytes().subspan(item.offset, item.size), item.step};
+        return {input->name(), item.offset, item.index, {item.at, item.size}, item.step};
     }
 };
 
@@ -70,12 +72,12 @@ public:
         if (!any_)
             throw Fatal("nothing to compare: no record found in " + s_.options.files[0] + " and " +
                         s_.options.files[1]);
-        pair_up(dumps_[0].items, dumps_[1].items, 0);
+        pair_up(Items(dumps_[0].items), Items(dumps_[1].items), 0);
         return differs_ ? exit_none : s_.status();
     }
 
 private:
-    using Items = std::span<const Item>;
+    using Items = std::ranges::subrange<std::deque<Item>::const_iterator>;
 
     Session& s_;
     Dump dumps_[2];
@@ -89,8 +91,8 @@ private:
             throw Fatal(file + ": " + failure.what());
         }
         s_.each_entry(*dump.input, [&](const Entry& entry) {
-            dump.items.push_back(
-                {entry.offset, entry.bytes.size(), static_cast<std::uint32_t>(entry.index), entry.step});
+            dump.items.push_back({entry.bytes.data(), entry.offset, entry.bytes.size(),
+                                  static_cast<std::uint32_t>(entry.index), entry.step});
             any_ = any_ || entry.has_header();
             return state_of(entry);
         });
@@ -105,6 +107,7 @@ private:
         }
         const auto numbers = [&](const Dump& dump, Items items) {
             std::vector<std::uint64_t> list;
+            list.reserve(items.size());
             for (const Item& item : items) list.push_back(identities[level](dump, item));
             return list;
         };
@@ -113,12 +116,11 @@ private:
         std::ptrdiff_t i = 0, j = 0;
         for (const Run& run : runs) {
             const auto part = [](Items items, std::ptrdiff_t begin, std::ptrdiff_t end) {
-                return items.subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
+                return Items(items.begin() + begin, items.begin() + end);
             };
             pair_up(part(a, i, run.a), part(b, j, run.b), level + 1);
             for (std::ptrdiff_t n = 0; n < run.size; ++n)
-                compare(dumps_[0].entry(a[static_cast<std::size_t>(run.a + n)]),
-                        dumps_[1].entry(b[static_cast<std::size_t>(run.b + n)]));
+                compare(dumps_[0].entry(a[run.a + n]), dumps_[1].entry(b[run.b + n]));
             i = run.a + run.size;
             j = run.b + run.size;
         }

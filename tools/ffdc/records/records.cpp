@@ -158,9 +158,10 @@ int values_of(const Entry& entry, std::vector<Value>& values) {
 }
 
 int state_of(const Entry& entry) {
-    dd_ffdc_state state{};
     if (entry.is_damaged()) return damaged;
-    dd_ffdc_render(&entry.header(), entry.bytes.size(), nullptr, 0, &state);
+    static std::vector<char> text(DD_FFDC_RENDER_ROOM);
+    dd_ffdc_state state{};
+    dd_ffdc_render(&entry.header(), entry.bytes.size(), text.data(), DD_FFDC_RENDER_ROOM, &state);
     return state;
 }
 
