@@ -170,7 +170,8 @@ class Hex(unittest.TestCase):
         self.assertIn("  0x000036  ed cb a9 88              rc                          -305419896\n", out)
         self.assertIn("  0x000000  61 62 63 64", out)
         self.assertIn("(no record)", out)
-        data = b"".join(record(type, version, payload) for type, _, version, payload in goldens()) + damaged + fsi[:50]
+        data = b"".join(record(type, version, payload) for type, _, version, payload in goldens()) + damaged
+        data += mbox[:36] + (len(mbox) + 100).to_bytes(2, "big") + mbox[38:] + dma + fsi[:36] + b"\0\5" + fsi[38:] + mbox + fsi[:50]
         out = run("hex", "-q", input=data)[1].decode("latin-1")
         shown, at = bytearray(), 0
         for line in re.findall(r"^==> .*|^  0x.*", out, re.M):
