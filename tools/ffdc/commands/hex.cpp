@@ -1,118 +1,165 @@
 // Annotated hex: every byte of the input on exactly one line, with the value that it belongs to.
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "commands/commands.hpp"
 
 namespace {
 
-constexpr std::size_t bytes_a_line = 8, name_width = 26;
+constexpr std::size_t bytes_a_line = 8, name_width = 26, place_room = 64;
 
 // Writes where `at` points, and moves it on.
 void add(char*& at, std::string_view text) {
     std::memcpy(at, text.data(), text.size());
     at += text.size();
 }
-void add(char*& at, std::uint64_t number, int digits) {
-    for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) *at++ = "0123456789abcdef"[number >> shift & 15];
-}
-void pad(char*& at, const char* end) {
-    while (at < end) *at++ = ' ';
+
+constexpr auto digits_of = [] {
+    std::array<std::array<char, 2>, 256> digits{};
+    for (std::size_t i = 0; i < digits.size(); ++i)
+        digits[i] = {"0123456789abcdef"[i >> 4], "0123456789abcdef"[i & 15]};
+    return digits;
+}();
+void add(char*& at, std::uint8_t byte) {
+    std::memcpy(at, digits_of[byte].data(), 2);
+    at += 2;
 }
 
-// The bytes, as many as a line has, and where they are.
-void put_place(Session& s, std::size_t offset, Bytes bytes, Style style) {
-    char place[64], *at = place;
-    int digits = 6;
-    while (digits < 16 && offset >> 4 * digits != 0) ++digits;
+// Where the bytes of a line are, and the bytes.
+void add_place(char*& at, std::size_t offset, Bytes bytes) {
     add(at, "  0x");
-    add(at, offset, digits);
-    *at++ = ' ';
-    const char* const end = at + 3 * bytes_a_line;
+    int shift = 16;
+    while (shift < 56 && offset >> shift > 0xff) shift += 8;
+    for (; shift >= 0; shift -= 8) add(at, static_cast<std::uint8_t>(offset >> shift));
+    std::memset(at, ' ', 1 + 3 * bytes_a_line);
+    char* place = at + 2;
     for (const std::uint8_t byte : bytes) {
-        *at++ = ' ';
-        add(at, byte, 2);
+        add(place, byte);
+        ++place;
     }
-    pad(at, end);
-    s.out.put(style, {place, static_cast<std::size_t>(at - place)});
+    at += 1 + 3 * bytes_a_line;
 }
 
-// Lines of bytes that no value has.
-void put_bytes(Session& s, const Entry& entry, std::size_t begin, std::size_t end, std::string_view what, Style style) {
-    for (; begin < end; begin += bytes_a_line) {
-        put_place(s, begin, entry.bytes.subspan(begin, std::min(bytes_a_line, end - begin)), style);
-        s.out.put(what.empty() ? "" : "  ", what, "\n");
-        what = "";
-    }
-}
-
-void put_value(Session& s, const Entry& entry, std::size_t begin, std::size_t end, const Value& v) {
-    const std::size_t next = std::min(end, begin + bytes_a_line);
-    const Style style = v.missing ? Style::bad : Style::plain;
-    put_place(s, begin, entry.bytes.subspan(std::min(begin, entry.bytes.size()), next - begin), style);
-    const std::string_view group = v.group, name = v.name;
-    const std::string text = v.kind == DD_FFDC_BYTES                    ? ""
-                             : v.kind == DD_FFDC_TEXT && v.text.empty() ? "\"\""
-                                                                        : v.plain_text();
-    char* const line = s.out.room(group.size() + name.size() + text.size() + name_width + 32);
-    char* at = line;
-    add(at, "  ");
-    add(at, group);
-    if (!group.empty()) *at++ = '.';
-    add(at, name);
-    if (v.index >= 0) {
-        *at++ = '[';
-        add(at, std::to_string(v.index));
-        *at++ = ']';
-    }
-    if (!text.empty()) {
-        pad(at, line + 2 + name_width);
-        add(at, "  ");
-        add(at, text);
-        one_line(at - text.size(), text.size());
-    }
-    *at++ = '\n';
-    s.out.took_foreign(static_cast<std::size_t>(at - line));
-    put_bytes(s, entry, next, end, "", style);
-}
-
-// Which values come first, in the order of their bytes.
-class Order {
+// Annotations are made as values are told, and put in the order of their bytes.
+class Hex {
 public:
-    const std::vector<std::uint64_t>& of(const std::vector<Value>& values) {
-        keys_.clear();
-        for (const Value& v : values)
-            if (v.kind != DD_FFDC_UNSHOWN)
-                keys_.push_back(std::uint64_t{v.offset} << 32 | static_cast<std::uint64_t>(&v - values.data()));
-        if (!std::is_sorted(keys_.begin(), keys_.end())) std::sort(keys_.begin(), keys_.end());
-        return keys_;
+    explicit Hex(Session& session) : s_(session) {}
+
+    int put(const Entry& entry) {
+        entry_ = &entry;
+        read();
+        put_separator(s_, entry);
+        const std::size_t size = entry.bytes.size(),
+                          record = entry.has_header() ? std::min<std::size_t>(size, entry.size()) : 0;
+        std::size_t shown = 0;  // bytes that have had their line; of those a value shows none
+        for (const std::uint64_t key : order_) {
+            const Told& v = told_[static_cast<std::uint32_t>(key)];
+            const std::size_t begin = std::min<std::size_t>(v.offset, record), end = std::min(begin + v.size, record);
+            put_bytes(shown, begin, "  (not shown)\n", Style::dim);
+            shown = std::max(shown, begin);
+            put_value(v, end > shown ? shown : v.offset, end > shown ? end : v.offset);
+            shown = std::max(shown, end);
+        }
+        put_bytes(shown, record, "  (not shown)\n", Style::dim);
+        put_bytes(std::max(shown, record), size, "  (no record)\n", Style::bad);
+        return entry.is_damaged() ? damaged : state_;
     }
 
 private:
-    std::vector<std::uint64_t> keys_;
+    struct Told {
+        std::uint32_t offset, size, begin, length;  // the last two: of its annotation
+        bool missing;
+    };
+    Session& s_;
+    const Entry* entry_ = nullptr;
+    int state_ = damaged;
+    std::vector<Told> told_;
+    std::vector<std::uint64_t> order_;  // offset, number
+    std::vector<char> text_;            // of all annotations
+    std::size_t used_ = 0;
+
+    void read() {
+        told_.clear();
+        order_.clear();
+        used_ = 0;
+        if (!entry_->has_header()) return;
+        const auto each = [](void* self, const dd_ffdc_value* v) noexcept {
+            if (v->kind != DD_FFDC_UNSHOWN) static_cast<Hex*>(self)->annotate(*v);
+        };
+        state_ = dd_ffdc_values(&entry_->header(), entry_->bytes.size(), each, this);
+        if (!std::is_sorted(order_.begin(), order_.end())) std::sort(order_.begin(), order_.end());
+    }
+
+    void annotate(const dd_ffdc_value& v) {
+        char buffer[DD_FFDC_VALUE_ROOM], room[32];
+        std::string_view text;
+        if (v.kind != DD_FFDC_BYTES) {
+            std::size_t length;
+            const char* const printed = dd_ffdc_value_text(&v, buffer, &length);
+            text = plain_text(v, {printed, length}, room);
+            if (text.empty()) text = "\"\"";
+        }
+        const std::string_view group = v.group, name = v.name;
+        const std::size_t most = group.size() + name.size() + text.size() + name_width + 32;
+        if (text_.size() < used_ + most) text_.resize(2 * used_ + most);
+        char* const begin = text_.data() + used_;
+        char* at = begin;
+        add(at, "  ");
+        add(at, group);
+        if (!group.empty()) *at++ = '.';
+        add(at, name);
+        if (v.index >= 0) {
+            *at++ = '[';
+            add(at, std::to_string(v.index));
+            *at++ = ']';
+        }
+        if (!text.empty()) {
+            while (at < begin + 2 + name_width) *at++ = ' ';
+            add(at, "  ");
+            add(at, text);
+            if (v.kind == DD_FFDC_TEXT) one_line(at - text.size(), text.size());
+        }
+        *at++ = '\n';
+        const auto length = static_cast<std::uint32_t>(at - begin);
+        order_.push_back(std::uint64_t{v.offset} << 32 | told_.size());
+        told_.push_back({v.offset, v.size, static_cast<std::uint32_t>(used_), length, v.missing != 0});
+        used_ += length;
+    }
+
+    void put_line(std::size_t offset, Bytes bytes, std::string_view annotation, Style style) {
+        char* const line = s_.out.room(place_room + annotation.size());
+        char* at = line;
+        add_place(at, offset, bytes);
+        if (style != Style::plain && s_.out.has_color()) {
+            const std::string place(line, at);
+            s_.out.put(style, place);
+            return s_.out.put_foreign(std::string(annotation));
+        }
+        add(at, annotation);
+        s_.out.took_foreign(static_cast<std::size_t>(at - line));
+    }
+
+    // Lines of bytes that no value has.
+    void put_bytes(std::size_t begin, std::size_t end, std::string_view what, Style style) {
+        for (; begin < end; begin += bytes_a_line) {
+            put_line(begin, entry_->bytes.subspan(begin, std::min(bytes_a_line, end - begin)), what, style);
+            what = "\n";
+        }
+    }
+
+    void put_value(const Told& v, std::size_t begin, std::size_t end) {
+        const std::size_t next = std::min(end, begin + bytes_a_line);
+        const Style style = v.missing ? Style::bad : Style::plain;
+        const Bytes bytes = next > begin ? entry_->bytes.subspan(begin, next - begin) : Bytes();
+        put_line(begin, bytes, {text_.data() + v.begin, v.length}, style);
+        put_bytes(next, end, "\n", style);
+    }
 };
 
 }  // namespace
 
 int hex(Session& s) {
-    std::vector<Value> values;
-    Order order;
-    return s.each_entry([&](const Entry& entry) {
-        const int state = values_of(entry, values);
-        put_separator(s, entry);
-        const std::size_t size = entry.bytes.size(),
-                          record = entry.has_header() ? std::min<std::size_t>(size, entry.size()) : 0;
-        std::size_t shown = 0;  // bytes that have had their line; of those a value shows none
-        for (const std::uint64_t key : order.of(values)) {
-            const Value& v = values[static_cast<std::uint32_t>(key)];
-            const std::size_t begin = std::min<std::size_t>(v.offset, record), end = std::min(begin + v.size, record);
-            put_bytes(s, entry, shown, begin, "(not shown)", Style::dim);
-            shown = std::max(shown, begin);
-            put_value(s, entry, end > shown ? shown : v.offset, end > shown ? end : v.offset, v);
-            shown = std::max(shown, end);
-        }
-        put_bytes(s, entry, shown, record, "(not shown)", Style::dim);
-        put_bytes(s, entry, std::max(shown, record), size, "(no record)", Style::bad);
-        return state;
-    });
+    Hex lines(s);
+    return s.each_entry([&](const Entry& entry) { return lines.put(entry); });
 }

@@ -3,6 +3,7 @@
 #include <nettle/base16.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <exception>
@@ -101,10 +102,61 @@ std::string Value::number_text() const {
                                                : std::to_string(number);
 }
 
+namespace {
+
+constexpr auto digits = [] {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(0xff);
+    for (std::uint8_t i = 0; i < 16; ++i) values[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
+    return values;
+}();
+
+}  // namespace
+
+// A text of digits alone is decimal where it reads as the number so, and hexadecimal where it does so.
+std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, std::span<char, 32> room) {
+    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n'; };
+    while (!printed.empty() && blank(printed.front())) printed.remove_prefix(1);
+    while (!printed.empty() && blank(printed.back())) printed.remove_suffix(1);
+    if (v.missing) return printed.empty() ? "?" : printed;
+    if (v.kind >= DD_FFDC_TEXT && v.kind != DD_FFDC_FLAG && v.kind != DD_FFDC_BCD) return printed;
+    const auto number = static_cast<std::uint64_t>(v.number);
+    const auto in_decimal = [&] {
+        const bool is_signed = v.size < 8 || v.kind == DD_FFDC_SIGNED;
+        char* const end = is_signed ? std::to_chars(room.data(), room.data() + room.size(), v.number).ptr
+                                    : std::to_chars(room.data(), room.data() + room.size(), number).ptr;
+        return std::string_view(room.data(), static_cast<std::size_t>(end - room.data()));
+    };
+    if (printed.empty()) return in_decimal();
+    if (printed.size() > 20) return printed;
+    const bool negative = printed.front() == '-';
+    bool decimal = true;
+    std::uint64_t as_decimal = 0, as_hexadecimal = 0;
+    for (const char c : printed.substr(negative)) {
+        const unsigned digit = digits[static_cast<unsigned char>(c)];
+        if (digit > 15) return printed;
+        decimal = decimal && digit < 10;
+        as_decimal = 10 * as_decimal + digit;
+        as_hexadecimal = as_hexadecimal << 4 | digit;
+    }
+    if (decimal && (negative ? 0 - as_decimal : as_decimal) == number)
+        return !negative && printed.front() != '0' ? printed : in_decimal();
+    const std::uint64_t mask = v.size < 8 ? (std::uint64_t{1} << 8 * v.size) - 1 : ~std::uint64_t{0};
+    if (negative || as_hexadecimal != (number & mask)) return printed;
+    room[0] = '0';
+    room[1] = 'x';
+    std::copy(printed.begin(), printed.end(), room.begin() + 2);
+    return {room.data(), printed.size() + 2};
+}
+
 std::string Value::plain_text() const {
-    const std::size_t begin = text.find_first_not_of(" \n");
-    if (begin == text.npos) return missing ? "?" : number_text();
-    return text.substr(begin, text.find_last_not_of(" \n") + 1 - begin);
+    dd_ffdc_value v{};
+    v.size = size;
+    v.kind = kind;
+    v.missing = missing;
+    v.number = number;
+    char room[32];
+    return std::string(::plain_text(v, text, room));
 }
 
 int values_of(const Entry& entry, std::vector<Value>& values) {

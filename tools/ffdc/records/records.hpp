@@ -3,6 +3,7 @@
 
 #include <bitset>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -72,8 +73,12 @@ struct Value {
 
     std::string full_name() const;    // "master.slave.sisc", "tx_data[3]"
     std::string number_text() const;  // "" for texts and bytes
-    std::string plain_text() const;   // as printed but for blanks around it, or the number where nothing is printed
+    std::string plain_text() const;
 };
+
+// The printed text of a value without the blanks around it, and with 0x if it is hexadecimal; the number where nothing is
+// printed, "?" where that is not there. It may lie in `room`.
+std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, std::span<char, 32> room);
 
 // Stores the values in the order of the text, then the unshown bytes in that of their offsets, and returns the state.
 int values_of(const Entry& entry, std::vector<Value>& values);
