@@ -56,13 +56,12 @@ std::vector<Place> anchors(Numbers a, Numbers b, Place begin, Place end) {
     std::sort(places.begin(), places.end());
     std::vector<std::size_t> lasts, before(places.size());  // lasts[n]: of the chain of n + 1 that ends lowest
     for (std::size_t i = 0; i < places.size(); ++i) {
-        const auto longer = std::partition_point(
+        const auto shorter = std::partition_point(
             lasts.begin(), lasts.end(), [&](std::size_t last) { return places[last].second < places[i].second; });
-        before[i] = longer == lasts.begin() ? i : longer[-1];
-        if (longer == lasts.end())
-            lasts.push_back(i);
-        else
-            *longer = i;
+        const auto length = static_cast<std::size_t>(shorter - lasts.begin());
+        if (length > 0) before[i] = lasts[length - 1];
+        if (length == lasts.size()) lasts.push_back(i);
+        lasts[length] = i;
     }
     std::vector<Place> chain(lasts.size());
     std::size_t last = lasts.empty() ? 0 : lasts.back();
@@ -75,7 +74,9 @@ std::vector<Place> anchors(Numbers a, Numbers b, Place begin, Place end) {
 class Edits {
 public:
     Edits(Numbers a, Numbers b, Place begin, Place end, std::vector<Run>& runs)
-        : a_(a), b_(b), begin_(begin), end_(end), runs_(runs) {
+        : a_(a), b_(b), begin_(begin), end_(end), runs_(runs) {}
+
+    void run() {
         while (begin_.first < end_.first && begin_.second < end_.second) settle(search());
     }
 
@@ -156,11 +157,11 @@ std::vector<Run> align(const std::vector<std::uint64_t>& a, const std::vector<st
     Place begin{head, head};
     add(runs, {0, 0, head});
     for (const Place& anchor : anchors(a.data(), b.data(), begin, end)) {
-        Edits(a.data(), b.data(), begin, anchor, runs);
+        Edits(a.data(), b.data(), begin, anchor, runs).run();
         add(runs, {anchor.first, anchor.second, 1});
         begin = {anchor.first + 1, anchor.second + 1};
     }
-    Edits(a.data(), b.data(), begin, end, runs);
+    Edits(a.data(), b.data(), begin, end, runs).run();
     add(runs, {end.first, end.second, tail});
     return runs;
 }

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <deque>
 #include <memory>
-#include <ranges>
 
 #include "commands/align.hpp"
 #include "commands/commands.hpp"
@@ -72,12 +71,23 @@ public:
         if (!any_)
             throw Fatal("nothing to compare: no record found in " + s_.options.files[0] + " and " +
                         s_.options.files[1]);
-        pair_up(Items(dumps_[0].items), Items(dumps_[1].items), 0);
+        pair_up(Items(dumps_[0]), Items(dumps_[1]), 0);
         return differs_ ? exit_none : s_.status();
     }
 
 private:
-    using Items = std::ranges::subrange<std::deque<Item>::const_iterator>;
+    // Some items in a row.
+    struct Items {
+        std::deque<Item>::const_iterator first, last;
+
+        explicit Items(const Dump& dump) : first(dump.items.begin()), last(dump.items.end()) {}
+        Items(const Items& all, std::ptrdiff_t begin, std::ptrdiff_t end)
+            : first(all.first + begin), last(all.first + end) {}
+        auto begin() const { return first; }
+        auto end() const { return last; }
+        std::ptrdiff_t size() const { return last - first; }
+        const Item& operator[](std::ptrdiff_t i) const { return first[i]; }
+    };
 
     Session& s_;
     Dump dumps_[2];
@@ -99,26 +109,23 @@ private:
     }
 
     // Compares partners, and tells what has none, in their order.
-    void pair_up(Items a, Items b, std::size_t level) {
-        if (a.empty() || b.empty() || level == std::size(identities)) {
+    void pair_up(const Items& a, const Items& b, std::size_t level) {
+        if (a.size() == 0 || b.size() == 0 || level == std::size(identities)) {
             for (const Item& item : a) tell_only(dumps_[0].entry(item));
             for (const Item& item : b) tell_only(dumps_[1].entry(item));
             return;
         }
-        const auto numbers = [&](const Dump& dump, Items items) {
+        const auto numbers = [&](const Dump& dump, const Items& items) {
             std::vector<std::uint64_t> list;
-            list.reserve(items.size());
+            list.reserve(static_cast<std::size_t>(items.size()));
             for (const Item& item : items) list.push_back(identities[level](dump, item));
             return list;
         };
         std::vector<Run> runs = align(numbers(dumps_[0], a), numbers(dumps_[1], b));
-        runs.push_back({std::ssize(a), std::ssize(b), 0});
+        runs.push_back({a.size(), b.size(), 0});
         std::ptrdiff_t i = 0, j = 0;
         for (const Run& run : runs) {
-            const auto part = [](Items items, std::ptrdiff_t begin, std::ptrdiff_t end) {
-                return Items(items.begin() + begin, items.begin() + end);
-            };
-            pair_up(part(a, i, run.a), part(b, j, run.b), level + 1);
+            pair_up(Items(a, i, run.a), Items(b, j, run.b), level + 1);
             for (std::ptrdiff_t n = 0; n < run.size; ++n)
                 compare(dumps_[0].entry(a[run.a + n]), dumps_[1].entry(b[run.b + n]));
             i = run.a + run.size;
@@ -161,9 +168,9 @@ private:
                       static_cast<std::size_t>(differ));
         };
         row(states[0] == states[1], "state", states[0], states[1]);
-        each_value([&](const Value* v, const Value* w) {
-            row(v && w && same(*v, *w), key_of(v ? *v : *w), v ? text_of(*v) : "", w ? text_of(*w) : "",
-                v ? v->number_text() : "", w ? w->number_text() : "");
+        each_value([&](const std::string& key, const Value* v, const Value* w) {
+            row(v && w && same(*v, *w), key, v ? text_of(*v) : "", w ? text_of(*w) : "", v ? v->number_text() : "",
+                w ? w->number_text() : "");
         });
         if (!told && !equal) {
             const auto at = static_cast<std::size_t>(std::ranges::mismatch(a.bytes, b.bytes).in1 - a.bytes.begin());
@@ -179,20 +186,27 @@ private:
         table.print();
     }
 
-    // Calls back with the values of both records that have one name, or with one and null.
+    // Calls back with the key of a value and the values that have it in either record, or null.
     template <typename Use>
     void each_value(const Use& use) const {
-        std::vector<std::uint64_t> names[2];
+        std::vector<std::string> keys[2];
+        std::vector<std::uint64_t> numbers[2];
         for (int side : {0, 1})
-            for (const Value& v : values_[side]) names[side].push_back(std::hash<std::string>()(key_of(v)));
-        std::vector<Run> runs = align(names[0], names[1]);
-        runs.push_back({std::ssize(names[0]), std::ssize(names[1]), 0});
-        const auto value = [&](int side, std::ptrdiff_t i) { return &values_[side][static_cast<std::size_t>(i)]; };
+            for (const Value& v : values_[side]) {
+                keys[side].push_back(key_of(v));
+                numbers[side].push_back(std::hash<std::string>()(keys[side].back()));
+            }
+        std::vector<Run> runs = align(numbers[0], numbers[1]);
+        runs.push_back({std::ssize(keys[0]), std::ssize(keys[1]), 0});
+        const auto tell = [&](std::ptrdiff_t i, std::ptrdiff_t j) {
+            const auto a = static_cast<std::size_t>(i), b = static_cast<std::size_t>(j);
+            use(i >= 0 ? keys[0][a] : keys[1][b], i >= 0 ? &values_[0][a] : nullptr, j >= 0 ? &values_[1][b] : nullptr);
+        };
         std::ptrdiff_t i = 0, j = 0;
         for (const Run& run : runs) {
-            while (i < run.a) use(value(0, i++), nullptr);
-            while (j < run.b) use(nullptr, value(1, j++));
-            for (std::ptrdiff_t n = 0; n < run.size; ++n) use(value(0, i++), value(1, j++));
+            while (i < run.a) tell(i++, -1);
+            while (j < run.b) tell(-1, j++);
+            for (std::ptrdiff_t n = 0; n < run.size; ++n) tell(i++, j++);
         }
     }
 };

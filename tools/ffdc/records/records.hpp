@@ -76,8 +76,8 @@ struct Value {
     std::string plain_text() const;
 };
 
-// The printed text of a value without the blanks around it, and with 0x if it is hexadecimal; the number where nothing is
-// printed, "?" where that is not there. It may lie in `room`.
+// The printed text of a value without the blanks around it, and with 0x if it is hexadecimal; the number where nothing
+// is printed, "?" where that is not there. It may lie in `room`.
 std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, std::span<char, 32> room);
 
 // Stores the values in the order of the text, then the unshown bytes in that of their offsets, and returns the state.
