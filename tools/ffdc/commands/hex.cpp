@@ -35,8 +35,8 @@ void add_place(char*& at, std::size_t offset, Bytes bytes) {
     std::memset(at, ' ', 1 + 3 * bytes_a_line);
     char* place = at + 2;
     for (const std::uint8_t byte : bytes) {
-        add(place, byte);
-        ++place;
+        std::memcpy(place, digits_of[byte].data(), 2);
+        place += 3;
     }
     at += 1 + 3 * bytes_a_line;
 }
@@ -71,7 +71,12 @@ private:
         std::uint32_t offset, size, begin, length;  // the last two: of its annotation
         bool missing;
     };
+    struct Key {
+        const char *group = nullptr, *name = nullptr;
+        std::string text = {};
+    };
     Session& s_;
+    std::array<Key, 4096> keys_;
     const Entry* entry_ = nullptr;
     int state_ = damaged;
     std::vector<Told> told_;
@@ -91,6 +96,15 @@ private:
         if (!std::is_sorted(order_.begin(), order_.end())) std::sort(order_.begin(), order_.end());
     }
 
+    // Group and name are constant, so their addresses tell which they are.
+    const std::string& key_of(const dd_ffdc_value& v) {
+        Key& key = keys_[(reinterpret_cast<std::uintptr_t>(v.group) * 31 + reinterpret_cast<std::uintptr_t>(v.name)) %
+                         keys_.size()];
+        if (key.group != v.group || key.name != v.name)
+            key = {v.group, v.name, std::string(v.group) + (*v.group ? "." : "") + v.name};
+        return key.text;
+    }
+
     void annotate(const dd_ffdc_value& v) {
         char buffer[DD_FFDC_VALUE_ROOM], room[32];
         std::string_view text;
@@ -100,22 +114,20 @@ private:
             text = plain_text(v, {printed, length}, room);
             if (text.empty()) text = "\"\"";
         }
-        const std::string_view group = v.group, name = v.name;
-        const std::size_t most = group.size() + name.size() + text.size() + name_width + 32;
+        const std::string& key = key_of(v);
+        const std::size_t most = key.size() + text.size() + name_width + 32;
         if (text_.size() < used_ + most) text_.resize(2 * used_ + most);
         char* const begin = text_.data() + used_;
-        char* at = begin;
-        add(at, "  ");
-        add(at, group);
-        if (!group.empty()) *at++ = '.';
-        add(at, name);
+        char* at = begin + 2;
+        std::memset(begin, ' ', 2 + name_width);
+        add(at, key);
         if (v.index >= 0) {
             *at++ = '[';
             add(at, std::to_string(v.index));
             *at++ = ']';
         }
         if (!text.empty()) {
-            while (at < begin + 2 + name_width) *at++ = ' ';
+            at = std::max(at, begin + 2 + name_width);
             add(at, "  ");
             add(at, text);
             if (v.kind == DD_FFDC_TEXT) one_line(at - text.size(), text.size());

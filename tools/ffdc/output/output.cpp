@@ -22,7 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t flush_size = 256 * 1024;
 constexpr std::size_t most_late = 1000;  // messages that wait until the output ends
 constexpr const char* escapes[] = {"", "\33[1;36m", "\33[2m", "\33[31m"};
 
@@ -208,7 +207,7 @@ void Output::put_foreign(std::string text, Style style) {
     put(style, text);
 }
 
-void Output::took_foreign(std::size_t n) {
+void Output::took_tamed(std::size_t n) {
     char* const text = buffer_.data() + used_;
     tame_for_terminal(text, n);
     if (ascii_ && std::any_of(text, text + n, [](char c) { return c < 0; }))
@@ -220,11 +219,6 @@ void Output::took_foreign(std::size_t n) {
 // Colour is asked for where a terminal will show it in the end.
 void Output::tame_for_terminal(char* text, std::size_t n) const {
     if (terminal_ || color_) tame(text, n, true);
-}
-
-char* Output::room(std::size_t n) {
-    if (used_ + n > buffer_.size() || used_ >= flush_size) flush();
-    return buffer_.data() + used_;
 }
 
 std::size_t Output::columns() const { return screen().ws_col; }

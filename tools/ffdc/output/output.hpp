@@ -36,9 +36,12 @@ public:
     void put_foreign(std::string text, Style style = Style::plain);
 
     // `n` free bytes, at most the room of one record's text; then `n` of them have been written, or hold text as above.
-    char* room(std::size_t n);
+    char* room(std::size_t n) {
+        if (used_ + n > buffer_.size() || used_ >= flush_size) flush();
+        return buffer_.data() + used_;
+    }
     void took(std::size_t n) { used_ += n; }
-    void took_foreign(std::size_t n);
+    void took_foreign(std::size_t n) { terminal_ || color_ || ascii_ ? took_tamed(n) : took(n); }
     // As `put_foreign` does where the output is a terminal, without putting.
     void tame_for_terminal(char* text, std::size_t n) const;
 
@@ -66,8 +69,10 @@ private:
     std::FILE* pager_ = nullptr;
     bool terminal_, color_, page_, ascii_, written_ = false;
 
+    static constexpr std::size_t flush_size = 256 * 1024;
     static Output* open_;
 
+    void took_tamed(std::size_t n);
     void open_file(const std::string& path);
     void keep();
     void flush();

@@ -130,17 +130,20 @@ std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, st
     if (printed.empty()) return in_decimal();
     if (printed.size() > 20) return printed;
     const bool negative = printed.front() == '-';
-    bool decimal = true;
-    std::uint64_t as_decimal = 0, as_hexadecimal = 0;
+    std::uint64_t as_hexadecimal = 0;
+    unsigned highest = 0;
     for (const char c : printed.substr(negative)) {
         const unsigned digit = digits[static_cast<unsigned char>(c)];
-        if (digit > 15) return printed;
-        decimal = decimal && digit < 10;
-        as_decimal = 10 * as_decimal + digit;
-        as_hexadecimal = as_hexadecimal << 4 | digit;
+        highest = std::max(highest, digit);
+        as_hexadecimal = as_hexadecimal << 4 | (digit & 15);
     }
-    if (decimal && (negative ? 0 - as_decimal : as_decimal) == number)
-        return !negative && printed.front() != '0' ? printed : in_decimal();
+    if (highest > 15) return printed;
+    if (highest < 10) {
+        std::uint64_t as_decimal = 0;
+        for (const char c : printed.substr(negative)) as_decimal = 10 * as_decimal + static_cast<unsigned>(c - '0');
+        if ((negative ? 0 - as_decimal : as_decimal) == number)
+            return !negative && printed.front() != '0' ? printed : in_decimal();
+    }
     const std::uint64_t mask = v.size < 8 ? (std::uint64_t{1} << 8 * v.size) - 1 : ~std::uint64_t{0};
     if (negative || as_hexadecimal != (number & mask)) return printed;
     room[0] = '0';
