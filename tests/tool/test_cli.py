@@ -16,7 +16,7 @@ from pathlib import Path
 
 from common import case, dma, ffdc, fsi, mbox, record, run
 
-commands = ("show", "list", "json", "hex", "carve", "diff", "types")
+commands = ("show", "list", "count", "json", "csv", "hex", "carve", "diff", "types")
 helps = {command: run(command, "--help")[1].decode() for command in commands}
 top = run("--help")[1].decode()
 
@@ -230,7 +230,7 @@ class Output(unittest.TestCase):
         with tempfile.NamedTemporaryFile() as file:
             file.write(dma * 20000)
             file.flush()
-            for command in ("show", "json", "hex", "list"):
+            for command in ("show", "json", "csv", "hex", "list"):
                 with self.subTest(command):
                     child = subprocess.Popen([ffdc, command, "-q", file.name], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
                     self.assertTrue(child.stdout.read(5))
@@ -252,7 +252,7 @@ class Output(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             path, link = Path(folder, "out"), Path(folder, "link")
             link.symlink_to("out")
-            for command in commands[:5]:
+            for command in commands[:7]:
                 for data in (dma + mbox, dma, b""):  # each shorter than what is there
                     with self.subTest(command):
                         status, out, _ = run(command, "-o", link, input=data)

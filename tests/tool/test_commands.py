@@ -146,23 +146,6 @@ class Show(unittest.TestCase):
                 self.assertIn(rb"b\xe4d", escaped)
 
 
-class List(unittest.TestCase):
-    def test_rows(self):
-        hdma = record("HDMA", *case("hdma", "v256"))
-        _, out, _ = run("list", "-q", input=dma + hdma + short + unknown_type)
-        self.assertEqual([re.split(r"\s+", line.strip(), maxsplit=9) for line in out.decode().splitlines()], [
-            "INDEX OFFSET TYPE VERSION SIZE PID TGID TIME STATE CAUSE".split(),
-            "0 0x000000 DMA 1 294 4711 815 5f3c0001:2a ok".split() + ["rc -305419896"],
-            "1 0x000126 HDMA 256 82 4711 815 5f3c0001:2a ok".split() + ["rc -305419896, " + error_of(hdma)],
-            "2 0x000178 FSI 1 100 4711 815 5f3c0001:2a short -".split(),
-            "3 0x0001dc TYPE_14 1 46 4711 815 5f3c0001:2a unknown_type -".split(),
-        ])
-
-
-def error_of(hdma):
-    return re.search(r"^.*Err Type:? *(.*?) *$", run("show", input=hdma)[1].decode(), re.M).group(1)
-
-
 class Hex(unittest.TestCase):
     def test_every_byte_once_and_every_value(self):
         out = run("hex", "-q", input=dma + no_magic[:20])[1].decode("latin-1")

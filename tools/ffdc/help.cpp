@@ -182,6 +182,29 @@ reads a pipe in windows of 1 MiB.
 .PP
 What is damaged does not hide what is not: a damaged place is marked where it is in the output, told on standard error
 with file, offset, and what was expected and found, and the next record is looked for behind it.
+.SH COLUMNS
+What
+.BR list ", " csv " and " count
+show of a record, and what
+.B \-\-where
+and
+.B \-\-sort
+ask, are columns:
+.BR file ", " offset ", " index ", " type ", " version ", " state ", " size ", " pid ", " tgid ", " time
+(two words, 5f3c0001:2a),
+.B cause
+(what failed: the first return code and the first error that has a name, or what is wrong with a damaged place), and every
+value by its key, as
+.B json
+has it:
+.BR rc ", " master.slave.sisc ", " data[3] ", " header.chained ;
+.B payload.type
+is a value that has the name of a column.
+.PP
+A condition is COLUMN OP VALUE with OP one of = != < <= > >= and ~, which means that the text of the column contains
+VALUE. Numbers are decimal or, behind 0x, hexadecimal (0xffffffea is \-22 where the number is signed); anything else is a
+text, in quotes or not, whatever its case. What a record does not have fulfils no condition. Conditions on columns of the
+header decode nothing.
 .SH OUTPUT
 The separator line over a record is
 .PP
@@ -243,7 +266,7 @@ the same.
 .TP
 .B PAGER
 The pager of
-.BR show ", " list ", " hex " and " diff
+.BR show ", " list ", " count ", " hex " and " diff
 on a terminal;
 .B "less \-R"
 when it is not set, none when it is empty or not there.
@@ -296,7 +319,7 @@ std::string man_page_of(const CLI::App& app) {
     for (const CLI::App* command : commands_of(app)) {
         text += ".SS " + command->get_name() + "\n" + roff(command->get_description()) + "\n";
         for (const CLI::Option* option : options_of(*command)) add(option);
-        text += ".PP\n.EX\n" + roff(command->get_footer()) + "\n.EE\n";
+        text += ".PP\n.EX\n" + roff(command->get_footer().substr(command->get_footer().find("Examples:"))) + "\n.EE\n";
     }
     text += ".SH OPTIONS\n";
     for (const CLI::Option* option : options_of(app)) add(option);

@@ -26,11 +26,17 @@ constexpr Command commands[] = {
      "  ffdc show dump.bin\n"
      "  ssh sp cat /var/log/ffdc | ffdc show -t dma,iic"},
     {"list", list, "a row a record: type, size, task, state, cause", "[FILE...]", true,
-     "  ffdc list dumps/*.ffdc\n"
-     "  ffdc list --no-legend dump.bin | awk '$9 != \"ok\"'"},
+     "  ffdc list --where 'state != ok' --sort time dumps/*.ffdc\n"
+     "  ffdc list --columns index,type,rc,err_type dump.bin"},
+    {"count", count, "how many records there are of each kind", "[FILE...]", true,
+     "  ffdc count dump.bin\n"
+     "  ffdc count --by type,state,cause dumps"},
     {"json", json, "a JSON object for every record, one a line", "[FILE...]", false,
      "  ffdc json dump.bin | jq 'select(.type == \"DMA\").payload.rc'\n"
      "  ffdc json --pretty -t mbox dump.bin"},
+    {"csv", csv, "rows for databases and spreadsheets (RFC 4180)", "[FILE...]", false,
+     "  ffdc csv dumps/*.ffdc > records.csv\n"
+     "  ffdc csv --values dump.bin | sqlite3 v.db '.import --csv /dev/stdin v'"},
     {"hex", hex, "every byte, with the value that it belongs to", "[FILE...]", true,
      "  ffdc hex dump.bin\n"
      "  xxd dump.bin | ffdc hex -t scom"},
@@ -45,6 +51,15 @@ constexpr Command commands[] = {
      "  ffdc types -t mbox,jtag"},
 };
 
+// What options that ask for columns take.
+std::string columns_help() {
+    return "Columns: " + CLI::detail::join(fixed_columns(), " ") +
+           ";\n"
+           "keys of values: rc, master.slave.sisc, data[3] (payload.type: not the column).\n"
+           "Conditions: OP is one of = != < <= > >= and ~ (contains); VALUE a number, also\n"
+           "0x..., or a text, whatever its case. Of several conditions all have to hold.\n\n";
+}
+
 struct Choice {
     const char* flags;
     const char* value;  // what it takes: a name, or values separated by '|'; "" for a flag
@@ -52,14 +67,22 @@ struct Choice {
     const char* commands;
     std::variant<bool Options::*, std::string Options::*, std::vector<std::string> Options::*> target;
 };
-constexpr char readers[] = "show list json hex carve diff", everywhere[] = "show list json hex carve diff types";
+constexpr char readers[] = "show list count json csv hex carve diff",
+               with_columns[] = "show list count json csv hex carve",
+               everywhere[] = "show list count json csv hex carve diff types";
 constexpr Choice choices[] = {
     {"-t,--type", "TYPE,...", "only records of these types, by name or code", everywhere, &Options::types},
+    {"--where", "CONDITION", "only records for which COLUMN OP VALUE holds", with_columns, &Options::where},
+    {"--columns", "COLUMN,...", "what to show of a record", "list csv", &Options::columns},
+    {"--sort", "COLUMN,...", "in this order; -COLUMN: the largest first", "list", &Options::sort},
+    {"--by", "COLUMN,...", "what makes a kind; by itself the type", "count", &Options::count_by},
+    {"--values", "", "a row for every value, not for every record", "csv", &Options::values},
     {"--from", "auto|raw|hex|base64", "what the input is; hex is also xxd and hexdump -C", readers, &Options::from},
     {"-o,--output", "FILE", "write there when all is well; - is standard output", everywhere, &Options::output},
     {"--color", "auto|always|never", "colour; auto: on a terminal, without NO_COLOR", everywhere, &Options::color},
-    {"--no-legend", "", "no separator lines and no headings", "show list hex carve diff types", &Options::no_legend},
-    {"--no-pager", "", "write to the terminal straight", "show list hex diff", &Options::no_pager},
+    {"--no-legend", "", "no separator lines and no headings", "show list count csv hex carve diff types",
+     &Options::no_legend},
+    {"--no-pager", "", "write to the terminal straight", "show list count hex diff", &Options::no_pager},
     {"-q,--quiet", "", "no messages about damaged or unknown records", readers, &Options::quiet},
     {"--ascii", "", "bytes beyond ASCII as \\xNN", "show carve", &Options::ascii},
     {"--pretty", "", "indented, for people", "json", &Options::pretty},
@@ -87,7 +110,8 @@ void add_choice(CLI::App& command, const Choice& choice, Options& options) {
         added = command.add_option(choice.flags, options.**text, choice.what);
     } else {
         const auto list = std::get<std::vector<std::string> Options::*>(choice.target);
-        added = command.add_option(choice.flags, options.*list, choice.what)->delimiter(',')->allow_extra_args(false);
+        added = command.add_option(choice.flags, options.*list, choice.what)->allow_extra_args(false);
+        if (std::string_view(choice.value).ends_with(",...")) added->delimiter(',');
     }
     if (*choice.value) added->type_name(choice.value);
     if (const std::vector<std::string> values = values_of_option(*added); !values.empty())
@@ -109,7 +133,8 @@ int run(int argc, char** argv) {
     for (const Command& command : commands) {
         CLI::App* const added = app.add_subcommand(command.name, command.what)->group("Commands");
         added->set_help_flag("-h,--help", "this help");
-        added->footer(std::string("Examples:\n") + command.examples);
+        added->footer((has_word(with_columns, command.name) ? columns_help() : "") + std::string("Examples:\n") +
+                      command.examples);
         const bool two = std::string_view(command.files) == "FILE1 FILE2";
         if (*command.files) {
             CLI::Option* const files = added->add_option(

@@ -115,6 +115,6 @@ int carve(Session& s) {
     };
     s.each_input(window, [&](Input& input) { carve_input(s, input, progress, visit); });
     progress.clear();
-    if (!s.options.decode) listing.table.print();
+    if (!s.options.decode) listing.print();
     return s.status();
 }

@@ -1,12 +1,14 @@
 // The commands of the tool. Each returns the exit status.
 #pragma once
 
-#include "output/table.hpp"
+#include "records/columns.hpp"
 #include "records/records.hpp"
 
 int show(Session& s);
 int list(Session& s);
 int json(Session& s);
+int csv(Session& s);
+int count(Session& s);
 int hex(Session& s);
 int carve(Session& s);
 int types(Session& s);
@@ -18,11 +20,22 @@ class Listing {
 public:
     explicit Listing(Session& s);
     int add(const Entry& entry);
+    void print();
 
 private:
-    bool files_;  // are several: then each row says which
-    std::vector<Value> values_;
+    // A row that waits for its place.
+    struct Kept {
+        std::span<const Cell> keys;
+        std::span<const std::string_view> cells;
+        Style style;
+    };
+    Columns columns_, keys_;
+    std::vector<bool> descending_;
+    Table table_;
+    std::vector<std::string_view> cells_;
+    std::vector<Cell::Room> rooms_;
+    std::vector<Kept> kept_;
+    std::pmr::monotonic_buffer_resource memory_;  // of what is kept
 
-public:
-    Table table;
+    void keep(const Entry& entry, Style style);
 };

@@ -47,7 +47,7 @@ constexpr std::uint64_t (*identities[])(const Dump&, const Item&) = {bytes_of, o
 
 // What a value is found by in the other record.
 std::string key_of(const Value& v) {
-    return v.kind == DD_FFDC_UNSHOWN ? "(not shown) " + hex_number(v.offset, 4) : v.full_name();
+    return v.kind == DD_FFDC_UNSHOWN ? "(not shown) " + hex_number(v.offset, 4) : v.key();
 }
 std::string text_of(const Value& v) {
     if (v.kind == DD_FFDC_UNSHOWN || v.kind == DD_FFDC_BYTES) return hex_digits(v.bytes);
@@ -92,7 +92,8 @@ private:
     Session& s_;
     Dump dumps_[2];
     bool any_ = false, differs_ = false;
-    std::vector<Value> values_[2];
+    Values read_[2];
+    std::span<const Value> values_[2];
 
     void read(Dump& dump, const std::string& file) {
         try {
@@ -151,13 +152,16 @@ private:
         const bool equal = a.step == b.step && std::ranges::equal(a.bytes, b.bytes);
         differs_ = differs_ || !equal;
         if (equal && !s_.options.all) return;
-        const std::string states[] = {state_name(values_of(a, values_[0])), state_name(values_of(b, values_[1]))};
+        const std::string states[] = {state_name(read_[0].read(a)), state_name(read_[1].read(b))};
         Table table({{"NAME", false, Cut::begin},
                      {"TEXT 1", false, Cut::far},
                      {"TEXT 2", false, Cut::far},
                      {"NUMBER 1", true, Cut::never, true},
                      {"NUMBER 2", true, Cut::never, true}},
                     s_.out, !s_.options.no_legend);
+        // What belongs to no record is told by where it begins to differ.
+        for (int side : {0, 1})
+            values_[side] = (side == 0 ? a : b).is_damaged() ? read_[side].shown() : read_[side].all();
         bool told = false;
         const auto row = [&](bool as_before, std::string_view name, std::string_view text_a, std::string_view text_b,
                              std::string_view number_a = {}, std::string_view number_b = {}) {

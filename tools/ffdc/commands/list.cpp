@@ -1,86 +1,81 @@
 // One row a record.
 #include <algorithm>
-#include <iterator>
+#include <cstring>
 
 #include "commands/commands.hpp"
 
 namespace {
 
-// What failed, in one line: the first return code, and the first error that has a name.
-std::string cause_of(const std::vector<Value>& values) {
-    constexpr std::string_view codes[] = {"func_rc", "return_code", "rc", "fsi_rc", "errno", "status"};
-    constexpr std::string_view errors[] = {"err_type", "error_id", "rc_text"};
-    const Value* code = nullptr;
-    const Value* error = nullptr;
-    auto best_code = std::end(codes), best_error = std::end(errors);
-    for (const Value& v : values) {
-        if (!v.group.empty() || v.missing || v.index >= 0) continue;
-        if (const auto at = std::find(codes, best_code, v.name); at != best_code) best_code = at, code = &v;
-        if (v.kind != DD_FFDC_NAME) continue;
-        if (const auto at = std::find(errors, best_error, v.name); at != best_error) best_error = at, error = &v;
-    }
-    std::string cause;
-    if (code) cause = std::string(*best_code) + " " + code->plain_text();
-    if (error) cause += (cause.empty() ? "" : ", ") + error->plain_text();
-    return cause;
+std::vector<std::string> columns_of(const Options& options) {
+    if (!options.columns.empty()) return options.columns;
+    std::vector<std::string> names = {"index", "offset", "type", "version", "size",
+                                      "pid",   "tgid",   "time", "state",   "cause"};
+    if (options.files.size() > 1) names.insert(names.begin(), "file");
+    return names;
 }
 
-std::vector<Column> columns_of(bool files) {
-    std::vector<Column> columns = {{"INDEX", true},
-                                   {"OFFSET"},
-                                   {"TYPE"},
-                                   {"VERSION", true, Cut::never, true},
-                                   {"SIZE", true, Cut::never, true},
-                                   {"PID", true, Cut::never, true},
-                                   {"TGID", true, Cut::never, true},
-                                   {"TIME", false, Cut::never, true},
-                                   {"STATE"},
-                                   {"CAUSE", false, Cut::end}};
-    if (files) columns.insert(columns.begin(), {"FILE", false, Cut::begin});
-    return columns;
+std::vector<std::string> sort_keys(const Options& options) {
+    std::vector<std::string> names;
+    for (const std::string& key : options.sort) names.push_back(key.substr(key.starts_with('-')));
+    return names;
 }
 
-std::string time_of(const dd_ffdc_hdr& header) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%x:%x", word(header.time[0]), word(header.time[1]));
-    return text;
-}
-std::string signed_text(const std::uint8_t (&bytes)[4]) {
-    return std::to_string(static_cast<std::int32_t>(word(bytes)));
+template <typename T>
+std::span<T> copy_of(std::span<const T> all, std::pmr::memory_resource& memory) {
+    T* const copy = static_cast<T*>(memory.allocate(all.size_bytes() + 1, alignof(T)));
+    std::uninitialized_copy(all.begin(), all.end(), copy);
+    return {copy, all.size()};
 }
 
 }  // namespace
 
 Listing::Listing(Session& s)
-    : files_(s.options.files.size() > 1), table(columns_of(s.options.files.size() > 1), s.out, !s.options.no_legend) {}
+    : columns_(columns_of(s.options), "--columns"),
+      keys_(sort_keys(s.options), "--sort"),
+      table_(columns_.headings(), s.out, !s.options.no_legend),
+      cells_(columns_.cells().size()),
+      rooms_(columns_.cells().size()) {
+    for (const std::string& key : s.options.sort) descending_.push_back(key.starts_with('-'));
+}
 
 int Listing::add(const Entry& entry) {
-    const int state = values_of(entry, values_);
-    std::vector<std::string> cells;
-    if (files_) cells.push_back(entry.file);
-    cells.insert(cells.end(), {std::to_string(entry.index), hex_number(entry.offset), type_name(entry)});
-    if (entry.has_header()) {
-        const dd_ffdc_hdr& header = entry.header();
-        cells.insert(cells.end(), {std::to_string(entry.version()), std::to_string(entry.size()),
-                                   signed_text(header.pid), signed_text(header.tgid), time_of(header)});
-    } else {
-        cells.resize(cells.size() + 5);
-    }
-    cells.emplace_back(state_name(state));
-    if (state == damaged) {
-        const Trouble trouble = trouble_of(entry, state);
-        cells.push_back("expected " + trouble.expected + ", found " + trouble.found);
-    } else {
-        cells.push_back(cause_of(values_));
-    }
-    const std::vector<std::string_view> views(cells.begin(), cells.end());
-    table.row(views, state == DD_FFDC_OK ? Style::plain : Style::bad);
+    const int state = columns_.read(entry);
+    const std::span<const Cell> cells = columns_.cells();
+    for (std::size_t i = 0; i < cells.size(); ++i) cells_[i] = cells[i].for_people(rooms_[i]);
+    const Style style = state == DD_FFDC_OK ? Style::plain : Style::bad;
+    descending_.empty() ? table_.row(cells_, style) : keep(entry, style);
     return state;
+}
+
+void Listing::keep(const Entry& entry, Style style) {
+    const auto copy = [&](std::string_view text) {
+        const std::span<char> kept = copy_of(std::span(text), memory_);
+        return std::string_view(kept.data(), kept.size());
+    };
+    keys_.read(entry, Need::entry);
+    const std::span<Cell> keys = copy_of(keys_.cells(), memory_);
+    for (Cell& key : keys) key.text = copy(key.text);
+    const std::span<std::string_view> cells = copy_of(std::span<const std::string_view>(cells_), memory_);
+    for (std::string_view& cell : cells) cell = copy(cell);
+    kept_.push_back({keys, cells, style});
+}
+
+void Listing::print() {
+    std::stable_sort(kept_.begin(), kept_.end(), [&](const Kept& a, const Kept& b) {
+        for (std::size_t i = 0; i < descending_.size(); ++i) {
+            const bool there = a.keys[i].kind != Cell::Kind::none && b.keys[i].kind != Cell::Kind::none;
+            const auto found = descending_[i] && there ? order(b.keys[i], a.keys[i]) : order(a.keys[i], b.keys[i]);
+            if (found != 0) return found < 0;
+        }
+        return false;
+    });
+    for (const Kept& row : kept_) table_.row(row.cells, row.style);
+    table_.print();
 }
 
 int list(Session& s) {
     Listing listing(s);
     s.each_entry([&](const Entry& entry) { return listing.add(entry); });
-    listing.table.print();
+    listing.print();
     return s.status();
 }

@@ -3,41 +3,11 @@
 #include <nettle/base16.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstring>
-#include <exception>
-#include <iterator>
+#include <vector>
 
-namespace {
-
-// The same letters, large or small, in any locale: to strcasecmp, a Turkish i is no I.
-bool same_letters(std::string_view a, std::string_view b) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c; };
-    return std::ranges::equal(a, b, {}, lower, lower);
-}
-
-// Types by name, whatever the case and with or without the prefix, or by code.
-int parse_type(const std::string& text) {
-    constexpr std::string_view prefix = "FFDC_TYPE_";
-    std::string_view name = text;
-    if (same_letters(name.substr(0, prefix.size()), prefix)) name.remove_prefix(prefix.size());
-    std::string valid;
-    for (int type = 0; type <= FFDC_TYPE_MTDCRAM; ++type) {
-        const char* const known = dd_ffdc_type_name(type);
-        if (!known) continue;
-        if (same_letters(name, known)) return type;
-        valid += std::string(valid.empty() ? "" : ", ") + known;
-    }
-    const bool hex = text.starts_with("0x") || text.starts_with("0X");
-    int code = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data() + (hex ? 2 : 0), end, code, hex ? 16 : 10);
-    if (error == std::errc{} && stop == end && code >= 0 && code <= last_type) return code;
-    throw Fatal("--type: expected a code or one of " + valid + ", found '" + text + "'");
-}
-
-}  // namespace
+#include "records/columns.hpp"
 
 const char* state_name(int state) { return state == damaged ? "damaged" : dd_ffdc_state_name(state); }
 
@@ -89,127 +59,32 @@ Trouble trouble_of(const Entry& entry, int state) {
     }
 }
 
-std::string Value::full_name() const {
-    std::string full = group + (group.empty() ? "" : ".") + name;
-    if (index >= 0) full += "[" + std::to_string(index) + "]";
-    return full;
-}
-
-std::string Value::number_text() const {
-    if (missing || kind == DD_FFDC_TEXT || kind == DD_FFDC_BYTES || kind == DD_FFDC_UNSHOWN) return "";
-    if (kind == DD_FFDC_ADDRESS) return hex_number(static_cast<std::uint64_t>(number), 1);
-    return size == 8 && kind != DD_FFDC_SIGNED ? std::to_string(static_cast<std::uint64_t>(number))
-                                               : std::to_string(number);
-}
-
-namespace {
-
-constexpr auto digits = [] {
-    std::array<std::uint8_t, 256> values{};
-    values.fill(0xff);
-    for (std::uint8_t i = 0; i < 16; ++i) values[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
-    return values;
-}();
-
-}  // namespace
-
-// A text of digits alone is decimal where it reads as the number so, and hexadecimal where it does so.
-std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, std::span<char, 32> room) {
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n'; };
-    while (!printed.empty() && blank(printed.front())) printed.remove_prefix(1);
-    while (!printed.empty() && blank(printed.back())) printed.remove_suffix(1);
-    if (v.missing) return printed.empty() ? "?" : printed;
-    if (v.kind >= DD_FFDC_TEXT && v.kind != DD_FFDC_FLAG && v.kind != DD_FFDC_BCD) return printed;
-    const auto number = static_cast<std::uint64_t>(v.number);
-    const auto in_decimal = [&] {
-        const bool is_signed = v.size < 8 || v.kind == DD_FFDC_SIGNED;
-        char* const end = is_signed ? std::to_chars(room.data(), room.data() + room.size(), v.number).ptr
-                                    : std::to_chars(room.data(), room.data() + room.size(), number).ptr;
-        return std::string_view(room.data(), static_cast<std::size_t>(end - room.data()));
-    };
-    if (printed.empty()) return in_decimal();
-    if (printed.size() > 20) return printed;
-    const bool negative = printed.front() == '-';
-    std::uint64_t as_hexadecimal = 0;
-    unsigned highest = 0;
-    for (const char c : printed.substr(negative)) {
-        const unsigned digit = digits[static_cast<unsigned char>(c)];
-        highest = std::max(highest, digit);
-        as_hexadecimal = as_hexadecimal << 4 | (digit & 15);
+int parse_type(const std::string& text, const char* option) {
+    std::string_view name = text;
+    for (const std::string_view prefix : {"FFDC_", "TYPE_"})
+        if (compare_letters(name.substr(0, prefix.size()), prefix) == 0) name.remove_prefix(prefix.size());
+    std::string valid;
+    for (int type = 0; type <= FFDC_TYPE_MTDCRAM; ++type) {
+        const char* const known = dd_ffdc_type_name(type);
+        if (!known) continue;
+        if (compare_letters(name, known) == 0) return type;
+        valid += std::string(valid.empty() ? "" : ", ") + known;
     }
-    if (highest > 15) return printed;
-    if (highest < 10) {
-        std::uint64_t as_decimal = 0;
-        for (const char c : printed.substr(negative)) as_decimal = 10 * as_decimal + static_cast<unsigned>(c - '0');
-        if ((negative ? 0 - as_decimal : as_decimal) == number)
-            return !negative && printed.front() != '0' ? printed : in_decimal();
-    }
-    const std::uint64_t mask = v.size < 8 ? (std::uint64_t{1} << 8 * v.size) - 1 : ~std::uint64_t{0};
-    if (negative || as_hexadecimal != (number & mask)) return printed;
-    room[0] = '0';
-    room[1] = 'x';
-    std::copy(printed.begin(), printed.end(), room.begin() + 2);
-    return {room.data(), printed.size() + 2};
+    const bool hex = name.starts_with("0x") || name.starts_with("0X");
+    if (hex) name.remove_prefix(2);
+    int code = 0;
+    const auto [stop, error] = std::from_chars(name.data(), name.data() + name.size(), code, hex ? 16 : 10);
+    if (error == std::errc{} && stop == name.data() + name.size() && code >= 0 && code <= last_type) return code;
+    throw Fatal(std::string(option) + ": expected a code or one of " + valid + ", found '" + text + "'");
 }
 
-std::string Value::plain_text() const {
-    dd_ffdc_value v{};
-    v.size = size;
-    v.kind = kind;
-    v.missing = missing;
-    v.number = number;
-    char room[32];
-    return std::string(::plain_text(v, text, room));
-}
-
-int values_of(const Entry& entry, std::vector<Value>& values) {
-    struct Collector {
-        Bytes record;
-        std::vector<Value>& values;
-        std::vector<Value> rest;
-        std::exception_ptr error;
-
-        void unshown(std::size_t offset, std::size_t size) {
-            rest.push_back({"", "", -1, static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(size),
-                            DD_FFDC_UNSHOWN, false, 0, "", record.subspan(offset, size)});
-        }
-        void add(const dd_ffdc_value& v) {
-            if (v.kind == DD_FFDC_UNSHOWN) return unshown(v.offset, v.size);
-            const std::size_t begin = std::min<std::size_t>(v.offset, record.size());
-            const Bytes bytes = record.subspan(begin, std::min<std::size_t>(v.size, record.size() - begin));
-            char buffer[DD_FFDC_VALUE_ROOM];
-            std::size_t length;
-            const char* const text = dd_ffdc_value_text(&v, buffer, &length);
-            values.push_back({v.group, v.name, v.index, v.offset, v.size, v.kind, v.missing != 0, v.number,
-                              std::string(text, length), bytes});
-            if (v.missing && !bytes.empty()) {
-                unshown(begin, bytes.size());
-            } else if (v.kind == DD_FFDC_TEXT) {
-                const std::size_t behind = strnlen(reinterpret_cast<const char*>(bytes.data()), bytes.size()) + 1;
-                for (std::size_t i = behind; i < bytes.size(); ++i)
-                    if (bytes[i] != 0) return unshown(begin + behind, bytes.size() - behind);
-            }
-        }
+std::weak_ordering compare_letters(std::string_view a, std::string_view b) {
+    const auto lower = [](char c) {
+        return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c);
     };
-    values.clear();
-    if (!entry.has_header()) return damaged;
-    Collector collector{entry.bytes, values, {}, nullptr};
-    // No exception may cross the library, which is built without them.
-    const auto each = [](void* self, const dd_ffdc_value* value) {
-        Collector& c = *static_cast<Collector*>(self);
-        try {
-            if (!c.error) c.add(*value);
-        } catch (...) {
-            c.error = std::current_exception();
-        }
-    };
-    const int state = dd_ffdc_values(&entry.header(), entry.bytes.size(), each, &collector);
-    if (collector.error) std::rethrow_exception(collector.error);
-    collector.unshown(offsetof(dd_ffdc_hdr, reserved), sizeof(dd_ffdc_hdr::reserved));
-    std::sort(collector.rest.begin(), collector.rest.end(),
-              [](const Value& a, const Value& b) { return a.offset < b.offset; });
-    std::move(collector.rest.begin(), collector.rest.end(), std::back_inserter(values));
-    return entry.is_damaged() ? damaged : state;
+    return std::lexicographical_compare_three_way(
+        a.begin(), a.end(), b.begin(), b.end(),
+        [&](char x, char y) -> std::weak_ordering { return lower(x) <=> lower(y); });
 }
 
 int state_of(const Entry& entry) {
@@ -221,8 +96,10 @@ int state_of(const Entry& entry) {
 }
 
 Session::Session(const Options& asked) : options(asked), out(asked) {
-    for (const std::string& type : options.types) wanted_.set(static_cast<std::size_t>(parse_type(type)));
+    for (const std::string& type : options.types) wanted_.set(static_cast<std::size_t>(parse_type(type, "--type")));
+    if (!options.where.empty()) where_ = std::make_unique<Where>(options.where);
 }
+Session::~Session() = default;
 
 int Session::status() const { return failure_ ? exit_failed : !any_ ? exit_none : damage_ ? exit_damaged : exit_ok; }
 
@@ -254,9 +131,11 @@ void Session::each_entry(const Input& input, const Visit& visit) {
 }
 
 void Session::one_entry(const Entry& entry, const Visit& visit) {
-    // A place without a header may hide a record of any type: that is told, but not shown among those of one type.
-    if (entry.has_header() && !wants(entry.type())) return;
-    const int state = entry.has_header() || options.types.empty() ? visit(entry) : damaged;
+    // A place without a header may hide any record: that is told, even where it is not among those asked for.
+    const bool wanted =
+        (entry.has_header() ? wants(entry.type()) : options.types.empty()) && (!where_ || where_->holds(entry));
+    if (entry.has_header() && !wanted) return;
+    const int state = wanted ? visit(entry) : damaged;
     any_ = any_ || entry.has_header();
     if (state == DD_FFDC_OK) return;
     damage_ = true;

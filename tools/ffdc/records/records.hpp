@@ -2,9 +2,11 @@
 #pragma once
 
 #include <bitset>
+#include <compare>
 #include <functional>
-#include <span>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "input/input.hpp"
@@ -58,37 +60,20 @@ struct Trouble {
 };
 Trouble trouble_of(const Entry& entry, int state);
 
-// One value of a record, as dd_ffdc_values tells it, with the bytes of it that are there.
-// Bytes that no value gives back (unshown ones, those behind the NUL of a text, those of a value that is cut) are
-// values of kind DD_FFDC_UNSHOWN.
-struct Value {
-    std::string group, name;
-    int index;
-    std::uint32_t offset, size;
-    dd_ffdc_kind kind;
-    bool missing;
-    std::int64_t number;
-    std::string text;
-    Bytes bytes;
-
-    std::string full_name() const;    // "master.slave.sisc", "tx_data[3]"
-    std::string number_text() const;  // "" for texts and bytes
-    std::string plain_text() const;
-};
-
-// The printed text of a value without the blanks around it, and with 0x if it is hexadecimal; the number where nothing
-// is printed, "?" where that is not there. It may lie in `room`.
-std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, std::span<char, 32> room);
-
-// Stores the values in the order of the text, then the unshown bytes in that of their offsets, and returns the state.
-int values_of(const Entry& entry, std::vector<Value>& values);
-// The state alone.
+// The state of an entry, without a look at its values.
 int state_of(const Entry& entry);
+
+// Letters are the same whatever their case and the locale: to strcasecmp, a Turkish i is no I.
+std::weak_ordering compare_letters(std::string_view a, std::string_view b);
+
+// A type by its name, whatever the case and with or without the prefix, or by its code; `option` is told otherwise.
+int parse_type(const std::string& text, const char* option);
 
 // What every command works with.
 class Session {
 public:
     explicit Session(const Options& asked);
+    ~Session();
 
     const Options& options;
     Output out;
@@ -109,6 +94,7 @@ public:
 
 private:
     std::bitset<65536> wanted_;
+    std::unique_ptr<class Where> where_;
     bool any_ = false, damage_ = false, failure_ = false;
 };
 

@@ -1,0 +1,438 @@
+#include "records/columns.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "input/input.hpp"
+
+namespace {
+
+Number signed_number(std::int64_t v) { return {false, v}; }
+Number unsigned_number(std::uint64_t v) { return {v > INT64_MAX, static_cast<std::int64_t>(v)}; }
+
+bool contains(std::string_view text, std::string_view part) {
+    for (std::size_t i = 0; i + part.size() <= text.size(); ++i)
+        if (compare_letters(text.substr(i, part.size()), part) == 0) return true;
+    return false;
+}
+
+// Decimal, or hexadecimal behind 0x, and negative or not.
+bool parse_number(std::string_view text, Number& number, bool& hex) {
+    const bool negative = text.starts_with('-');
+    if (negative) text.remove_prefix(1);
+    hex = text.starts_with("0x") || text.starts_with("0X");
+    if (hex) text.remove_prefix(2);
+    std::uint64_t n = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n, hex ? 16 : 10);
+    if (error != std::errc{} || end != text.data() + text.size() || (negative && n > INT64_MAX)) return false;
+    number = negative ? signed_number(-static_cast<std::int64_t>(n)) : unsigned_number(n);
+    return true;
+}
+
+// What may be a return code, or an error with a name, the most telling first.
+constexpr std::string_view cause_keys[] = {"func_rc", "return_code", "rc",       "fsi_rc", "errno",
+                                           "status",  "err_type",    "error_id", "rc_text"};
+constexpr std::size_t cause_codes = 6;
+
+std::string_view decimal(const Number& number, Cell::Room& room) {
+    const auto end = number.large ? std::to_chars(room, std::end(room), static_cast<std::uint64_t>(number.bits))
+                                  : std::to_chars(room, std::end(room), number.bits);
+    return {room, end.ptr};
+}
+
+}  // namespace
+
+std::string_view Cell::for_people(Room& room) const {
+    return kind == Kind::number && text.empty() ? decimal(number, room) : text;
+}
+std::string_view Cell::for_machines(Room& room) const { return kind == Kind::number ? decimal(number, room) : text; }
+
+std::weak_ordering order(const Cell& a, const Cell& b) {
+    const auto rank = [](const Cell& c) {
+        return c.kind == Cell::Kind::none ? 2 : c.kind == Cell::Kind::number ? 0 : 1;
+    };
+    if (rank(a) != rank(b) || rank(a) == 2) return rank(a) <=> rank(b);
+    if (rank(a) == 0) return a.number <=> b.number;
+    return compare_letters(a.text, b.text);
+}
+
+// A column of the record itself. What `get` leaves alone is not there.
+struct FixedColumn {
+    struct Asking {
+        Columns& columns;
+        const Entry& entry;
+        int state;
+        Cell& cell;
+
+        void number(Number n) const { cell = {.kind = Cell::Kind::number, .number = n}; }
+        void signed_word(const std::uint8_t (&bytes)[4]) const {
+            cell = {.kind = Cell::Kind::number,
+                    .width = sizeof bytes,
+                    .number = signed_number(static_cast<std::int32_t>(word(bytes)))};
+        }
+        void text(std::string_view text) const {
+            if (!text.empty()) cell = {.kind = Cell::Kind::text, .text = text};
+        }
+        void name(Number n, std::string_view text) const {
+            cell = {.kind = Cell::Kind::name, .number = n, .text = text};
+        }
+        std::string_view keep(std::string_view text) const { return columns.keep(text); }
+        std::string_view cause() const { return columns.cause(entry, state); }
+    };
+
+    Column column;
+    Need need;
+    void (*get)(const Asking& a);
+    bool (*parse)(const std::string& text, Number& number) = nullptr;  // values in conditions of its own form
+};
+
+namespace {
+
+using Asking = FixedColumn::Asking;
+
+bool parse_time(const std::string& text, Number& number) {
+    std::uint32_t words[2];
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (std::uint32_t& w : words) {
+        const auto [stop, error] = std::from_chars(at, end, w, 16);
+        const bool last = &w == &words[1];
+        if (error != std::errc{} || (last ? stop != end : stop == end || *stop != ':')) return false;
+        at = stop + 1;
+    }
+    number = unsigned_number(std::uint64_t{words[0]} << 32 | words[1]);
+    return true;
+}
+
+const FixedColumn fixed[] = {
+    {{"file", false, Cut::begin}, Need::entry, [](const Asking& a) { a.text(a.entry.file); }},
+    {{"offset"},
+     Need::entry,
+     [](const Asking& a) {
+         a.number(unsigned_number(a.entry.offset));
+         a.cell.text = a.keep(hex_number(a.entry.offset));
+     }},
+    {{"index", true}, Need::entry, [](const Asking& a) { a.number(unsigned_number(a.entry.index)); }},
+    {{"type"},
+     Need::entry,
+     [](const Asking& a) {
+         if (!a.entry.has_header()) return;
+         const char* const name = dd_ffdc_type_name(a.entry.type());
+         a.name(signed_number(a.entry.type()), name ? name : a.keep(type_name(a.entry)));
+     },
+     [](const std::string& text, Number& number) {
+         number = signed_number(parse_type(text, "--where: type"));
+         return true;
+     }},
+    {{"version", true, Cut::never, true},
+     Need::entry,
+     [](const Asking& a) {
+         if (a.entry.has_header()) a.number(signed_number(a.entry.version()));
+     }},
+    {{"state"}, Need::state, [](const Asking& a) { a.text(state_name(a.state)); }},
+    {{"size", true, Cut::never, true},
+     Need::entry,
+     [](const Asking& a) {
+         if (a.entry.has_header()) a.number(signed_number(a.entry.size()));
+     }},
+    {{"pid", true, Cut::never, true},
+     Need::entry,
+     [](const Asking& a) {
+         if (a.entry.has_header()) a.signed_word(a.entry.header().pid);
+     }},
+    {{"tgid", true, Cut::never, true},
+     Need::entry,
+     [](const Asking& a) {
+         if (a.entry.has_header()) a.signed_word(a.entry.header().tgid);
+     }},
+    {{"time", false, Cut::never, true},
+     Need::entry,
+     [](const Asking& a) {
+         if (!a.entry.has_header()) return;
+         const std::uint32_t words[] = {word(a.entry.header().time[0]), word(a.entry.header().time[1])};
+         char text[2 * 8 + 1];
+         char* const colon = std::to_chars(text, std::end(text), words[0], 16).ptr;
+         *colon = ':';
+         char* const end = std::to_chars(colon + 1, std::end(text), words[1], 16).ptr;
+         a.name(unsigned_number(std::uint64_t{words[0]} << 32 | words[1]), a.keep({text, end}));
+     },
+     parse_time},
+    {{"cause", false, Cut::end}, Need::values, [](const Asking& a) { a.text(a.cause()); }},
+};
+
+const FixedColumn* find_fixed(std::string_view name) {
+    const auto found =
+        std::find_if(std::begin(fixed), std::end(fixed), [&](const FixedColumn& c) { return c.column.name == name; });
+    return found == std::end(fixed) ? nullptr : found;
+}
+
+bool is_plain_number(dd_ffdc_kind kind) {
+    return kind != DD_FFDC_TEXT && kind != DD_FFDC_NAME && kind != DD_FFDC_BYTES && kind != DD_FFDC_UNSHOWN;
+}
+
+// The keys of all values there are, each with one of its kinds.
+using KnownKeys = std::map<std::string, dd_ffdc_kind>;
+const KnownKeys& known_keys(bool thorough) {
+    static KnownKeys keys[2];
+    KnownKeys& known = keys[thorough];
+    if (!known.empty()) return known;
+    std::set<std::tuple<const char*, const char*, int>> seen;
+    each_known_value(thorough, [&](int, unsigned, const dd_ffdc_value& v) {
+        if (v.kind != DD_FFDC_UNSHOWN && seen.emplace(v.group, v.name, v.index).second) {
+            Value value{};
+            static_cast<dd_ffdc_value&>(value) = v;
+            known.emplace(value.key(), v.kind);
+        }
+    });
+    return known;
+}
+
+// Letters to be put in, left out or changed to get from one to the other.
+std::size_t distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t corner = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t change = corner + (a[i] != b[j]);
+            corner = row[j + 1];
+            row[j + 1] = std::min({change, row[j] + 1, corner + 1});
+        }
+    }
+    return row.back();
+}
+
+// Before the key of a value, where a column of the record itself has the same name.
+const std::string payload = "payload.";
+
+[[noreturn]] void no_such_column(const std::string& name, const char* option) {
+    std::vector<std::pair<std::size_t, std::string>> near;
+    const auto add = [&](const std::string& known) {
+        // Whoever gives a part of a long key most likely means it.
+        const std::size_t there = known.find(name) != std::string::npos && !name.empty() ? 1 : distance(name, known);
+        near.emplace_back(there, known);
+    };
+    for (const FixedColumn& column : fixed) add(column.column.name);
+    for (const auto& [key, _] : known_keys(true)) add(find_fixed(key) ? payload + key : key);
+    std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::string text;
+    for (std::size_t i = 0; i < 5; ++i) text += (i == 0 ? "" : ", ") + near[i].second;
+    throw Fatal(std::string(option) + ": expected a column, found '" + name + "'; the nearest are " + text);
+}
+
+}  // namespace
+
+std::vector<std::string> fixed_columns() {
+    std::vector<std::string> names;
+    for (const FixedColumn& column : fixed) names.emplace_back(column.column.name);
+    return names;
+}
+
+Columns::Columns(std::span<const std::string> names, const char* option) {
+    const auto cause = find_fixed("cause");
+    if (std::find(names.begin(), names.end(), cause->column.name) != names.end())
+        for (const std::string_view key : cause_keys) keys_.add(std::string(key));
+    for (const std::string& name : names) {
+        const FixedColumn* const own = find_fixed(name);
+        dd_ffdc_kind kind = DD_FFDC_UNSIGNED;
+        if (!own) {
+            const std::string key = name.substr(name.starts_with(payload) ? payload.size() : 0);
+            const KnownKeys* known = &known_keys(false);
+            if (!known->contains(key)) known = &known_keys(true);
+            const auto found = known->find(key);
+            if (found == known->end()) no_such_column(name, option);
+            kind = found->second;
+            asked_.push_back({nullptr, keys_.add(key)});
+        } else {
+            asked_.push_back({own, -1});
+        }
+        need_ = std::max(need_, own ? own->need : Need::values);
+        headings_.push_back(own ? own->column
+                                : Column{name, is_plain_number(kind), is_plain_number(kind) ? Cut::never : Cut::end});
+        for (char& c : headings_.back().name)
+            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    }
+    cells_.resize(asked_.size());
+    found_.resize(static_cast<std::size_t>(keys_.size()));
+}
+
+void Columns::begin() {
+    memory_.release();
+    for (Value& v : found_) v.missing = true;
+}
+
+int Columns::read(const Entry& entry, Need at_least) {
+    begin();
+    int state = damaged;
+    const Need need = std::max(need_, at_least);
+    if (need == Need::values) {
+        state = each_value(entry, [&](const dd_ffdc_value& v) {
+            const int key = keys_.find(v);
+            if (key >= 0) found_[static_cast<std::size_t>(key)] = {v, text_of(v, memory_), bytes_of(v, entry)};
+        });
+    } else if (need == Need::state) {
+        state = state_of(entry);
+    }
+    finish(entry, state);
+    return state;
+}
+
+void Columns::read(const Entry& entry, int state, std::span<const Value> values) {
+    begin();
+    for (const Value& v : values)
+        if (const int key = keys_.find(v); key >= 0) found_[static_cast<std::size_t>(key)] = v;
+    finish(entry, state);
+}
+
+void Columns::finish(const Entry& entry, int state) {
+    for (std::size_t i = 0; i < asked_.size(); ++i) {
+        Cell& cell = cells_[i];
+        cell = {};
+        if (const FixedColumn* const own = asked_[i].fixed) {
+            own->get({*this, entry, state, cell});
+            continue;
+        }
+        const Value& v = found_[static_cast<std::size_t>(asked_[i].key)];
+        if (v.missing) continue;
+        if (v.has_number()) {
+            const bool sign = v.kind == DD_FFDC_SIGNED;
+            cell.kind = v.kind == DD_FFDC_NAME ? Cell::Kind::name : Cell::Kind::number;
+            cell.width = sign ? static_cast<std::uint8_t>(v.size) : 0;
+            cell.number = sign ? signed_number(v.number) : unsigned_number(static_cast<std::uint64_t>(v.number));
+        } else {
+            cell.kind = Cell::Kind::text;
+            cell.is_from_record = v.kind == DD_FFDC_TEXT;
+        }
+        cell.text = v.kind == DD_FFDC_TEXT ? v.text : keep(v.plain_text());
+    }
+}
+
+std::string_view Columns::keep(std::string_view text) {
+    char* const kept = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
+    std::memcpy(kept, text.data(), text.size());
+    return {kept, text.size()};
+}
+
+// The first return code, and the first error that has a name.
+std::string_view Columns::cause(const Entry& entry, int state) {
+    if (state == damaged) {
+        const Trouble trouble = trouble_of(entry, state);
+        return keep("expected " + trouble.expected + ", found " + trouble.found);
+    }
+    const auto first = [&](std::size_t begin, std::size_t end, bool named) -> const Value* {
+        for (std::size_t i = begin; i < end; ++i)
+            if (!found_[i].missing && (!named || found_[i].kind == DD_FFDC_NAME)) return &found_[i];
+        return nullptr;
+    };
+    std::string text;
+    if (const Value* const code = first(0, cause_codes, false)) text = code->name + (" " + code->plain_text());
+    if (const Value* const error = first(cause_codes, std::size(cause_keys), true))
+        text += (text.empty() ? "" : ", ") + error->plain_text();
+    return keep(text);
+}
+
+struct Where::Condition {
+    enum class Op { equal, not_equal, less, at_most, more, at_least, contains };
+
+    Op op;
+    std::string text;
+    Number number = {};
+    bool is_number = false, is_hex = false;
+
+    static Condition parse(const std::string& given, std::string& column);
+    bool holds(const Cell& cell) const;
+};
+
+struct Where::Stage {
+    Columns columns;
+    std::vector<Condition> conditions;
+
+    Stage(std::span<const std::string> names, std::vector<Condition> all)
+        : columns(names, "--where"), conditions(std::move(all)) {}
+};
+
+Where::Condition Where::Condition::parse(const std::string& given, std::string& column) {
+    constexpr std::pair<std::string_view, Op> ops[] = {{"!=", Op::not_equal}, {"<=", Op::at_most}, {">=", Op::at_least},
+                                                       {"=", Op::equal},      {"<", Op::less},     {">", Op::more},
+                                                       {"~", Op::contains}};
+    const auto trim = [](std::string text) {
+        const std::size_t begin = std::min(text.find_first_not_of(' '), text.size());
+        return text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+    };
+    const std::size_t at = given.find_first_of("=!<>~");
+    const auto op = std::find_if(std::begin(ops), std::end(ops), [&](const auto& known) {
+        return at != std::string::npos && given.compare(at, known.first.size(), known.first) == 0;
+    });
+    if (op == std::end(ops))
+        throw Fatal("--where: expected COLUMN OP VALUE with OP one of = != < <= > >= ~, found '" + given + "'");
+    column = trim(given.substr(0, at));
+    Condition condition = {op->second, trim(given.substr(at + op->first.size()))};
+    std::string& text = condition.text;
+    if (text.size() >= 2 && (text[0] == '"' || text[0] == '\'') && text.back() == text[0])
+        text = text.substr(1, text.size() - 2);
+    if (condition.op == Op::contains) return condition;
+    const FixedColumn* const own = find_fixed(column);
+    condition.is_number =
+        own && own->parse ? own->parse(text, condition.number) : parse_number(text, condition.number, condition.is_hex);
+    if (!condition.is_number && own && own->column.right)
+        throw Fatal("--where: " + column + ": expected a number, decimal or 0x, found '" + text + "'");
+    return condition;
+}
+
+bool Where::Condition::holds(const Cell& cell) const {
+    if (cell.kind == Cell::Kind::none) return false;
+    Cell::Room room;
+    std::weak_ordering found = std::weak_ordering::equivalent;
+    if (op == Op::contains) return ::contains(cell.for_people(room), text);
+    if (is_number && cell.has_number()) {
+        Number wanted = number;
+        // Hexadecimal digits say the bytes, so those of a negative number mean it.
+        if (is_hex && cell.width == 4 && wanted.bits >= 0 && wanted.bits <= UINT32_MAX)
+            wanted = signed_number(static_cast<std::int32_t>(wanted.bits));
+        else if (is_hex && cell.width == 8)
+            wanted.large = false;
+        else if (is_hex && cell.width == 2 && wanted.bits >= 0 && wanted.bits <= UINT16_MAX)
+            wanted = signed_number(static_cast<std::int16_t>(wanted.bits));
+        found = cell.number <=> wanted;
+    } else {
+        found = compare_letters(cell.for_people(room), text);
+    }
+    switch (op) {
+        case Op::equal: return found == 0;
+        case Op::not_equal: return found != 0;
+        case Op::less: return found < 0;
+        case Op::at_most: return found <= 0;
+        case Op::more: return found > 0;
+        default: return found >= 0;
+    }
+}
+
+Where::Where(std::span<const std::string> conditions) {
+    std::vector<std::string> names[2];
+    std::vector<Condition> parsed[2];
+    for (const std::string& given : conditions) {
+        std::string column;
+        Condition condition = Condition::parse(given, column);
+        const FixedColumn* const own = find_fixed(column);
+        const int stage = own && own->need == Need::entry ? 0 : 1;
+        names[stage].push_back(column);
+        parsed[stage].push_back(std::move(condition));
+    }
+    for (const int stage : {0, 1})
+        if (!names[stage].empty()) stages_.emplace_back(names[stage], std::move(parsed[stage]));
+}
+Where::~Where() = default;
+
+bool Where::holds(const Entry& entry) {
+    for (Stage& stage : stages_) {
+        stage.columns.read(entry, Need::entry);
+        const std::span<const Cell> cells = stage.columns.cells();
+        for (std::size_t i = 0; i < cells.size(); ++i)
+            if (!stage.conditions[i].holds(cells[i])) return false;
+    }
+    return true;
+}

@@ -1,0 +1,98 @@
+// Columns: what list, csv and count show of a record, and what --where and --sort ask of it.
+#pragma once
+
+#include <array>
+#include <compare>
+#include <list>
+#include <memory_resource>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "output/table.hpp"
+#include "records/values.hpp"
+
+// Any signed or unsigned number of 64 bits.
+struct Number {
+    bool large = false;  // beyond what is signed
+    std::int64_t bits = 0;
+
+    auto operator<=>(const Number&) const = default;
+};
+
+// What one column says of one record.
+struct Cell {
+    enum class Kind : std::uint8_t { none, number, name, text };  // a name has a number, too
+
+    Kind kind = Kind::none;
+    std::uint8_t width = 0;       // bytes of a signed number
+    bool is_from_record = false;  // the text: any bytes at all
+    Number number = {};
+    std::string_view text = {};  // of a number only where people do not see it in decimal
+
+    bool has_number() const { return kind == Kind::number || kind == Kind::name; }
+    // As people see it, and as machines do. A number is written into `room`.
+    using Room = char[24];
+    std::string_view for_people(Room& room) const;
+    std::string_view for_machines(Room& room) const;
+};
+
+// By number where both are one, else by text, whatever the case; what is not there comes last.
+std::weak_ordering order(const Cell& a, const Cell& b);
+
+enum class Need { entry, state, values };  // of these, each is more work than the one before
+
+class Columns {
+public:
+    // Names of the record's own columns, or keys of values. When there is no such column, `option` is told, with the
+    // nearest ones.
+    Columns(std::span<const std::string> names, const char* option);
+
+    // Asks for everything that the columns need, and for the state, which is the result, if `at_least` says so.
+    int read(const Entry& entry, Need at_least = Need::state);
+    // The same where all values have been read; `wants` tells whose text is needed.
+    bool wants(const dd_ffdc_value& v) { return keys_.find(v) >= 0; }
+    void read(const Entry& entry, int state, std::span<const Value> values);
+
+    std::span<const Cell> cells() const { return cells_; }  // as long as the record, and until the next one is read
+    Need need() const { return need_; }
+    const std::vector<Column>& headings() const { return headings_; }
+
+private:
+    struct Asked {
+        const struct FixedColumn* fixed;  // or none: the value of a key
+        int key;
+    };
+    std::vector<Asked> asked_;
+    std::vector<Column> headings_;
+    Need need_ = Need::entry;
+    Keys keys_;
+    std::vector<Value> found_;  // by the number of the key
+    std::vector<Cell> cells_;
+    std::array<std::byte, 4096> room_;
+    std::pmr::monotonic_buffer_resource memory_{room_.data(), room_.size()};
+
+    friend struct FixedColumn;
+    void begin();
+    void finish(const Entry& entry, int state);
+    std::string_view cause(const Entry& entry, int state);
+    std::string_view keep(std::string_view text);
+};
+
+// Conditions, all of which have to hold.
+class Where {
+public:
+    explicit Where(std::span<const std::string> conditions);
+    ~Where();
+    bool holds(const Entry& entry);
+
+private:
+    struct Condition;
+    // Those that need the header alone, and those that need more.
+    struct Stage;
+    std::list<Stage> stages_;
+};
+
+// All names of the record's own columns, in the order in which machines get them.
+std::vector<std::string> fixed_columns();
