@@ -26,7 +26,7 @@ private:
     // A row that waits for its place.
     struct Kept {
         std::span<const Cell> keys;
-        std::span<const std::string_view> cells;
+        std::string_view cells;  // each with a NUL behind it
         Style style;
     };
     Columns columns_, keys_;

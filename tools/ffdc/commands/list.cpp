@@ -1,6 +1,6 @@
 // One row a record.
 #include <algorithm>
-#include <cstring>
+#include <memory>
 
 #include "commands/commands.hpp"
 
@@ -18,13 +18,6 @@ std::vector<std::string> sort_keys(const Options& options) {
     std::vector<std::string> names;
     for (const std::string& key : options.sort) names.push_back(key.substr(key.starts_with('-')));
     return names;
-}
-
-template <typename T>
-std::span<T> copy_of(std::span<const T> all, std::pmr::memory_resource& memory) {
-    T* const copy = static_cast<T*>(memory.allocate(all.size_bytes() + 1, alignof(T)));
-    std::uninitialized_copy(all.begin(), all.end(), copy);
-    return {copy, all.size()};
 }
 
 }  // namespace
@@ -49,15 +42,17 @@ int Listing::add(const Entry& entry) {
 
 void Listing::keep(const Entry& entry, Style style) {
     const auto copy = [&](std::string_view text) {
-        const std::span<char> kept = copy_of(std::span(text), memory_);
-        return std::string_view(kept.data(), kept.size());
+        char* const kept = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
+        return std::string_view(kept, static_cast<std::size_t>(std::copy(text.begin(), text.end(), kept) - kept));
     };
     keys_.read(entry, Need::entry);
-    const std::span<Cell> keys = copy_of(keys_.cells(), memory_);
-    for (Cell& key : keys) key.text = copy(key.text);
-    const std::span<std::string_view> cells = copy_of(std::span<const std::string_view>(cells_), memory_);
-    for (std::string_view& cell : cells) cell = copy(cell);
-    kept_.push_back({keys, cells, style});
+    const std::size_t size = keys_.cells().size();
+    Cell* const keys = static_cast<Cell*>(memory_.allocate(size * sizeof(Cell), alignof(Cell)));
+    std::uninitialized_copy(keys_.cells().begin(), keys_.cells().end(), keys);
+    for (Cell& key : std::span(keys, size)) key.text = copy(key.text);
+    std::string cells;
+    for (const std::string_view cell : cells_) cells.append(cell).append(1, '\0');
+    kept_.push_back({{keys, size}, copy(cells), style});
 }
 
 void Listing::print() {
@@ -69,7 +64,14 @@ void Listing::print() {
         }
         return false;
     });
-    for (const Kept& row : kept_) table_.row(row.cells, row.style);
+    for (const Kept& row : kept_) {
+        std::string_view rest = row.cells;
+        for (std::string_view& cell : cells_) {
+            cell = rest.substr(0, rest.find('\0'));
+            rest.remove_prefix(cell.size() + 1);
+        }
+        table_.row(cells_, row.style);
+    }
     table_.print();
 }
 
