@@ -173,7 +173,6 @@ class Csv(unittest.TestCase):
         text = b"a,\"b\"\r\nc\xe9"
         data = corpus + record("SCOM", 1, text + bytes(6) + case("scom", "v1")[1][16:])
         expected = [(str(o["index"]), *row) for o in objects(data) for row in flat({"header": o["header"]}) + flat(o["payload"])]
-        shown = lambda v: (str(v["value"]), v["name"]) if isinstance(v, dict) else ("", v)
         found = collections.Counter()
         for row in csv_rows("--values", input=data):
             found[row["index"], row["group"], row["name"], row["element"]] += 1

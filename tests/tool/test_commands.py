@@ -7,7 +7,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from common import case, codes, dma, fsi, goldens, mbox, record, root, run
+from common import codes, dma, fsi, goldens, mbox, record, root, run
 
 unknown_type = record(14, 1, b"four")
 unknown_version = record("DMA", 9, b"four")
@@ -132,7 +132,6 @@ class Show(unittest.TestCase):
                 head = (f"  head version[1] time[5f3c0001 2a] size[{len(data)}]\n  pid[4711]  tgid[815] type[{codes[type]}]\n"
                         f"type: FFDC_TYPE_{type}\n").encode()
                 self.assertEqual(text, head + expected + (b"" if expected.endswith(b"\n") or not expected else b"\n"))
-
 
     def test_ascii(self):
         data = record("DIO", 1, "Gerät\xff ".encode("latin-1") + bytes(range(0x80, 0x100)))

@@ -82,7 +82,7 @@ def rebuilt(object):
     runs = [(run["offset"], bytes.fromhex(run["bytes"])) for run in object["unshown"]]
     header = object["header"]
     if header is None:
-        return b"".join(run for _, run in runs)
+        return b"".join(bytes_ for _, bytes_ in runs)
     size = object["damage"]["bytes"] if object["damage"] else header["size"]
     head = struct.pack(">I8xIiiHHIIHi", header["magic"], header["chained"], header["head_version"], header["pid"], header["type"],
                        header["version"], *header["time"], header["size"], header["tgid"])
@@ -103,8 +103,8 @@ def rebuilt(object):
         for offset, _, bytes_ in found:
             for i, byte in enumerate(bytes_, offset):
                 data[i] |= byte
-        for offset, run in runs:
-            data[offset:offset + len(run)] = run
+        for offset, bytes_ in runs:
+            data[offset:offset + len(bytes_)] = bytes_
     return bytes(data)
 
 

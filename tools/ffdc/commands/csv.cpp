@@ -52,7 +52,7 @@ private:
     static constexpr std::uint8_t quoted = 1, high = 2;
     static constexpr auto looks = [] {
         std::array<std::uint8_t, 256> looks{};
-        for (const unsigned char c : {',', '"', '\r', '\n'}) looks[c] = quoted;
+        for (const char c : {',', '"', '\r', '\n'}) looks[static_cast<unsigned char>(c)] = quoted;
         std::fill(looks.begin() + 0x80, looks.end(), high);
         return looks;
     }();

@@ -359,9 +359,9 @@ Where::Condition Where::Condition::parse(const std::string& given, std::string& 
     constexpr std::pair<std::string_view, Op> ops[] = {{"!=", Op::not_equal}, {"<=", Op::at_most}, {">=", Op::at_least},
                                                        {"=", Op::equal},      {"<", Op::less},     {">", Op::more},
                                                        {"~", Op::contains}};
-    const auto trim = [](std::string text) {
-        const std::size_t begin = std::min(text.find_first_not_of(' '), text.size());
-        return text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+    const auto trim = [](const std::string& padded) {
+        const std::size_t begin = std::min(padded.find_first_not_of(' '), padded.size());
+        return padded.substr(begin, padded.find_last_not_of(' ') + 1 - begin);
     };
     const std::size_t at = given.find_first_of("=!<>~");
     const auto op = std::find_if(std::begin(ops), std::end(ops), [&](const auto& known) {
@@ -371,15 +371,15 @@ Where::Condition Where::Condition::parse(const std::string& given, std::string& 
         throw Fatal("--where: expected COLUMN OP VALUE with OP one of = != < <= > >= ~, found '" + given + "'");
     column = trim(given.substr(0, at));
     Condition condition = {op->second, trim(given.substr(at + op->first.size()))};
-    std::string& text = condition.text;
-    if (text.size() >= 2 && (text[0] == '"' || text[0] == '\'') && text.back() == text[0])
-        text = text.substr(1, text.size() - 2);
+    std::string& value = condition.text;
+    if (value.size() >= 2 && (value[0] == '"' || value[0] == '\'') && value.back() == value[0])
+        value = value.substr(1, value.size() - 2);
     if (condition.op == Op::contains) return condition;
     const FixedColumn* const own = find_fixed(column);
-    condition.is_number =
-        own && own->parse ? own->parse(text, condition.number) : parse_number(text, condition.number, condition.is_hex);
+    condition.is_number = own && own->parse ? own->parse(value, condition.number)
+                                            : parse_number(value, condition.number, condition.is_hex);
     if (!condition.is_number && own && own->column.right)
-        throw Fatal("--where: " + column + ": expected a number, decimal or 0x, found '" + text + "'");
+        throw Fatal("--where: " + column + ": expected a number, decimal or 0x, found '" + value + "'");
     return condition;
 }
 

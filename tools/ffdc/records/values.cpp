@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr auto digits = [] {
+constexpr auto value_of_digit = [] {
     std::array<std::uint8_t, 256> values{};
     values.fill(0xff);
     for (std::uint8_t i = 0; i < 16; ++i)
@@ -58,7 +58,7 @@ std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, st
     bool decimal = true;
     std::uint64_t as_decimal = 0, as_hexadecimal = 0;
     for (const char c : printed.substr(negative)) {
-        const unsigned digit = digits[static_cast<unsigned char>(c)];
+        const unsigned digit = value_of_digit[static_cast<unsigned char>(c)];
         if (digit > 15) return printed;
         decimal = decimal && digit < 10;
         as_decimal = 10 * as_decimal + digit;
