@@ -118,6 +118,7 @@ public:
     void print() {
         if constexpr (requires { rows.table; }) {
             static_assert(rows.base.columns() == 1, "a section that is printed by itself stands in one place");
+            if constexpr (rows.base[0] == 0) return run(packed<rows.table>.head, groups_of<rows>());
             run(packed<rows.table>.head, groups_of<rows>(), rows.base[0]);
         } else {
             run(packed<rows>.head, packed<rows>.head.groups());
