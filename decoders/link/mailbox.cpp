@@ -32,11 +32,13 @@ constexpr const char* file_names[] = {
 [[maybe_unused]] std::string_view error_text(int, const char* buffer) { return buffer; }
 std::string_view text_of_rc(std::int32_t rc, char* buffer, std::size_t room) {
     const int error = rc < 0 && rc != INT_MIN ? -rc : rc;
-#if defined(__GLIBC__) && __GLIBC_PREREQ(2, 32)
+#if defined(__GLIBC__)
+#if __GLIBC_PREREQ(2, 32)
     // Messages are in English: the same text, without the lock that looking for a translation takes.
     const char* const messages = nl_langinfo(_NL_LOCALE_NAME(LC_MESSAGES));
     if (messages[0] == 'C' && messages[1] == '\0')
         if (const char* const text = strerrordesc_np(error)) return text;
+#endif
 #endif
     *buffer = '\0';
     return error_text(strerror_r(error, buffer, room), buffer);
