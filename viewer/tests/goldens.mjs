@@ -9,7 +9,7 @@ const header_size = 42;
 export function goldens(library) {
     const types = new Map();
     for (let code = 0; code < 256; ++code) {
-        const name = library.constant(library.calls.type_name(code));
+        const name = library.string(library.calls.type_name(code));
         if (name) types.set(name.toLowerCase(), { code, name });
     }
     const cases = [];
