@@ -37,6 +37,9 @@ if(TARGET ffdc)
   endif()
   install(FILES ${made}/_ffdc DESTINATION ${CMAKE_INSTALL_DATADIR}/${zsh_dir} COMPONENT tool)
   install(FILES ${made}/ffdc.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
+  # The page into which `ffdc html` puts dumps. The preset wasm builds it; where that was not done, it is left out.
+  set(FFDC_VIEWER ${PROJECT_SOURCE_DIR}/build/wasm/viewer/ffdc-viewer.html CACHE FILEPATH "the viewer's page")
+  install(FILES ${FFDC_VIEWER} DESTINATION ${CMAKE_INSTALL_DATADIR}/ffdc COMPONENT tool OPTIONAL)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

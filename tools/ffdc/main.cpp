@@ -46,6 +46,9 @@ constexpr Command commands[] = {
     {"diff", diff, "values and records that differ between two dumps", "FILE1 FILE2", true,
      "  ffdc diff before.bin after.bin\n"
      "  ffdc diff -t dma --all before.bin after.bin"},
+    {"html", html, "a page to look at dumps in, with the dumps inside", "[FILE...]", false,
+     "  ffdc html dump.bin -o report.html\n"
+     "  ffdc html before.bin after.bin -o ticket.html"},
     {"types", types, "types, versions and layout sizes that are known", "", false,
      "  ffdc types\n"
      "  ffdc types -t mbox,jtag"},
@@ -67,7 +70,7 @@ struct Choice {
     const char* commands;
     std::variant<bool Options::*, std::string Options::*, std::vector<std::string> Options::*> target;
 };
-constexpr char readers[] = "show list count json csv hex carve diff",
+constexpr char readers[] = "show list count json csv hex carve diff html",
                with_columns[] = "show list count json csv hex carve",
                everywhere[] = "show list count json csv hex carve diff types";
 constexpr Choice choices[] = {
@@ -78,7 +81,8 @@ constexpr Choice choices[] = {
     {"--by", "COLUMN,...", "what makes a kind; by itself the type", "count", &Options::count_by},
     {"--values", "", "a row for every value, not for every record", "csv", &Options::values},
     {"--from", "auto|raw|hex|base64", "what the input is; hex is also xxd and hexdump -C", readers, &Options::from},
-    {"-o,--output", "FILE", "write there when all is well; - is standard output", everywhere, &Options::output},
+    {"-o,--output", "FILE", "write there when all is well; - is standard output",
+     "show list count json csv hex carve diff html types", &Options::output},
     {"--color", "auto|always|never", "colour; auto: on a terminal, without NO_COLOR", everywhere, &Options::color},
     {"--no-legend", "", "no separator lines and no headings", "show list count csv hex carve diff types",
      &Options::no_legend},

@@ -11,6 +11,7 @@ int csv(Session& s);
 int count(Session& s);
 int hex(Session& s);
 int carve(Session& s);
+int html(Session& s);
 int types(Session& s);
 int diff(Session& s);
 
