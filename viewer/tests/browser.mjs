@@ -1,0 +1,308 @@
+// The page in a real browser, from disk: PAGE FFDC MODULE MODULES_FOLDER. What it shows is held to the goldens, to the
+// dumps' own bytes, and to what the tool says of them.
+import assert from "node:assert/strict";
+import { execFileSync, spawnSync } from "node:child_process";
+import { copyFileSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { createRequire } from "node:module";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { after, before, beforeEach, test } from "node:test";
+import { Library } from "../library.js";
+import { first_difference, goldens } from "./goldens.mjs";
+
+const [page_file, ffdc, module_file, modules] = process.argv.slice(2);
+const { chromium } = createRequire(join(modules, "x"))("playwright-core");
+const sample = name => new URL(`../../samples/${name}.ffdc`, import.meta.url).pathname;
+const folder = mkdtempSync(join(tmpdir(), "ffdc-viewer-"));
+const file = (name, bytes) => { writeFileSync(join(folder, name), bytes); return join(folder, name); };
+const tool = (...given) => spawnSync(ffdc, given, { encoding: "utf8", maxBuffer: 1 << 28 });
+const texts_with = (...words) => tool("show", sample("all_types")).stdout.toLowerCase().split("==> ")
+    .filter(shown => words.every(word => shown.includes(word))).length;
+const objects = dump => tool("json", "-q", dump).stdout.trim().split("\n").map(line => JSON.parse(line));
+
+let browser, page, complaints;
+before(async () => {
+    const args = process.getuid() === 0 ? ["--no-sandbox"] : [];
+    browser = await chromium.launch({ executablePath: "/usr/bin/chromium", args });
+});
+after(async () => {
+    await browser.close();
+    rmSync(folder, { recursive: true });
+});
+async function visit(path) {
+    await page?.context().close();
+    page = await (await browser.newContext({ viewport: { width: 1280, height: 720 } })).newPage();
+    complaints = [];
+    page.on("pageerror", error => complaints.push(error.stack));
+    page.on("console", message => message.type() === "error" && complaints.push(message.text()));
+    page.on("dialog", dialog => complaints.push(`dialog ${dialog.message()}`));
+    page.on("request", request => /^(file|blob):/.test(request.url()) || complaints.push(`request ${request.url()}`));
+    await page.addInitScript(() => { navigator.clipboard.writeText = async text => { window.copied = text; }; });
+    await page.goto(`file://${path}`);
+}
+beforeEach(() => visit(page_file));
+const run = (name, body) => test(name, async () => {
+    await body();
+    assert.deepEqual(complaints, []);
+});
+
+const text = selector => page.textContent(selector);
+// Waits until an element's text fits a pattern.
+const shows = (selector, pattern) => page.waitForFunction(
+    ([at, p]) => new RegExp(p).test(document.querySelector(at).textContent), [selector, pattern], { timeout: 20000 },
+).catch(async () => assert.fail(`${selector}: expected /${pattern}/, found ${await text(selector)}`));
+const said = pattern => shows("#status", pattern), chosen = i => shows("#title", ` record ${i} `);
+const press = async (...keys) => { for (const key of keys) await page.keyboard.press(key); };
+async function open(...paths) {
+    await page.setInputFiles("#files", paths);
+    await said(`^${paths.at(-1).split("/").at(-1).slice(0, 4)}.* entries`);
+}
+async function filter(words, count) {
+    await page.fill("#filter", words);
+    await shows("#found", `^${count}( of [\\d,]+)?$`);
+}
+// What is lit when the pointer is over an element: numbers of bytes and of values, and the texts of those.
+const lit = element => page.evaluate(selector => {
+    const of = (what, name) => [...document.querySelectorAll(what)].map(e => e.dataset[name]);
+    document.querySelector(selector).dispatchEvent(new PointerEvent("pointerover", { bubbles: true }));
+    return {
+        bytes: of("#bytes b.lit", "b").map(Number),
+        tree: of("#tree .lit", "v").map(Number),
+        text: of("#text .lit", "v").map(Number),
+        words: [...document.querySelectorAll("#text .lit, #tree .lit .text")].map(e => e.textContent.trim()),
+    };
+}, element);
+
+run("goldens: every text, by the arrow keys", async () => {
+    const cases = goldens(new Library(new WebAssembly.Module(readFileSync(module_file))));
+    await open(file("goldens.ffdc", Buffer.concat(cases.map(c => c.record))));
+    await press("Home");
+    for (const [i, { name, text: expected }] of cases.entries()) {
+        await chosen(i);
+        const visible = expected.replace(/[\x7f-\x9f\xad]/g, "·")
+            .replace(/[\0-\x08\x0b-\x1f]/g, c => String.fromCharCode(0x2400 + c.charCodeAt(0)));
+        assert.equal(first_difference(visible, await text("#text pre")), "", name);
+        if (i + 1 < cases.length) await press("ArrowDown");
+    }
+});
+
+run("links: each value lights its bytes and its text, each byte its value", async () => {
+    const bytes = readFileSync(sample("all_types"));
+    await page.setViewportSize({ width: 1280, height: 2400 }); // all of a record in sight
+    await open(sample("all_types"));
+    for (const [i, { offset, type }] of objects(sample("all_types")).entries()) {
+        if (i % 5 !== 0) continue;
+        await page.fill("#filter", `index=${i}`);
+        await page.click(`#r${i}`);
+        await chosen(i);
+        const rows = await page.$$eval("#tree .value", all =>
+            all.map(row => [row.dataset.v, row.querySelector(".number").textContent, row.className]));
+        const owners = new Map();
+        for (const [v, number, kind] of rows) {
+            const now = await lit(`#tree [data-v="${v}"]`), own = `${type} value ${v}`;
+            assert.deepEqual(now.tree, [Number(v)], own);
+            for (const b of now.bytes) owners.set(b, [...owners.get(b) ?? [], Number(v)]);
+            if (now.text.length && !kind.includes("bytes")) assert.equal(now.words[0], now.words[1], own);
+            if (!now.bytes.length) assert.fail(`${own} (${kind}) lights no bytes`);
+            if (/missing/.test(kind) || !number.startsWith("0x")) continue;
+            const hex = bytes.subarray(offset + now.bytes[0], offset + now.bytes[0] + now.bytes.length).toString("hex");
+            const value = BigInt(`0x${hex}`), shown = BigInt(number);
+            const masked = (value & shown) === shown || /bcd|name/.test(kind);
+            assert.ok(masked, `${own}: ${number} in ${hex}`);
+        }
+        for (const [b, values] of owners) {
+            const now = await lit(`#bytes b[data-b="${b}"]`);
+            assert.ok(now.bytes.includes(b) && now.tree.length, `${type} byte ${b}`);
+            assert.ok(now.tree.every(v => values.includes(v)), `${type} byte ${b}`);
+        }
+    }
+    await page.hover("#tree .value >> nth=3"); // the pointer itself, and a click that keeps
+    assert.ok(await page.$("#bytes b.lit"));
+    await page.click("#tree .value >> nth=3");
+    await page.mouse.move(1, 1);
+    assert.ok(await page.$("#bytes b.chosen") && await page.$("#text span.chosen"));
+});
+
+run("filter: by columns, words and values, as the tool has them", async () => {
+    const all = objects(sample("all_types"));
+    await open(sample("all_types"));
+    await filter("type=iic,UART", all.filter(o => o.type === "IIC" || o.type === "UART").length);
+    await filter("size>=300 type!=iic", all.filter(o => o.header.size >= 300 && o.type !== "IIC").length);
+    await filter("MASTER status", texts_with("master", "status"));
+    await filter('"ffdc_type_psi" pid=1001', 1);
+    await filter(`line=${all.find(o => o.payload.line !== undefined).payload.line}`, 1);
+    await filter("rc<0", all.filter(o => Number(o.payload.rc) < 0).length);
+    await filter("nothing has this", 0);
+    await press("Escape");
+    await shows("#found", `^${all.length}$`);
+    await page.click("#columns button:has-text('Offset')");
+    await page.click("#columns button:has-text('Offset')");
+    await page.focus("#records");
+    await press("Home");
+    await chosen(all.length - 1);
+});
+
+run("keys and damage: n, p, u, /, c, ?, and what was expected", async () => {
+    await open(sample("damaged"));
+    const { stderr } = tool("list", sample("damaged"));
+    for (const [i, keys] of [[2, []], [4, ["n"]], [2, ["p"]]]) {
+        await press(...keys);
+        await chosen(i);
+        const [, place, trouble] = /offset (0x\w+): (.*)/.exec(stderr.split("\n")[i / 2 - 1]);
+        assert.ok((await text("#title")).includes(place));
+        assert.equal(await text("#trouble"), `✕ damaged: ${trouble}`);
+    }
+    await press("n", "n");
+    assert.match(await text("#status"), /No further damage/);
+    assert.ok(await page.$("#tree .value.missing") && await page.$("#text span.missing"));
+    await press("Home", "u");
+    await chosen(0);
+    assert.equal(await page.$$eval("#bytes b.chosen.unshown", all => all.length), 8);
+    await page.focus("#bytes");
+    await press("c");
+    assert.equal(await page.evaluate(() => window.copied), "0".repeat(16));
+    await press("/");
+    assert.equal(await page.evaluate(() => document.activeElement.id), "filter");
+    await press("Escape", "?");
+    assert.ok(await page.isVisible("#help"));
+    await press("Escape", "Home");
+    for (const o of objects(sample("damaged"))) {
+        await chosen(o.index);
+        await page.click("[data-copy=json]");
+        assert.deepEqual(JSON.parse(await page.evaluate(() => window.copied)), { ...o, file: "damaged.ffdc" });
+        await page.focus("#records");
+        await press("ArrowDown");
+    }
+});
+
+run("the place in the URL", async () => {
+    await open(sample("all_types"));
+    const count = objects(sample("all_types")).filter(o => o.type === "SCOM").length;
+    await filter("type=scom", count);
+    await page.click("#records .row >> nth=2");
+    await page.click("#tree .value >> nth=12");
+    const url = page.url(), title = await text("#title"), value = await text("#bits h3");
+    await visit(page_file);
+    await page.goto(url);
+    await open(sample("all_types"));
+    await shows("#title", `^${title}$`);
+    assert.equal(await text("#bits h3"), value);
+    assert.ok((await text("#found")).startsWith(`${count} of`));
+});
+
+run("diff: one changed value is marked in list, tree, text and bytes", async () => {
+    const bytes = readFileSync(sample("all_types")), [psi] = objects(sample("all_types")).filter(o => o.type === "PSI");
+    bytes[psi.offset + 60] ^= 0x10;
+    const other = file("other.ffdc", bytes);
+    await open(sample("all_types"), other);
+    await page.selectOption("#with", "1");
+    await page.click("#record");
+    await press("Home", "d");
+    await chosen(psi.index);
+    const marked = await page.$$eval("#records .row", rows =>
+        rows.filter(r => r.textContent.includes("≠")).map(r => r.dataset.i));
+    assert.deepEqual(marked, [String(psi.index)]);
+    const [name] = await page.$$eval("#tree .differs", rows => rows.map(r => r.querySelector(".name").textContent));
+    assert.match(tool("diff", sample("all_types"), other).stdout, new RegExp(`\\b${name}\\b`));
+    assert.equal((await page.$$("#tree .differs")).length, 1);
+    assert.equal((await page.$$("#text span.differs")).length, 2);
+    assert.equal((await page.$$("#bytes b.differs")).length, 2);
+});
+
+run("hostile: markup, controls, names, endless headers", async () => {
+    const evil = `"'<script>complain()</script><img src=x onerror=alert(1)>&amp;\x1b[31m\x07\x85`;
+    const record = Buffer.alloc(42 + 400, 0x20), chain = Buffer.alloc(1 << 20);
+    readFileSync(sample("all_types")).copy(record, 0, 0, 42);
+    record.writeUInt32BE(0, 12);
+    record.writeUInt16BE(26, 24);
+    record.writeUInt16BE(99, 26);
+    record.writeUInt16BE(record.length, 36);
+    for (let at = 42; at + evil.length < record.length; at += evil.length + 1) record.write(evil, at, "latin1");
+    const types = [3, 6, 7, 12, 20, 23, 26].flatMap(type => [0, 1, 2, 3].map(version => {
+        const one = Buffer.from(record);
+        one.writeUInt16BE(type, 24);
+        one.writeUInt16BE(version, 26);
+        return one;
+    }));
+    await open(file("evil<img src=x onerror=alert(2)>\u202egnp.ffdc", Buffer.concat(types)));
+    for (let i = 0; i < types.length; ++i, await press("ArrowDown")) {
+        await chosen(i);
+        assert.equal(await page.$("#record script, #record img, header img"), null);
+    }
+    assert.ok((await text("#text")).includes("<script>") || (await text("#tree")).includes("<script>"));
+    assert.ok(!/[\x00-\x08\x1b\u202e]/.test(await text("body > main") + await text("header")));
+    for (let at = 0; at + 42 <= chain.length; at += 42) {
+        record.copy(chain, at, 0, 42);
+        chain.writeUInt16BE(65534, at + 36);
+    }
+    await open(file("chain.ffdc", chain));
+    await page.click("#dumps .tab:has-text('chain.ffdc') button");
+    await press("End", "Home", "n");
+    await chosen("\\d+");
+});
+
+run("pasted: xxd, hexdump -C, hex, base64; nothing else", async () => {
+    const bytes = readFileSync(sample("chain")), hex = bytes.toString("hex"), count = objects(sample("chain")).length;
+    const lines = [...hex.matchAll(/.{1,32}/g)].map(([line], i) => [(16 * i).toString(16).padStart(8, "0"), line]);
+    const paste = words => page.evaluate(data => {
+        const clipboardData = new DataTransfer();
+        clipboardData.setData("text", data);
+        document.body.dispatchEvent(new ClipboardEvent("paste", { clipboardData, bubbles: true }));
+    }, words);
+    for (const [i, words] of [
+        lines.map(([at, line]) => `${at}: ${line.match(/.{1,4}/g).join(" ")}  ........`).join("\n"),
+        lines.map(([at, line]) => `${at}  ${line.match(/../g).join(" ")}  |................|`).join("\n"),
+        hex, bytes.toString("base64").replace(/.{76}/g, "$&\n"),
+    ].entries()) {
+        await paste(words);
+        await said(`^pasted ${i + 1}: ${bytes.length.toLocaleString("en")} bytes, ${count} entries`);
+    }
+    await paste(`${hex.slice(0, 100)}\nno hex`);
+    await said("line 2: expected pairs of hex digits, found 'no'");
+});
+
+run("a report from `ffdc html`, and what it refuses", async () => {
+    for (const part of ["bin", "share/ffdc"]) mkdirSync(join(folder, "prefix", part), { recursive: true });
+    const program = join(folder, "prefix/bin/ffdc"), report = join(folder, "report.html");
+    copyFileSync(ffdc, program);
+    const html = dump => spawnSync(program, ["html", dump, "-o", report], { encoding: "utf8" });
+    const refused = html(sample("damaged")).stderr;
+    assert.match(refused, /expected the viewer's page at .*prefix.share.ffdc.ffdc-viewer.html.*found none; `.\/try viewer`/);
+    copyFileSync(page_file, join(folder, "prefix/share/ffdc/ffdc-viewer.html"));
+    const named = join(folder, `"<b>&'.ffdc`);
+    copyFileSync(sample("damaged"), named);
+    assert.equal(html(named).status, 3);
+    await visit(report);
+    await chosen(2);
+    assert.match(await text("#trouble"), /expected magic/);
+    assert.ok((await text("#dumps .current")).includes(named));
+    const large = html(file("large.ffdc", Buffer.alloc(33 << 20)));
+    assert.equal(large.status, 2);
+    assert.match(large.stderr, /large.ffdc: expected at most 32 MiB .* send .*ffdc-viewer.html along/);
+});
+
+run("64 MB open within 3 s, and the page stays awake", async () => {
+    const bytes = readFileSync(sample("all_types"));
+    const big = file("big.ffdc", Buffer.concat(Array(Math.floor(64e6 / bytes.length)).fill(bytes)));
+    await page.evaluate(() => {
+        let last = performance.now();
+        window.longest = 0;
+        setInterval(() => {
+            const now = performance.now();
+            window.longest = Math.max(window.longest, now - last);
+            last = now;
+        }, 10);
+    });
+    const begin = performance.now();
+    const copies = Math.floor(64e6 / bytes.length);
+    await open(big);
+    const opened = performance.now() - begin;
+    await press("End", "PageUp", "Home");
+    await chosen(0);
+    const found = performance.now();
+    await filter("master status", (copies * texts_with("master", "status")).toLocaleString("en"));
+    console.log(`opened in ${Math.round(opened)} ms, searched in ${Math.round(performance.now() - found)} ms, ` +
+        `longest without a turn ${Math.round(await page.evaluate(() => window.longest))} ms`);
+    assert.ok(opened < 3000, `${opened} ms`);
+    assert.ok(await page.evaluate(() => window.longest) < 1000);
+});
