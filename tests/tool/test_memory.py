@@ -10,6 +10,7 @@ from common import dma, fsi, mbox, record, run
 most = 250  # requests that are refused in a command of its own; more are sampled
 commands = [
     ("show", "dump"), ("list", "dump"), ("list", "--color=always", "folder"), ("json", "dump"), ("json", "--pretty", "dump"),
+    ("csv", "--values", "dump"), ("count", "--by=cause", "--where=pid=1", "dump"), ("list", "--sort=-time", "dump"),
     ("hex", "--color=always", "dump"), ("hex", "--from=base64", "folder/text"), ("carve", "-v", "dump"),
     ("carve", "--decode", "dump"), ("diff", "dump", "folder/other"), ("types", "-t", "dma,scom"), ("--help",), ("show", "--help"),
     ("show", "--nope"), ("list", "none"), ("man",), ("completion", "bash"),

@@ -187,8 +187,8 @@ int run(int argc, char** argv) {
     return status;
 }
 
-// The end, rather than an exception: streams swallow that, the JSON library breaks on it, and what is made before main
-// has nobody to catch it.
+// The end, rather than an exception: streams swallow that, none may pass through the library, and what is made before
+// main has nobody to catch it.
 [[noreturn]] void out_of_memory() {
     Output::rescue();
     std::fputs("ffdc: out of memory\n", stderr);

@@ -54,8 +54,21 @@ private:
 // What the writers call where they have asked for room before.
 void PutUnsafe(Stream& out, char c) { out.Put(c); }
 
-using Compact = rapidjson::Writer<Stream, rapidjson::UTF8<>, rapidjson::ASCII<>>;
-using Pretty = rapidjson::PrettyWriter<Stream, rapidjson::UTF8<>, rapidjson::ASCII<>>;
+// Memory as the rest of the tool gets it: the writers do not look whether they got any.
+struct Allocator {
+    [[maybe_unused]] static constexpr bool kNeedFree = true;
+    static void* Malloc(std::size_t size) { return size == 0 ? nullptr : ::operator new(size); }
+    static void* Realloc(void* old, std::size_t old_size, std::size_t size) {
+        void* const grown = Malloc(size);
+        if (old && grown) std::memcpy(grown, old, std::min(old_size, size));
+        Free(old);
+        return grown;
+    }
+    static void Free(void* memory) { ::operator delete(memory); }
+};
+
+using Compact = rapidjson::Writer<Stream, rapidjson::UTF8<>, rapidjson::ASCII<>, Allocator>;
+using Pretty = rapidjson::PrettyWriter<Stream, rapidjson::UTF8<>, rapidjson::ASCII<>, Allocator>;
 
 // Either writer, and texts that need no look at their characters.
 template <typename Base>
