@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the commands of docs/fleet.md as they stand, over 10,000 small dumps and one of 256 MB, and holds what they found against
-what the dumps hold. Machines and servers are this machine: nothing leaves it, and what was started is ended.
+"""Runs the commands of docs/fleet.md as they stand, over 10,000 small dumps and one of 256 MB, and holds what they
+found against what the dumps hold. Machines and servers are this machine: nothing leaves it, what was started is ended.
 
     tests/fleet.py FFDC"""
 import collections
@@ -19,8 +19,8 @@ import unittest
 root = pathlib.Path(__file__).resolve().parent.parent
 small, big_size, most_seconds = 10_000, 256 << 20, 900
 sample = (root / "samples" / "all_types.ffdc").read_bytes()
-names = ("FSI PSI DMA HDMA MDMA IIC UART JTAG MBOX DIO SCAN SCOM TONE - RTC SPAD IOMUX DRA USB 8250 RS485 ALERT KOR_PORT "
-         "TAM_PORT WEX_PORT DPSS MTDCRAM").split()
+names = ("FSI PSI DMA HDMA MDMA IIC UART JTAG MBOX DIO SCAN SCOM TONE - RTC SPAD IOMUX DRA USB 8250 RS485 ALERT "
+         "KOR_PORT TAM_PORT WEX_PORT DPSS MTDCRAM").split()
 
 
 def split(data):
@@ -76,12 +76,13 @@ class Fleet(unittest.TestCase):
         (place / "home").mkdir()
         page = (root / "docs" / "fleet.md").read_text()
         script = "set -eu\n" + "\n".join(re.findall(r"^```sh\n(.*?)^```$", page, re.M | re.S))
-        variables = {**os.environ, "PATH": f"{place / 'bin'}:{os.environ['PATH']}", "PARALLEL_SSH": str(place / "bin" / "remote"),
-                     "HOME": str(place / "home"), "LC_ALL": "C.UTF-8"}
+        variables = {**os.environ, "PATH": f"{place / 'bin'}:{os.environ['PATH']}", "HOME": str(place / "home"),
+                     "PARALLEL_SSH": str(place / "bin" / "remote"), "LC_ALL": "C.UTF-8"}
         try:
             with open(place / "messages", "w") as messages:  # no pipe: the servers would hold it
-                cls.status = subprocess.run(["timeout", str(most_seconds), "bash", "-c", script], cwd=place, env=variables,
-                                            stdin=subprocess.DEVNULL, stdout=messages, stderr=messages).returncode
+                cls.status = subprocess.run(["timeout", str(most_seconds), "bash", "-c", script], cwd=place,
+                                            env=variables, stdin=subprocess.DEVNULL, stdout=messages,
+                                            stderr=messages).returncode
         finally:
             for pid in place.glob("server*/pid"):
                 try:
