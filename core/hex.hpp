@@ -70,7 +70,7 @@ struct Three {
 };
 inline constexpr std::array<Three, 1000> threes = [] {
     std::array<Three, 1000> all{};
-    for (std::size_t i = 0; i < all.size(); ++i) {
+    for (std::size_t i = 0; i != all.size(); ++i) {
         std::size_t power = 100;
         for (char& digit : all[i].digits) digit = static_cast<char>('0' + i / power % 10), power /= 10;
         all[i].zeros = i < 10 ? 2 : i < 100 ? 1 : 0;

@@ -17,7 +17,7 @@ void add(char*& at, std::string_view text) {
 
 constexpr auto digits_of = [] {
     std::array<std::array<char, 2>, 256> digits{};
-    for (std::size_t i = 0; i < digits.size(); ++i)
+    for (std::size_t i = 0; i != digits.size(); ++i)
         digits[i] = {"0123456789abcdef"[i >> 4], "0123456789abcdef"[i & 15]};
     return digits;
 }();

@@ -307,7 +307,8 @@ void Columns::finish(const Entry& entry, int state) {
             cell.kind = Cell::Kind::text;
             cell.is_from_record = v.kind == DD_FFDC_TEXT;
         }
-        cell.text = v.kind == DD_FFDC_TEXT ? v.text : keep(v.plain_text());
+        const std::string plain = v.kind == DD_FFDC_TEXT ? "" : v.plain_text();
+        cell.text = v.kind == DD_FFDC_TEXT ? v.text : keep(plain);
     }
 }
 
