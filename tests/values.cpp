@@ -111,7 +111,8 @@ Bytes without_the_lost(const std::vector<Value>& values, Bytes bytes) {
         std::uint8_t& b = bytes[v.offset];
         const auto kept = static_cast<std::uint8_t>(~v.mask);
         if (v.kind == DD_FFDC_BCD && ((b & v.mask) >> 4 > 9 || (b & 15) > 9))
-            b = static_cast<std::uint8_t>((b & kept) | ((v.number / 10 * 16 + v.number % 10) & v.mask));
+            b = static_cast<std::uint8_t>((b & kept) |
+                                          (static_cast<std::uint64_t>(v.number / 10 * 16 + v.number % 10) & v.mask));
     }
     return bytes;
 }

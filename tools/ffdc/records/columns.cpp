@@ -307,14 +307,13 @@ void Columns::finish(const Entry& entry, int state) {
             cell.kind = Cell::Kind::text;
             cell.is_from_record = v.kind == DD_FFDC_TEXT;
         }
-        const std::string plain = v.kind == DD_FFDC_TEXT ? "" : v.plain_text();
-        cell.text = v.kind == DD_FFDC_TEXT ? v.text : keep(plain);
+        cell.text = v.kind == DD_FFDC_TEXT ? v.text : keep(v.plain_text());
     }
 }
 
 std::string_view Columns::keep(std::string_view text) {
     char* const kept = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
-    std::memcpy(kept, text.data(), text.size());
+    std::memcpy(kept, text.data(), text.size());  // cppcheck-suppress danglingTemporaryLifetime
     return {kept, text.size()};
 }
 
