@@ -37,7 +37,7 @@ class Status(unittest.TestCase):
             ("magic missing in the middle", damaged, ("carve",), 0),
             ("cut", dma + fsi[:-1], walkers, 3),
             ("only a cut one", fsi[:-1], walkers, 3),
-            ("only a cut one", fsi[:-1], ("carve",), 1),
+            ("only a cut one", fsi[:-1], ("carve",), 3),
         ]
         for name, data, commands, status in table:
             for command in commands:
@@ -197,8 +197,7 @@ class Carve(unittest.TestCase):
         self.assertEqual(self.found(outer + fsi, "--all")[1], [(0, "DIO"), (44, "DMA"), (len(outer), "FSI")])
 
     def test_why_hits_were_rejected(self):
-        data = (record("DMA", 1, b"", size=5) + record(99, 1, b"", head_version=7) + dma +
-                record("DMA", 1, b"", size=60000, head_version=1))
+        data = record("DMA", 1, b"", size=5) + record(99, 1, b"", head_version=7) + dma + record(98, 1, b"", size=60000, head_version=7)
         status, hits, err = self.found(data, "-v")
         self.assertEqual((status, hits), (0, [(84, "DMA")]))
         self.assertEqual(err.splitlines(), [
@@ -208,6 +207,14 @@ class Carve(unittest.TestCase):
             "ffdc: -: offset 0x00017a: not a record: expected a record of 60000 bytes, found 42 bytes",
         ])
         self.assertEqual(self.found(data)[2], "")
+
+    def test_a_record_that_the_end_cuts(self):
+        for junk in (b"", b"junk" * 20000):
+            with self.subTest(len(junk)):
+                status, hits, err = self.found(junk + dma + mbox[:-1])
+                self.assertEqual((status, hits), (3, [(len(junk), "DMA"), (len(junk + dma), "MBOX")]))
+                self.assertIn("expected a record of 342 bytes, found 341 bytes", err)
+        self.assertEqual(self.found(dma + b"x" + mbox[:-1])[1], [(0, "DMA"), (len(dma) + 1, "MBOX")])
 
     def test_write_and_decode(self):
         data = b"junk" + dma + b"junk" + unknown_type

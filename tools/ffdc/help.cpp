@@ -168,17 +168,29 @@ std::string roff(const std::string& text) {
 }
 
 constexpr const char* man_sections = R"(.SH INPUT
-A dump holds records end to end: one chain, or several. It may be raw bytes, or text that spells them: hex digits,
-the output of
-.BR xxd (1)
-or
-.BR "hexdump \-C" ,
-or base64. Which it is shows in its first bytes, unless
+A dump holds records end to end: one chain, or several. It may be raw bytes; text that spells them, as
+.BR xxd (1),
+.BR hexdump (1)
+.BR \-C ,
+.BR od (1)
+.BR "\-t x1" ,
+debuggers and
+.BR base64 (1)
+print it, or as it stands in mails and logs; or a file packed with gzip, xz, zstd, bzip2, tar or zip, of which each member
+is an input named
+.IR ARCHIVE : MEMBER .
+Which it is shows in its first bytes, unless
 .B \-\-from
-says it. Files are mapped, so they may be larger than the memory; text is decoded in memory.
-A directory stands for the files in it. Input is never sought in;
+says it;
 .B carve
-reads a pipe in windows of 1 MiB.
+takes all for raw bytes unless
+.B \-\-from=auto
+is given. Lines of a text that are missing or cannot be read are damage of their place; offsets are those of the text.
+A directory stands for the files in it. Input is never sought in: what is not a file is read in windows, and records come
+out as soon as 64 KiB are behind them. Damage longer than 1 MiB is told once, and comes in parts in
+.B hex
+and
+.BR json .
 .PP
 What is damaged does not hide what is not: a damaged place is marked where it is in the output, told on standard error
 with file, offset, and what was expected and found, and the next record is looked for behind it.

@@ -80,7 +80,7 @@ constexpr Choice choices[] = {
     {"--sort", "COLUMN,...", "in this order; -COLUMN: the largest first", "list", &Options::sort},
     {"--by", "COLUMN,...", "what makes a kind; by itself the type", "count", &Options::count_by},
     {"--values", "", "a row for every value, not for every record", "csv", &Options::values},
-    {"--from", "auto|raw|hex|base64", "what the input is; hex is also xxd and hexdump -C", readers, &Options::from},
+    {"--from", "auto|raw|hex|base64", "what the input is (carve: raw)", readers, &Options::from},
     {"-o,--output", "FILE", "write there when all is well; - is standard output",
      "show list count json csv hex carve diff html types", &Options::output},
     {"--color", "auto|always|never", "colour; auto: on a terminal, without NO_COLOR", everywhere, &Options::color},

@@ -6,7 +6,7 @@
 
 struct Options {
     std::vector<std::string> files, types, columns, sort, where, count_by;
-    std::string color = "auto", from = "auto", output, write_to;
+    std::string color = "auto", from, output, write_to;
     bool no_legend = false, quiet = false, no_pager = false, pretty = false, decode = false, verbose = false,
          all = false, ascii = false, values = false;
     bool paged = false;  // by what the command is

@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr std::size_t window = 1 << 20, longest_record = 0xffff;
 constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc};
 
 // How far a long search has come, for people who watch it.
@@ -26,8 +25,8 @@ public:
         if (!shown_ || now < next_) return;
         next_ = now + std::chrono::milliseconds(200);
         cleared_ = false;
-        std::fprintf(stderr, "\r\33[Kffdc: %s: %zu MiB", input.name().c_str(), done >> 20);
-        if (input.size() != 0) std::fprintf(stderr, " of %zu", input.size() >> 20);
+        std::fprintf(stderr, "\r\33[Kffdc: %s: %zu MiB", input.name.c_str(), done >> 20);
+        if (input.source->size() != 0) std::fprintf(stderr, " of %zu", input.source->size() >> 20);
         std::fprintf(stderr, ", %zu records", hits);
     }
     void clear() {
@@ -55,66 +54,94 @@ void write_record(const Session& s, const Entry& entry) {
     if (!written) throw Fatal(path.string() + ": " + std::strerror(errno));
 }
 
-// Says why places with the magic, from `begin` to `end`, were passed over.
-void tell_rejected(Session& s, const Input& input, std::size_t begin, std::size_t end) {
-    const Bytes area = input.bytes();
-    for (std::size_t at = begin; at < end; ++at) {
-        const std::size_t last = std::min(end + sizeof magic - 1, area.size());
-        const void* const found = memmem(area.data() + at, last - at, magic, sizeof magic);
-        if (!found) return;
-        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - area.data());
-        Entry entry{input.name(), input.base() + at, 0, area.subspan(at)};
-        const bool cut = !entry.has_header() || entry.size() > entry.bytes.size();
-        Trouble trouble;
-        if (cut || entry.size() < DD_FFDC_HEADER_SIZE) {
-            entry.step = cut ? DD_FFDC_CUT : DD_FFDC_BAD_SIZE;
-            trouble = trouble_of(entry, damaged);
-        } else {
+// Whether the header is that of a record, but for its size.
+bool is_credible(const Entry& entry) {
+    if (!entry.has_header()) return false;
+    const dd_ffdc_hdr& header = entry.header();
+    return word(header.head_version) == 1 || (dd_ffdc_type_name(entry.type()) && word(header.chained) <= 1);
+}
+
+// The walk takes a dump for what it should be, records end to end. Here it may be anything: bytes between records are
+// no damage, and what walks like a record must look like one, too.
+class Carver {
+public:
+    Carver(Session& session, const Session::Visit& visit) : s_(session), visit_(visit), progress_(session) {}
+
+    void read(Input& input) {
+        index_ = 0;
+        const std::string form = s_.options.from.empty() ? looks_like(*input.source) : "";
+        s_.walk(input, [&](const Entry& entry) {
+            progress_.tell(input, entry.offset, index_);
+            const bool whole = !entry.is_damaged();
+            const bool shown = is_credible(entry) && (whole || entry.step == DD_FFDC_CUT);
+            if (shown) found(entry.file, entry.offset, entry.bytes, entry.step);
+            if (!shown) tell_rejected(entry, input);
+            if (whole && (!shown || s_.options.all)) find_inside(entry);
+        });
+        if (index_ == 0 && !form.empty() && !s_.options.quiet)
+            s_.out.message(input.name + ": read as raw bytes, but it looks like " + form + ": --from auto reads that");
+    }
+    void finish() { progress_.clear(); }
+
+private:
+    Session& s_;
+    const Session::Visit& visit_;
+    Progress progress_;
+    std::size_t index_ = 0;
+
+    void found(const std::string& file, std::size_t offset, Bytes bytes, int step) {
+        s_.one_entry({file, offset, index_++, bytes, step}, visit_);
+    }
+    void find_inside(const Entry& entry) {
+        const Bytes area = entry.bytes;
+        for (std::size_t at = 1; (at = dd_ffdc_find(area.data(), area.size(), at)) < area.size();) {
+            const std::size_t size = word(reinterpret_cast<const dd_ffdc_hdr*>(area.data() + at)->size);
+            found(entry.file, entry.offset + at, area.subspan(at, size), DD_FFDC_RECORD);
+            at += s_.options.all ? 1 : size;
+        }
+    }
+
+    // What bears the magic in bytes that are no record: one that the end of the input cuts, or nothing.
+    void tell_rejected(const Entry& entry, const Input& input) {
+        const Bytes area = entry.bytes;
+        const bool last = input.source->ended() && input.source->bytes().size() == area.size();
+        if (!last && !s_.options.verbose) return;
+        for (std::size_t at = 0; at < area.size(); ++at) {
+            const void* const hit = memmem(area.data() + at, area.size() - at, magic, sizeof magic);
+            if (!hit) return;
+            at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - area.data());
+            const Entry candidate{entry.file, entry.offset + at, 0, area.subspan(at), DD_FFDC_CUT};
+            if (last && is_credible(candidate) && candidate.size() > candidate.bytes.size())
+                return found(entry.file, candidate.offset, candidate.bytes, candidate.step);
+            if (s_.options.verbose) tell_why(candidate);
+        }
+    }
+    void tell_why(Entry entry) {
+        const bool has_size = entry.has_header() && entry.size() <= entry.bytes.size();
+        if (has_size && entry.size() < DD_FFDC_HEADER_SIZE) entry.step = DD_FFDC_BAD_SIZE;
+        Trouble trouble = trouble_of(entry, damaged);
+        if (has_size && entry.step != DD_FFDC_BAD_SIZE) {
             const dd_ffdc_hdr& header = entry.header();
             trouble = {"", "header version 1, or a known type and a chain flag of 0 or 1",
                        "header version " + std::to_string(word(header.head_version)) + ", type " +
                            std::to_string(entry.type()) + ", chain flag " + std::to_string(word(header.chained))};
         }
-        s.out.message(entry.file + ": offset " + hex_number(entry.offset) + ": not a record: expected " +
-                      trouble.expected + ", found " + trouble.found);
+        s_.out.message(entry.file + ": offset " + hex_number(entry.offset) + ": not a record: expected " +
+                       trouble.expected + ", found " + trouble.found);
     }
-}
-
-// Where more is to come, a record that begins in the last 64 KiB may end behind the window: those wait for the next
-// one.
-void carve_input(Session& s, Input& input, Progress& progress, const Session::Visit& visit) {
-    std::size_t index = 0, from = 0;
-    while (true) {
-        const Bytes area = input.bytes();
-        const std::size_t sure = input.complete() ? area.size() : area.size() - longest_record;
-        const std::size_t hit = std::min(dd_ffdc_find(area.data(), area.size(), from), sure);
-        if (s.options.verbose) tell_rejected(s, input, from, hit);
-        progress.tell(input, input.base() + hit, index);
-        from = hit;
-        if (hit < sure) {
-            Entry entry{input.name(), input.base() + hit, index++, area.subspan(hit)};
-            entry.bytes = entry.bytes.first(entry.size());
-            s.one_entry(entry, visit);
-            from += s.options.all ? 1 : entry.bytes.size();
-        }
-        if (from < sure) continue;
-        if (input.complete()) return;
-        input.slide(from);
-        from = 0;
-    }
-}
+};
 
 }  // namespace
 
 int carve(Session& s) {
     Listing listing(s);
-    Progress progress(s);
-    const auto visit = [&](const Entry& entry) {
+    const Session::Visit visit = [&](const Entry& entry) {
         if (!s.options.write_to.empty()) write_record(s, entry);
         return s.options.decode ? show_entry(s, entry) : listing.add(entry);
     };
-    s.each_input(window, [&](Input& input) { carve_input(s, input, progress, visit); });
-    progress.clear();
+    Carver carver(s, visit);
+    s.each_input([&](Input& input) { carver.read(input); }, "raw");
+    carver.finish();
     if (!s.options.decode) listing.print();
     return s.status();
 }

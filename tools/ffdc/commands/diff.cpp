@@ -1,7 +1,6 @@
 // Two dumps: the values that differ, and the records that one of them has alone.
 #include <algorithm>
 #include <deque>
-#include <memory>
 
 #include "commands/align.hpp"
 #include "commands/commands.hpp"
@@ -15,17 +14,18 @@ std::uint64_t hash(Bytes bytes) {
 
 // An entry, in less memory: there may be millions.
 struct Item {
+    const std::string* file;
     const std::uint8_t* at;
     std::uint64_t offset, size;
     std::uint32_t index;
     int step;
 };
 struct Dump {
-    std::unique_ptr<Input> input;
+    std::vector<Input> inputs;
     std::deque<Item> items;  // never twice in memory, as a vector is when it grows
 
     Entry entry(const Item& item) const {
-        return {input->name(), item.offset, item.index, {item.at, item.size}, item.step};
+        return {*item.file, item.offset, item.index, {item.at, item.size}, item.step};
     }
 };
 
@@ -96,13 +96,8 @@ private:
     std::span<const Value> values_[2];
 
     void read(Dump& dump, const std::string& file) {
-        try {
-            dump.input = std::make_unique<Input>(file, s_.options.from);
-        } catch (const Failure& failure) {
-            throw Fatal(file + ": " + failure.what());
-        }
-        s_.each_entry(*dump.input, [&](const Entry& entry) {
-            dump.items.push_back({entry.bytes.data(), entry.offset, entry.bytes.size(),
+        dump.inputs = s_.keep_entries(file, [&](const Entry& entry) {
+            dump.items.push_back({&entry.file, entry.bytes.data(), entry.offset, entry.bytes.size(),
                                   static_cast<std::uint32_t>(entry.index), entry.step});
             any_ = any_ || entry.has_header();
             return state_of(entry);

@@ -173,5 +173,5 @@ private:
 
 int hex(Session& s) {
     Hex lines(s);
-    return s.each_entry([&](const Entry& entry) { return lines.put(entry); });
+    return s.each_entry([&](const Entry& entry) { return lines.put(entry); }, Parts::all);
 }

@@ -50,7 +50,7 @@ int html(Session& s) {
     // The entries of a file follow each other without a gap: all together are the file, or what was asked for of it.
     std::vector<std::pair<std::string, std::vector<std::uint8_t>>> dumps;
     std::size_t size = 0;
-    s.each_entry([&](const Entry& entry) {
+    const auto add = [&](const Entry& entry) -> int {
         size += entry.bytes.size();
         if (size > most)
             throw Fatal(entry.file + ": expected at most " + std::to_string(most >> 20) +
@@ -61,7 +61,8 @@ int html(Session& s) {
         const auto nothing = [](void*, const dd_ffdc_value*) {};
         if (entry.is_damaged()) return damaged;
         return dd_ffdc_values(&entry.header(), entry.bytes.size(), nothing, nullptr);
-    });
+    };
+    s.each_entry(add, Parts::all);
     s.out.put(std::string_view(page).substr(0, place));
     for (const auto& [name, bytes] : dumps) {
         std::string base64(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');

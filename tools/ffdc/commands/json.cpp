@@ -378,7 +378,7 @@ private:
 template <typename W>
 int put_all(Session& s) {
     Objects<W> objects(s);
-    return s.each_entry([&](const Entry& entry) { return objects.put(entry); });
+    return s.each_entry([&](const Entry& entry) { return objects.put(entry); }, Parts::all);
 }
 
 }  // namespace

@@ -45,6 +45,10 @@ public:
     // As `put_foreign` does where the output is a terminal, without putting.
     void tame_for_terminal(char* text, std::size_t n) const;
 
+    // Passes on what has been put, unless a pager may still have to come before it.
+    void pass_on() {
+        if (!page_ || written_) flush();
+    }
     // A line to standard error; shown behind the output when both go to a terminal.
     void message(std::string text);
     // Everything is out, and messages are, too. When all is well, an output file takes the place of the old one; else

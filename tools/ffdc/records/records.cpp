@@ -103,30 +103,115 @@ Session::~Session() = default;
 
 int Session::status() const { return failure_ ? exit_failed : !any_ ? exit_none : damage_ ? exit_damaged : exit_ok; }
 
-void Session::each_input(std::size_t window, const std::function<void(Input&)>& use) {
+void Session::fail(const std::string& name, const std::string& why) {
+    failure_ = true;
+    out.message(name + ": " + why);
+}
+
+void Session::each_input(const std::function<void(Input&)>& use, const char* otherwise) {
     for (const std::string& file : options.files) {
         try {
-            Input input(file, options.from, window);
-            use(input);
+            Inputs inputs(file, options.from.empty() ? otherwise : options.from);
+            for (bool more = true; more;) try {
+                    Input input;
+                    more = inputs.next(input);
+                    if (!more) break;
+                    read_as_ = input.told_form();
+                    use(input);
+                } catch (const Failure& failure) {
+                    fail(inputs.name(), failure.what());
+                }
         } catch (const Failure& failure) {
-            failure_ = true;
-            out.message(file + ": " + failure.what());
+            fail(file, failure.what());
         }
     }
 }
 
-int Session::each_entry(const Visit& visit) {
-    each_input(SIZE_MAX, [&](const Input& input) { each_entry(input, visit); });
+int Session::each_entry(const Visit& visit, Parts parts) {
+    each_input([&](Input& input) {
+        walk(input, [&](const Entry& entry) {
+            if (!entry.continued || parts == Parts::all) one_entry(entry, visit);
+        });
+    });
     return status();
 }
 
-void Session::each_entry(const Input& input, const Visit& visit) {
-    const Bytes area = input.bytes();
-    dd_ffdc_cursor cursor{};
+std::vector<Input> Session::keep_entries(const std::string& file, const Visit& visit) {
+    std::vector<Input> kept;
+    try {
+        Inputs inputs(file, options.from.empty() ? "auto" : options.from);
+        for (Input input; inputs.next(input); kept.push_back(std::move(input))) input.source->keep();
+    } catch (const Failure& failure) {
+        throw Fatal(file + ": " + failure.what());
+    }
+    for (Input& input : kept) {
+        read_as_ = input.told_form();
+        walk(input, [&](const Entry& entry) { one_entry(entry, visit); });
+    }
+    return kept;
+}
+
+void Session::read_on(Source& source, std::size_t n) {
+    while (source.bytes().size() < n && !source.ended()) {
+        if (source.waits()) out.pass_on();
+        source.read_on(n);
+    }
+}
+
+bool Session::resume(Input& input) {
+    if (const std::string& gap = input.source->gap(); !gap.empty()) {
+        damage_ = true;
+        if (!options.quiet) out.message(input.name + read_as_ + ": " + gap);
+    }
+    if (input.source->resume()) return true;
+    if (!input.source->error().empty()) fail(input.name + read_as_, input.source->error());
+    return false;
+}
+
+void Session::walk(Input& input, const std::function<void(const Entry&)>& use) {
     std::size_t index = 0;
-    while (const int step = dd_ffdc_next(area.data(), area.size(), &cursor)) {
-        const Bytes bytes = area.subspan(cursor.offset, cursor.next - cursor.offset);
-        one_entry({input.name(), cursor.offset, index++, bytes, step}, visit);
+    do walk_piece(input, index, use);
+    while (resume(input));
+}
+
+// Judged with as many bytes behind it as a record may have, a record, and the end of damage, is what it would be in all
+// of the input.
+void Session::walk_piece(Input& input, std::size_t& index, const std::function<void(const Entry&)>& use) {
+    constexpr std::size_t longest_record = 0xffff, behind = longest_record + 1;
+    Source& source = *input.source;
+    bool chained = false;
+    while (true) {
+        read_on(source, DD_FFDC_HEADER_SIZE);
+        if (!source.ended()) {
+            const auto& record = *reinterpret_cast<const dd_ffdc_hdr*>(source.bytes().data());
+            read_on(source, std::max<std::size_t>(word(record.size), DD_FFDC_HEADER_SIZE) + behind);
+        }
+        dd_ffdc_cursor cursor{0, 0, chained};
+        const int step = dd_ffdc_next(source.bytes().data(), source.bytes().size(), &cursor);
+        if (step == DD_FFDC_END) return;
+        chained = cursor.chained != 0;
+        Entry entry{input.name, source.offset(), index++, {}, step};
+        std::size_t size = cursor.next;
+        while (step != DD_FFDC_RECORD) {
+            const std::size_t there = source.bytes().size();
+            const bool ends = source.ended() || size + behind <= there;
+            if (ends && size <= part_size) break;
+            if (!ends && there < part_size + behind) {
+                read_on(source, there + 1);
+                size = dd_ffdc_find(source.bytes().data(), source.bytes().size(), there - behind);
+                continue;
+            }
+            entry.bytes = source.bytes().first(part_size);
+            use(entry);
+            source.skip(part_size);
+            size -= part_size;
+            entry.offset = source.offset();
+            entry.step = DD_FFDC_NO_MAGIC;
+            entry.continued = true;
+        }
+        entry.bytes = source.bytes().first(size);
+        if (size != 0 || !entry.continued) use(entry);
+        source.skip(size);
     }
 }
 
@@ -141,8 +226,8 @@ void Session::one_entry(const Entry& entry, const Visit& visit) {
     damage_ = true;
     if (options.quiet) return;
     const Trouble trouble = trouble_of(entry, state);
-    out.message(entry.file + ": offset " + hex_number(entry.offset) + ": expected " + trouble.expected + ", found " +
-                trouble.found);
+    out.message(entry.file + read_as_ + ": offset " + hex_number(entry.offset) + ": expected " + trouble.expected +
+                ", found " + trouble.found);
 }
 
 void put_separator(Session& s, const Entry& entry) {

@@ -37,6 +37,7 @@ struct Entry {
     std::size_t index;  // among the entries of its file
     Bytes bytes;
     int step = DD_FFDC_RECORD;  // an enum dd_ffdc_step: DD_FFDC_RECORD, or what is wrong
+    bool continued = false;     // a further part of the damaged place before it
 
     bool is_damaged() const { return step != DD_FFDC_RECORD; }
     bool has_header() const {
@@ -69,6 +70,10 @@ std::weak_ordering compare_letters(std::string_view a, std::string_view b);
 // A type by its name, whatever the case and with or without the prefix, or by its code; `option` is told otherwise.
 int parse_type(const std::string& text, const char* option);
 
+// The longest damaged place that is visited in one part.
+constexpr std::size_t part_size = 1 << 20;
+enum class Parts { first, all };
+
 // What every command works with.
 class Session {
 public:
@@ -79,15 +84,19 @@ public:
     Output out;
 
     using Visit = std::function<int(const Entry&)>;  // returns the state that it found
-    // Visits every entry of every file that passes the filter, and keeps account of states and failures. Returns the
-    // status.
-    int each_entry(const Visit& visit);
-    // Visits those of one input.
-    void each_entry(const Input& input, const Visit& visit);
+    // Visits every entry of every file that passes the filter, as soon as it is sure what it is, and keeps account of
+    // states and failures. Entries live until the visit ends. Returns the status.
+    int each_entry(const Visit& visit, Parts parts = Parts::first);
+    // Visits those of one file; the entries live as long as what is returned. Throws Fatal when the file cannot be
+    // read.
+    std::vector<Input> keep_entries(const std::string& file, const Visit& visit);
     // Visits one entry, if it passes the filter.
     void one_entry(const Entry& entry, const Visit& visit);
-    // Opens each file and hands it on; a file that cannot be read does not keep the others from being read.
-    void each_input(std::size_t window, const std::function<void(Input&)>& use);
+    // Hands each input of each file on; one that cannot be read does not keep the others from being read.
+    // What they are is guessed, unless `otherwise` says it, or the command line does.
+    void each_input(const std::function<void(Input&)>& use, const char* otherwise = "auto");
+    // Hands on what the walk through an input yields, as soon as it is sure what it is, in all its parts.
+    void walk(Input& input, const std::function<void(const Entry&)>& use);
 
     bool wants(int type) const { return options.types.empty() || wanted_[static_cast<std::size_t>(type)]; }
     int status() const;
@@ -96,6 +105,15 @@ private:
     std::bitset<65536> wanted_;
     std::unique_ptr<class Where> where_;
     bool any_ = false, damage_ = false, failure_ = false;
+    std::string read_as_;  // for messages about the input of the moment
+
+    // Of one piece. Those behind gaps go on with the index.
+    void walk_piece(Input& input, std::size_t& index, const std::function<void(const Entry&)>& use);
+    // Goes on behind a gap, if there is one, and tells it.
+    bool resume(Input& input);
+    // Reads on until there are `n` bytes, or the end; what has been put is passed on before that may take its time.
+    void read_on(Source& source, std::size_t n);
+    void fail(const std::string& name, const std::string& why);
 };
 
 // The separator line over an entry.
