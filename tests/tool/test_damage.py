@@ -6,7 +6,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from common import root, run
+from common import codes, root, run
 
 sample = Path(root, "samples", "all_types.ffdc").read_bytes()
 seed = 20  # of the damage: a failure names the dump that it made, and comes again
@@ -90,25 +90,55 @@ class Damage(unittest.TestCase):
                     self.fail(f"{kept}: the record at {offset} is {found.get((name, offset))}, but it is whole")
         return expected
 
-    def test_list(self):
-        codes = {row.split()[0]: int(row.split()[1]) for row in run("types", "--no-legend")[1].decode().splitlines()}
+    def found_in(self, command, *files):
+        """Type and size of each record that is told whole, by its file and offset."""
+        found = {}
+        if command == "json":
+            for line in self.ffdc("json", *files)[0].decode().splitlines():
+                entry = json.loads(line)
+                if entry["header"] and entry["state"] != "damaged":
+                    found[entry["file"], entry["offset"]] = (entry["type_code"], entry["header"]["size"])
+            return found
+        for row in self.ffdc(command, "--no-legend", "-q", *files)[0].decode("latin-1").splitlines():
+            file, _, offset, type, _, size, _, _, _, state = row.split()[:10]
+            if state != "damaged":
+                found[file, int(offset, 16)] = (codes.get(type) or int(type.removeprefix("TYPE_")), int(size))
+        return found
+
+    def test_damaged_headers_hide_nothing(self):
+        image, whole, begins = bytearray(), {}, set()
+        for copy in range(150):
+            bad = set(self.chance.sample(range(len(records)), 5))
+            for number, record in enumerate(records):
+                begins.add(len(image))
+                if number in bad:
+                    record = bytearray(record)
+                    at = self.chance.choice((0, 12, 16, 24, 36, 36, 36))
+                    record[at:at + 4] = self.chance.randbytes(4)
+                else:
+                    whole[len(image)] = (int.from_bytes(record[24:26], "big"), len(record))
+                image += record
+            if copy % 3 == 0:
+                image += self.chance.choice((bytes, self.chance.randbytes))(self.chance.randrange(3000))
+        name = str(self.folder / "image")
+        Path(name).write_bytes(image)
+        Path(name + "2").write_bytes(b"")  # two files, so that rows say which
+        for command in ("list", "carve", "json"):
+            with self.subTest(command):
+                found = {offset: what for (file, offset), what in self.found_in(command, name, name + "2").items()}
+                lost = [offset for offset, what in whole.items() if found.get(offset) != what]
+                self.assertEqual((len(whole), lost, [offset for offset in found if offset not in begins]), (150 * (len(records) - 5), [], []))
+
+    def test_list_and_carve(self):
         expected = 0
-        for _ in range(variants // batch):
-            made, found = self.dumps(batch), {}
-            for row in self.ffdc("list", "--no-legend", "-q", str(self.folder))[0].decode("latin-1").splitlines():
-                file, _, offset, type, _, size, _, _, _, state = row.split()[:10]
-                if state != "damaged" and type in codes:
-                    found[file, int(offset, 16)] = (codes[type], int(size))
-            expected += self.check_whole(made, found)
+        for number in range(variants // batch):
+            made = self.dumps(batch)
+            expected += self.check_whole(made, self.found_in(("list", "carve")[number % 2], str(self.folder)))
         self.assertGreater(expected, variants)  # or the damage leaves nothing to find
 
     def test_json(self):
-        made, found = self.dumps(300), {}
-        for line in self.ffdc("json", str(self.folder))[0].decode().splitlines():
-            entry = json.loads(line)
-            if not entry["damage"] and entry["header"]:
-                found[entry["file"], entry["offset"]] = (entry["type_code"], entry["header"]["size"])
-        self.check_whole(made, found)
+        made = self.dumps(300)
+        self.check_whole(made, self.found_in("json", str(self.folder)))
 
     def test_other_commands(self):
         made = list(self.dumps(100).items())
