@@ -471,15 +471,24 @@ std::string_view text_of(const dd_ffdc_value& value, char* buffer) {
     return {buffer, out.length()};
 }
 
-void Report::expect(std::size_t size) {
-    layout_size = size;
-    if (payload.size < size) state = DD_FFDC_SHORT;
+void Report::decode(const Driver& driver) {
+    choose(driver.layouts);
+    driver.print(*this);
 }
 
-bool Report::exactly(std::size_t size, std::string_view what) {
-    layout_size = size;
+void Report::choose(std::span<const Versions> layouts) {
+    while (layout + 1 < layouts.size() && version >= layouts[layout + 1].first) ++layout;
+    const Versions& row = layouts[layout];
+    known = version >= row.first && (version <= row.last || row.last == any);
+    if (!known) return;
+    newer = version > row.whole && row.whole != any;
+    layout_size = row.size;
+    if (payload.size < layout_size) state = DD_FFDC_SHORT;
+}
+
+bool Report::exact(std::string_view what) {
     counts_whole = true;
-    if (length == static_cast<int>(size)) return true;
+    if (length == static_cast<int>(layout_size)) return true;
     state = DD_FFDC_SIZE_MISMATCH;
     put(what);
     close_with_dump();
@@ -495,6 +504,11 @@ void Report::unrecognized(std::string_view word) {
 void Report::raw() {
     state = DD_FFDC_UNKNOWN_VERSION;
     close_with_dump();
+}
+
+void Report::leave() {
+    layout_size = 0;
+    state = DD_FFDC_OK;
 }
 
 void Report::close_with_dump() {

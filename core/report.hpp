@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "layouts.hpp"
 #include "table.hpp"
 #include "tavi_ffdc.h"
 
@@ -95,6 +96,8 @@ struct Observer {
     Covered covered = {};
 };
 
+struct Driver;
+
 // One rendering of one payload.
 class Report {
 public:
@@ -104,14 +107,21 @@ public:
     Payload payload;
     int length;  // as the record says it: negative when its size is less than a header
     std::uint32_t version;
-    std::size_t layout = 0;  // column of the offset tables
+    std::size_t layout = 0;  // column of the offset tables: that of the version, or of the newest one before it
+    bool known = false;      // the version has a layout, of `layout_size` bytes
+    bool newer = false;      // the version holds more than its layout
     Writer out;
     Observer* observer = nullptr;
     std::uint32_t base = DD_FFDC_HEADER_SIZE;  // offset of the payload in the record
     bool quiet = false;                        // no trace lines, no heap
     bool counts_whole = false;                 // the count includes text that the room has cut
     dd_ffdc_state state = DD_FFDC_OK;
-    std::size_t layout_size = 0;  // bytes that the layout wants
+    std::size_t layout_size = 0;
+
+    // Chooses the layout of the version, and prints the payload. A payload that is shorter than its layout prints '?'
+    // for what is missing, and a line and a dump at the end.
+    void decode(const Driver& driver);
+    void choose(std::span<const Versions> layouts);
 
     // A table, or a section that was placed in one.
     template <const auto& rows>
@@ -151,14 +161,14 @@ public:
         return flag ? (number_at(at + field.mask_at, 1) & field.mask) != 0 : number_at(at, field.width);
     }
 
-    // The layout's size. A shorter payload prints '?' for what is missing, and a line and a dump at the end.
-    void expect(std::size_t size);
-    // As above, for decoders that show nothing of a payload of another size: false then, and all is said.
-    bool exactly(std::size_t size, std::string_view what = "");
+    // For decoders that show nothing of a payload of another size than the layout's: false then, and all is said.
+    bool exact(std::string_view what = "");
     // For a version without a layout: a line and a dump.
     void unrecognized(std::string_view word = "Unrecognized");
     // For a version without a layout: only the dump.
     void raw();
+    // For a payload that shows nothing at all.
+    void leave();
     // The closing dump of the whole payload.
     void close_with_dump();
     // Ends the text; called once, by whoever called the decoder. Returns the count.
@@ -186,6 +196,10 @@ private:
 // The text of a value, as dd_ffdc_value_text says it.
 std::string_view text_of(const dd_ffdc_value& value, char* buffer);
 
-using Decoder = void (*)(Report&);
+// How the payloads of a type are shown.
+struct Driver {
+    std::span<const Versions> layouts;
+    void (*print)(Report& r);
+};
 
 }  // namespace ffdc

@@ -8,7 +8,7 @@ import sys
 root = pathlib.Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(root / "tests" / "tool"))
 os.environ.setdefault("FFDC", "")  # nothing here runs the tool
-from common import goldens, record  # noqa: E402
+from common import codes, goldens, record  # noqa: E402
 
 folder = pathlib.Path(sys.argv[1])
 
@@ -19,13 +19,13 @@ def put(target, name, data):
     path.write_bytes(data)
 
 
-# Decoders are numbered in the order of their folders, which is that of tests/golden.hpp; pieces stand behind them.
-decoders = sorted({type.lower() for type, *_ in goldens()})
-iic, descriptor = decoders.index("iic"), len(decoders) + 6
+# Decoders are numbered by types; pieces stand behind them.
+decoders = list(codes)
+descriptor = len(decoders) + 6
 for type, case, version, payload in goldens():
     name = f"{type.lower()}_{case}"
     put("record", name, record(type, version, payload))
-    calls = [decoders.index(type.lower())]
+    calls = [decoders.index(type)]
     if type == "IIC" and version <= 3:
         calls += range(len(decoders), descriptor)
     if type == "UART":

@@ -240,6 +240,16 @@ const char *dd_ffdc_state_name(int state);
 const char *dd_ffdc_type_name(int type);
 int dd_ffdc_layout(int type, uint32_t version, size_t *size);
 
+/* Versions that share a layout. */
+struct dd_ffdc_versions {
+    uint32_t first, last; /* `last` is 65535 when all later ones share it, too */
+    size_t size;          /* bytes of the layout; 0 where the payload has none */
+};
+
+/* Stores the layout `n` of a type, counted from 0 and ordered by versions. Returns 1, or 0 (and stores nothing) when the type
+ * is unknown or has no more layouts. What it stores for each n is all versions for which dd_ffdc_layout says DD_FFDC_OK. */
+int dd_ffdc_layout_row(int type, size_t n, struct dd_ffdc_versions *row);
+
 /* The version of the library that runs, as TAVI_FFDC_VERSION was when it was built. */
 const char *tavi_ffdc_version(void);
 

@@ -10,15 +10,15 @@ A description is lines of
 and comments behind '#'. A record is chained to the next one of its chain unless `chained` says otherwise.
 
 With --check nothing is written: exit status 1 when a dump is not what its description says."""
+import os
 import pathlib
 import struct
 import sys
 
 here = pathlib.Path(__file__).parent
-golden = here.parent / "tests" / "golden"
-types = {name: code for code, name in enumerate(
-    "- fsi psi dma hdma mdma iic uart jtag mbox dio scan scom tone - rtc spad iomux dra usb 8250 rs485 alert kor_port "
-    "tam_port wex_port dpss mtdcram".split()) if name != "-"}
+sys.path.insert(0, str(here.parent / "tests" / "tool"))
+os.environ.setdefault("FFDC", "")  # nothing here runs the tool
+from common import case as payload, codes  # noqa: E402
 
 
 def lines(path):
@@ -28,15 +28,9 @@ def lines(path):
             yield number, words
 
 
-def payload(kind, case):
-    rows = [words for _, words in lines(golden / kind / f"{case}.hex")]
-    version = next(int(words[1], 0) for words in rows if words[0] == "version")
-    return version, bytes.fromhex("".join("".join(words) for words in rows if words[0] != "version"))
-
-
 def record(kind, case, keys):
     version, data = payload(kind, case)
-    header = dict(magic=0xFFDCFFDC, chained=1, head_version=1, pid=0, type=types[kind], version=version,
+    header = dict(magic=0xFFDCFFDC, chained=1, head_version=1, pid=0, type=codes[kind.upper()], version=version,
                   time0=0, time1=0, size=42 + len(data), tgid=0)
     header.update((key, int(value, 0)) for key, value in (word.split("=") for word in keys))
     return bytearray(struct.pack(">I8xIiiHHIIHi", *header.values()) + data)

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -26,7 +27,7 @@ std::string contents(const std::filesystem::path& path) {
 
 Golden load(const Driver& driver, const std::filesystem::path& hex) {
     Golden golden = {.driver = &driver,
-                     .name = std::string(driver.folder) + "/" + hex.stem().string(),
+                     .name = hex.parent_path().filename().string() + "/" + hex.stem().string(),
                      .text_file = std::filesystem::path(hex).replace_extension(".txt"),
                      .version = 0,
                      .payload = {},
@@ -60,13 +61,18 @@ const std::vector<Golden>& goldens() {
         const char* const other = std::getenv("FFDC_GOLDEN_DIR");
         const std::filesystem::path root = other ? other : GOLDEN_DIR;
         std::vector<Golden> found;
+        std::set<std::filesystem::path> folders;
+        for (const auto& entry : std::filesystem::directory_iterator(root)) folders.insert(entry.path());
         for (const Driver& driver : drivers) {
+            std::string name = driver.name;
+            for (char& c : name) c = static_cast<char>(std::tolower(c));
             const std::size_t before = found.size();
-            if (std::filesystem::is_directory(root / driver.folder))
-                for (const auto& entry : std::filesystem::directory_iterator(root / driver.folder))
+            if (folders.erase(root / name) != 0)
+                for (const auto& entry : std::filesystem::directory_iterator(root / name))
                     if (entry.path().extension() == ".hex") found.push_back(load(driver, entry.path()));
-            if (found.size() == before) give_up((root / driver.folder).string() + ": no golden cases");
+            if (found.size() == before) give_up("driver " + name + ": no golden cases in " + (root / name).string());
         }
+        for (const auto& folder : folders) give_up(folder.string() + ": golden cases of no driver in drivers.def");
         std::sort(found.begin(), found.end(), [](const Golden& a, const Golden& b) { return a.name < b.name; });
         return found;
     }();
@@ -255,8 +261,16 @@ std::string decoded(const Driver& driver, std::uint32_t version, const std::uint
     return rendered([&](char* out, int room) { return driver.print(payload, version, length, out, room); });
 }
 
+bool exact(const Driver& driver) {
+    const std::set<int> types = {FFDC_TYPE_DMA, FFDC_TYPE_HDMA, FFDC_TYPE_RTC, FFDC_TYPE_IOMUX};
+    return types.contains(driver.type);
+}
+
 bool counts_whole(const Driver& driver, std::string_view text) {
-    return driver.count == Driver::whole || (driver.count == Driver::whole_message && text.starts_with("Unrecognized"));
+    const std::set<int> always = {FFDC_TYPE_DMA,  FFDC_TYPE_HDMA,  FFDC_TYPE_RTC,
+                                  FFDC_TYPE_SPAD, FFDC_TYPE_IOMUX, FFDC_TYPE_TONE};
+    const std::set<int> messages = {FFDC_TYPE_SCAN, FFDC_TYPE_SCOM, FFDC_TYPE_MTDCRAM};
+    return always.contains(driver.type) || (messages.contains(driver.type) && text.starts_with("Unrecognized"));
 }
 
 std::string trace_of(const Golden& golden) {

@@ -93,6 +93,9 @@ std::string room_flaw(const Renderer& render, const Fitted& expected, bool count
 
 std::string record_text(const std::uint8_t* record, std::size_t there, dd_ffdc_state* state = nullptr);
 std::string decoded(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length);
+// Whether the decoder accepts one length only.
+bool exact(const Driver& driver);
+// Whether the count tells the length of the whole text when the room cuts it, or what was stored.
 bool counts_whole(const Driver& driver, std::string_view text);
 // Trace lines that a call of the decoder writes to standard output.
 std::string trace_of(const Golden& golden);

@@ -25,7 +25,7 @@ std::string rooms_flaw(const Renderer& render, const std::string& text, bool who
 // What every text of a payload of `length` bytes shows, whatever decoder printed it.
 std::string text_flaw(const Golden& g, std::size_t layout, int length, const std::string& text) {
     const bool mismatch =
-        g.driver->exact ? layout != 0 && length != static_cast<int>(layout) : length < static_cast<int>(layout);
+        exact(*g.driver) ? layout != 0 && length != static_cast<int>(layout) : length < static_cast<int>(layout);
     const bool nothing = g.driver->type == FFDC_TYPE_DPSS && length <= 0;
     if (nothing) return text.empty() ? "" : "shows an empty payload";
     if (!mismatch) return text.find("Data size mismatch") == text.npos ? "" : "has a size mismatch without need";

@@ -249,7 +249,7 @@ dd_ffdc_state state_of(const Driver& driver, std::uint32_t version, const std::s
                                (driver.type == FFDC_TYPE_MBOX && (version == 0 || version > 5));
     if (other_version) return DD_FFDC_UNKNOWN_VERSION;
     if (!says_so("Data size mismatch")) return DD_FFDC_OK;
-    return driver.exact ? DD_FFDC_SIZE_MISMATCH : DD_FFDC_SHORT;
+    return exact(driver) ? DD_FFDC_SIZE_MISMATCH : DD_FFDC_SHORT;
 }
 
 // The status of SCAN records is printed a second time, but handed out once.

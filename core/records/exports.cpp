@@ -2,7 +2,7 @@
 // defines one of them changes nothing here.
 #include <cerrno>
 
-#include "decoders.hpp"
+#include "drivers.hpp"
 #include "record.hpp"
 #include "serial/registers.hpp"
 #include "text.hpp"
@@ -11,16 +11,18 @@ namespace {
 
 using namespace ffdc;
 
-int run(Decoder decode, const void* payload, std::uint32_t version, int length, char* out, int room) {
+int run(const Driver& driver, const void* payload, std::uint32_t version, int length, char* out, int room) {
     const std::size_t size = payload && length > 0 ? static_cast<std::size_t>(length) : 0;
     Report r({static_cast<const std::uint8_t*>(payload), size}, length, version, out, room);
-    decode(r);
+    r.decode(driver);
     return r.finish();
 }
 
 // A piece of a decoder, on a payload that is as long as it must be.
-int piece(Decoder print, const void* payload, char* out, int room, std::uint32_t version = 0) {
+int piece(const Driver& driver, void (*print)(Report&), const void* payload, char* out, int room,
+          std::uint32_t version) {
     Report r({static_cast<const std::uint8_t*>(payload), payload ? 512u : 0u}, 512, version, out, room);
+    r.choose(driver.layouts);
     print(r);
     return r.finish();
 }
@@ -70,9 +72,10 @@ const char* dd_ffdc_state_name(int state) {
 }
 const char* dd_ffdc_type_name(int type) {
     const Type& t = type_of(static_cast<std::uint32_t>(type));
-    return t.decode ? t.name : nullptr;
+    return t.driver ? t.name : nullptr;
 }
 int dd_ffdc_layout(int type, std::uint32_t version, std::size_t* size) { return layout(type, version, size); }
+int dd_ffdc_layout_row(int type, std::size_t n, dd_ffdc_versions* row) { return layout_row(type, n, *row); }
 const char* tavi_ffdc_version() { return TAVI_FFDC_VERSION; }
 
 int scnprintf(char* out, int size, const char* format, ...) {
@@ -85,48 +88,24 @@ int scnprintf(char* out, int size, const char* format, ...) {
 int pretty_print(const void* data, int length, char* out, int room) { return dump(data, length, out, room); }
 int test_bit(std::uint32_t value, std::uint32_t bit) { return bit_of(value, bit); }
 
-#define EXPORT_DECODER(name, decoder)                                                       \
-    int name(const void* payload, std::uint32_t version, int length, char* out, int room) { \
-        return run(decoder, payload, version, length, out, room);                           \
+#define DRIVER(type, driver, exported)                                                          \
+    int exported(const void* payload, std::uint32_t version, int length, char* out, int room) { \
+        return run(driver, payload, version, length, out, room);                                \
     }
-EXPORT_DECODER(fsi_print, fsi)
-EXPORT_DECODER(psi_print, psi)
-EXPORT_DECODER(dma_print, dma)
-EXPORT_DECODER(hdma_print, hdma)
-EXPORT_DECODER(mdma_print, raw_dump)
-EXPORT_DECODER(iic_print, iic)
-EXPORT_DECODER(ulouart_print, uart)
-EXPORT_DECODER(jtag_print, jtag)
-EXPORT_DECODER(mbox_print, mailbox)
-EXPORT_DECODER(dio_print, raw_dump)
-EXPORT_DECODER(scan_print, scan)
-EXPORT_DECODER(scom_print, scom)
-EXPORT_DECODER(tone_print, tone)
-EXPORT_DECODER(rtc_print, rtc)
-EXPORT_DECODER(spad_print, spad)
-EXPORT_DECODER(iomux_print, iomux)
-EXPORT_DECODER(dra_print, raw_dump)
-EXPORT_DECODER(usb_print, raw_dump)
-EXPORT_DECODER(serial8250_print, serial8250)
-EXPORT_DECODER(rs485_port_print, rs485_port)
-EXPORT_DECODER(alert_print, alert)
-EXPORT_DECODER(kor_port_print, kor_port)
-EXPORT_DECODER(tam_port_print, tam_port)
-EXPORT_DECODER(wex_port_print, wex_port)
-EXPORT_DECODER(dpss_print, dpss)
-EXPORT_DECODER(mtdcram_print, mtdcram)
+#include "drivers.def"
+#undef DRIVER
 
-#define EXPORT_PIECE(name, print)                                               \
-    int name(const void* payload, char* out, int room, std::uint32_t version) { \
-        return piece(print, payload, out, room, version);                       \
+#define PIECE(exported, print)                                                      \
+    int exported(const void* payload, char* out, int room, std::uint32_t version) { \
+        return piece(iic, print, payload, out, room, version);                      \
     }
-EXPORT_PIECE(iic_print_summary, iic_summary)
-EXPORT_PIECE(iic_print_eng, iic_engine)
-EXPORT_PIECE(iic_print_kor_regs, iic_kor_registers)
-EXPORT_PIECE(iic_print_wex_regs, iic_wex_registers)
-EXPORT_PIECE(iic_print_mstr, iic_master)
-EXPORT_PIECE(iic_print_slv, iic_slave)
-int print_kb(const void* kb, char* out, int room) { return piece(buffer_descriptor, kb, out, room); }
+PIECE(iic_print_summary, iic_summary)
+PIECE(iic_print_eng, iic_engine)
+PIECE(iic_print_kor_regs, iic_kor_registers)
+PIECE(iic_print_wex_regs, iic_wex_registers)
+PIECE(iic_print_mstr, iic_master)
+PIECE(iic_print_slv, iic_slave)
+int print_kb(const void* kb, char* out, int room) { return piece(uart, buffer_descriptor, kb, out, room, 0); }
 const char* get_type(std::uint32_t kind) { return endpoint_kind(kind); }
 
 #define EIGHT(names, i) \

@@ -29,7 +29,7 @@ inline const std::uint8_t* payload_of(const Record& record) { return bytes_of(re
 // A driver type that this library knows. Others have an empty name.
 struct Type {
     char name[12];
-    Decoder decode;
+    const Driver* driver;
 };
 const Type& type_of(std::uint32_t code);
 
@@ -53,5 +53,6 @@ int render(const Record* record, std::size_t there, char* out, int room, dd_ffdc
 int values(const Record* record, std::size_t there, dd_ffdc_value_fn each, void* context);
 int annotate(const Record* record, std::size_t there, char* out, int room, dd_ffdc_value_fn each, void* context);
 int layout(int type, std::uint32_t version, std::size_t* size);
+bool layout_row(int type, std::size_t n, dd_ffdc_versions& row);
 
 }  // namespace ffdc

@@ -20,7 +20,7 @@ constexpr Row header_rows[] = {
 };
 constexpr auto header_of_record = section<header_rows>("header", 0);
 static_assert(sound({header_rows}, {header_size}));
-static_assert(unread({header_rows}, 0, header_size) == Bytes{{4, 11}});
+static_assert(unread({header_rows}, {header_size}, 0) == Bytes{{4, 11}});
 static_assert(longest_text({notice_rows}, 0) + longest_text({header_rows}, 0) < 174);
 static_assert(sizeof(Record) == header_size && alignof(Record) == 1);
 
@@ -60,14 +60,14 @@ int print_record(const Record& record, Report& r) {
     r.base = header_size;
 
     const Type& type = type_of(word(record.type));
-    if (type.decode) {
+    if (type.driver) {
         char line[] = "type: FFDC_TYPE_............\n";
         constexpr std::size_t name_at = 16;
         std::memcpy(line + name_at, type.name, sizeof type.name);
         const std::size_t length = name_at + std::strlen(type.name);
         line[length] = '\n';
         r.put(std::string_view(line, length + 1));
-        type.decode(r);
+        r.decode(*type.driver);
     } else {
         r.put("type: UNKNOWN\n");
         r.raw();

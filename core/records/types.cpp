@@ -1,36 +1,48 @@
-// What this library knows: the driver types and the sizes of their layouts.
-#include <iterator>
-
-#include "decoders.hpp"
+// What this library knows: the driver types and their layouts.
+#include "drivers.hpp"
 #include "record.hpp"
 
 namespace ffdc {
 namespace {
 
-constexpr Type types[] = {
-    {"", nullptr},          {"FSI", fsi},          {"PSI", psi},         {"DMA", dma},           {"HDMA", hdma},
-    {"MDMA", raw_dump},     {"IIC", iic},          {"UART", uart},       {"JTAG", jtag},         {"MBOX", mailbox},
-    {"DIO", raw_dump},      {"SCAN", scan},        {"SCOM", scom},       {"TONE", tone},         {"", nullptr},
-    {"RTC", rtc},           {"SPAD", spad},        {"IOMUX", iomux},     {"DRA", raw_dump},      {"USB", raw_dump},
-    {"8250", serial8250},   {"RS485", rs485_port}, {"ALERT", alert},     {"KOR_PORT", kor_port}, {"TAM_PORT", tam_port},
-    {"WEX_PORT", wex_port}, {"DPSS", dpss},        {"MTDCRAM", mtdcram},
+struct Line {
+    std::size_t code;
+    Type type;
 };
-static_assert(std::size(types) == FFDC_TYPE_MTDCRAM + 1);
+constexpr Line lines[] = {
+#define DRIVER(type, driver, exported) {FFDC_TYPE_##type, {#type, &driver}},
+#include "drivers.def"
+#undef DRIVER
+};
+constexpr auto types = [] {
+    std::array<Type, std::ranges::max(lines, {}, &Line::code).code + 1> by_code = {};
+    for (const Line& line : lines) {
+        require(!by_code[line.code].driver, line.type.name, "another driver has this type");
+        by_code[line.code] = line.type;
+    }
+    return by_code;
+}();
 
 }  // namespace
 
-const Type& type_of(std::uint32_t code) { return types[code < std::size(types) ? code : 0]; }
+const Type& type_of(std::uint32_t code) { return types[code < types.size() ? code : 0]; }
 
 int layout(int type, std::uint32_t version, std::size_t* size) {
     *size = 0;
-    const Type& t = type_of(static_cast<std::uint32_t>(type));
-    if (!t.decode) return DD_FFDC_UNKNOWN_TYPE;
-    const std::uint8_t byte = 0;  // a decoder may leave an empty payload alone
-    Report r({&byte, 1}, 1, version, nullptr, 0);
-    r.quiet = true;
-    t.decode(r);
+    const Driver* const driver = type_of(static_cast<std::uint32_t>(type)).driver;
+    if (!driver) return DD_FFDC_UNKNOWN_TYPE;
+    Report r({nullptr, 0}, 0, version, nullptr, 0);
+    r.choose(driver->layouts);
     *size = r.layout_size;
-    return r.state == DD_FFDC_UNKNOWN_VERSION ? r.state : DD_FFDC_OK;
+    return r.known && !r.newer ? DD_FFDC_OK : DD_FFDC_UNKNOWN_VERSION;
+}
+
+bool layout_row(int type, std::size_t n, dd_ffdc_versions& row) {
+    const Driver* const driver = type_of(static_cast<std::uint32_t>(type)).driver;
+    if (!driver || n >= driver->layouts.size()) return false;
+    const Versions& versions = driver->layouts[n];
+    row = {versions.first, std::min(versions.last, versions.whole), versions.size};
+    return true;
 }
 
 }  // namespace ffdc

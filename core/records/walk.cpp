@@ -38,7 +38,7 @@ bool plausible(const std::uint8_t* area, std::size_t size, std::size_t at) {
     const Record& record = *reinterpret_cast<const Record*>(area + at);
     const std::size_t length = word(record.size);
     return has_magic(&record) && length >= header_size && length <= size - at &&
-           (word(record.head_version) == 1 || (type_of(word(record.type)).decode && word(record.chained) <= 1));
+           (word(record.head_version) == 1 || (type_of(word(record.type)).driver && word(record.chained) <= 1));
 }
 
 // The first plausible record from `at` on, if it begins before `end`; `end` otherwise.

@@ -1,6 +1,6 @@
 // Records of the DPSS driver: one layout, whatever the version. An empty payload has no text at all.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -9,17 +9,18 @@ constexpr Row dpss_rows[] = {
     {"Device name: %s\n", text(0, 16)}, {"Return code: %d\n", s32(18)}, {"Register data: 0x%x\n", u32(22)},
     {"Phase number: %d\n", s16(26)},    {"Pin number: %d\n", s16(28)},
 };
-constexpr std::size_t size = 30;
-static_assert(sound({dpss_rows}, {size}));
-static_assert(unread({dpss_rows}, 0, size) == Bytes{{16, 17}});
+constexpr Versions layouts[] = {{0, any, 30}};
+static_assert(sound({dpss_rows}, layouts));
+static_assert(unread({dpss_rows}, layouts, 0) == Bytes{{16, 17}});
 static_assert(longest_text({dpss_rows}, 0) == 121);
+
+void print(Report& r) {
+    if (r.payload.size == 0) return r.leave();
+    r.print<dpss_rows>();
+}
 
 }  // namespace
 
-void dpss(Report& r) {
-    if (r.payload.size == 0) return;
-    r.expect(size);
-    r.print<dpss_rows>();
-}
+const Driver dpss = {layouts, print};
 
 }  // namespace ffdc

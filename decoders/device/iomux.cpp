@@ -1,6 +1,6 @@
 // Records of the IOMUX driver. The registers come from the hardware, or from the driver's copy of them.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -21,15 +21,17 @@ constexpr Row iomux_rows[] = {
     {"", group("registers")},
     {"\t\t%s:    %08x\t%s:    %08x\n", u32(53, 24), register_names},
 };
-constexpr std::size_t size = 149;
-static_assert(sound({iomux_rows}, {size}));
-static_assert(unread({iomux_rows}, 0, size) == Bytes{});
+constexpr Versions layouts[] = {{256, 256, 149}};
+static_assert(sound({iomux_rows}, layouts));
+static_assert(unread({iomux_rows}, layouts, 0) == Bytes{});
+
+void print(Report& r) {
+    if (!r.known) return r.unrecognized();
+    if (r.exact()) r.print<iomux_rows>();
+}
 
 }  // namespace
 
-void iomux(Report& r) {
-    if (r.version != 256) return r.unrecognized();
-    if (r.exactly(size)) r.print<iomux_rows>();
-}
+const Driver iomux = {layouts, print};
 
 }  // namespace ffdc

@@ -1,6 +1,6 @@
 // Records of the MTDCRAM driver: one failed operation.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -14,18 +14,19 @@ constexpr Row mtdcram_rows[] = {
     {"Offset\t\t%lld\n", s64(4)},
     {"Count           %d\n", s32(12)},
 };
-constexpr std::size_t size = 20;
-static_assert(sound({mtdcram_rows}, {size}));
-static_assert(unread({mtdcram_rows}, 0, size) == Bytes{});
+constexpr Versions layouts[] = {{1, 1, 20}};
+static_assert(sound({mtdcram_rows}, layouts));
+static_assert(unread({mtdcram_rows}, layouts, 0) == Bytes{});
 // "write" is one longer than the only name.
 static_assert(longest_text({mtdcram_rows}, 0) + 1 == 113);
 
-}  // namespace
-
-void mtdcram(Report& r) {
-    if (r.version != 1) return r.unrecognized();
-    r.expect(size);
+void print(Report& r) {
+    if (!r.known) return r.unrecognized();
     r.print<mtdcram_rows>();
 }
+
+}  // namespace
+
+const Driver mtdcram = {layouts, print};
 
 }  // namespace ffdc

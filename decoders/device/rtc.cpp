@@ -1,6 +1,6 @@
 // Records of the real-time clock: the registers of the clock, or a text of its driver.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -54,9 +54,6 @@ constexpr Row hardware_rows[] = {
     {"Cal sign: %s\n", set(5, 8)},
     {u8(8), "register"},
 };
-constexpr std::size_t hardware_size = 24;
-static_assert(sound({hardware_rows}, {hardware_size}));
-static_assert(unread({hardware_rows}, 0, hardware_size) == Bytes{{7, 7}});
 
 constexpr Row software_rows[] = {
     {"RTC SW FFDC\n"},
@@ -64,20 +61,23 @@ constexpr Row software_rows[] = {
     {"\tioctl:   %08x\n", u32(68)},
     {"\tErr Str: [%s]\n", text(0, 64)},
 };
-constexpr std::size_t software_size = 72;
-static_assert(sound({software_rows}, {software_size}));
-static_assert(unread({software_rows}, 0, software_size) == Bytes{});
+constexpr Versions layouts[] = {{0x0101, 0x0101, 24}, {0x0102, 0x0102, 72}};
+static_assert(sound({hardware_rows}, {layouts[0].size}));
+static_assert(unread({hardware_rows}, layouts, 0) == Bytes{{7, 7}});
+static_assert(sound({software_rows}, {layouts[1].size}));
+static_assert(unread({software_rows}, layouts, 1) == Bytes{});
+
+void print(Report& r) {
+    if (!r.known) return r.unrecognized("Unrecognised");
+    if (r.layout == 0) {
+        if (r.exact("HW ")) r.print<hardware_rows>();
+    } else {
+        if (r.exact("SW ")) r.print<software_rows>();
+    }
+}
 
 }  // namespace
 
-void rtc(Report& r) {
-    if (r.version == 0x0101) {
-        if (r.exactly(hardware_size, "HW ")) r.print<hardware_rows>();
-    } else if (r.version == 0x0102) {
-        if (r.exactly(software_size, "SW ")) r.print<software_rows>();
-    } else {
-        r.unrecognized("Unrecognised");
-    }
-}
+const Driver rtc = {layouts, print};
 
 }  // namespace ffdc

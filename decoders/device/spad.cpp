@@ -1,7 +1,7 @@
 // Records of the scratchpad driver. A version that is newer than this decoder is shown as it is known, and raw.
-#include "decoders.hpp"
 #include "engine/location.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -17,20 +17,21 @@ constexpr Row spad_rows[] = {
     {"Engine size: %ld bytes\n", s32(12)},
     section("location", location_rows, 16),
 };
-constexpr std::size_t size = 20;
-static_assert(sound({file_rows, spad_rows}, {size}));
-static_assert(unread({file_rows, spad_rows}, 0, size) == Bytes{{10, 11}, {16, 16}});
+constexpr Versions layouts[] = {{0, any, 20, 1}};
+static_assert(sound({file_rows, spad_rows}, layouts));
+static_assert(unread({file_rows, spad_rows}, layouts, 0) == Bytes{{10, 11}, {16, 16}});
 
-}  // namespace
-
-void spad(Report& r) {
+void print(Report& r) {
     r.counts_whole = true;
-    r.expect(size);
     r.peek(file) == own_file ? r.print<own_file_rows>() : r.print<file_rows>();
     r.print<spad_rows>();
-    if (r.version < 2) return;
+    if (!r.newer) return;
     r.put("\nUnknown FFDC version -- Raw FFDC:\n");
     r.raw();
 }
+
+}  // namespace
+
+const Driver spad = {layouts, print};
 
 }  // namespace ffdc

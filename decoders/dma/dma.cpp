@@ -1,6 +1,6 @@
 // Records of the base DMA engine: one channel when a transfer failed. The second layout puts two error words in front.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -60,18 +60,19 @@ constexpr Row dma_rows[] = {
     {"\tHW Regs:\n", group("registers")},
     {"\t\t%s: %08x\n", u32({72, 80}, 11), register_names},
 };
-constexpr std::size_t sizes[] = {252, 260};
-static_assert(sound({dma_rows}, sizes));
-static_assert(unread({dma_rows}, 0, 252) == Bytes{{116, 123}});
-static_assert(unread({dma_rows}, 1, 260) == Bytes{{124, 131}});
+constexpr Versions layouts[] = {{1, 1, 252}, {2, 2, 260}};
+static_assert(sound({dma_rows}, layouts));
+static_assert(unread({dma_rows}, layouts, 0) == Bytes{{116, 123}});
+static_assert(unread({dma_rows}, layouts, 1) == Bytes{{124, 131}});
+
+void print(Report& r) {
+    if (!r.known) return r.unrecognized();
+    if (r.exact()) r.print<dma_rows>();
+}
 
 }  // namespace
 
-void dma(Report& r) {
-    if (r.version != 1 && r.version != 2) return r.unrecognized();
-    r.layout = r.version - 1;
-    if (r.exactly(sizes[r.layout])) r.print<dma_rows>();
-}
+const Driver dma = {layouts, print};
 
 const char* endpoint_kind(std::uint32_t kind) {
     return kind < std::size(endpoint_names) ? endpoint_names[kind] : "INVALID";

@@ -1,6 +1,6 @@
 // Records of the host DMA driver: one failed operation.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -25,15 +25,17 @@ constexpr Row hdma_rows[] = {
     {"\tDMA Flags:        %08x\n", u32(32)},
     {"\tDMA source:       %s\n", named({source_names, 208, "INVALID"}, u32(36))},
 };
-constexpr std::size_t size = 40;
-static_assert(sound({hdma_rows}, {size}));
-static_assert(unread({hdma_rows}, 0, size) == Bytes{});
+constexpr Versions layouts[] = {{256, 256, 40}};
+static_assert(sound({hdma_rows}, layouts));
+static_assert(unread({hdma_rows}, layouts, 0) == Bytes{});
+
+void print(Report& r) {
+    if (!r.known) return r.unrecognized();
+    if (r.exact()) r.print<hdma_rows>();
+}
 
 }  // namespace
 
-void hdma(Report& r) {
-    if (r.version != 256) return r.unrecognized();
-    if (r.exactly(size)) r.print<hdma_rows>();
-}
+const Driver hdma = {layouts, print};
 
 }  // namespace ffdc

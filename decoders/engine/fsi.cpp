@@ -39,8 +39,9 @@ constexpr Row fsi_rows[] = {
     {"Slave Error - in struct port Info\n"},
     section("port.slave", slave_rows, 64),
 };
-static_assert(sound({fsi_rows}, {fsi_size}));
-static_assert(unread({fsi_rows}, 0, fsi_size) == Bytes{{34, 35}, {63, 63}});
+constexpr Versions layouts[] = {{0, any, fsi_size}};
+static_assert(sound({fsi_rows}, layouts));
+static_assert(unread({fsi_rows}, layouts, 0) == Bytes{{34, 35}, {63, 63}});
 static_assert(longest_text({fsi_rows}, 0) == fsi_longest);
 
 constexpr auto inside = section<fsi_rows>("fsi", 0);
@@ -48,13 +49,12 @@ constexpr auto inside = section<fsi_rows>("fsi", 0);
 template <const auto& rows>
 void print_block(Report& r) {
     r.trace("fsi_print called");
-    r.expect(fsi_size);
     r.print<rows>();
 }
 
 }  // namespace
 
-void fsi(Report& r) { print_block<fsi_rows>(r); }
+const Driver fsi = {layouts, print_block<fsi_rows>};
 
 void embedded_fsi(Report& r, std::size_t at) {
     constexpr std::size_t buffer_size = 32768, given = 100;
@@ -68,6 +68,7 @@ void embedded_fsi(Report& r, std::size_t at) {
     block.quiet = r.quiet;
     std::size_t length = 0;
     if (buffer && r.prints()) {
+        block.choose(layouts);
         print_block<inside>(block);
         length = static_cast<std::size_t>(block.finish());
     }

@@ -1,7 +1,7 @@
 // The FSI error block as SCAN and SCOM records embed it.
 #pragma once
 
-#include "decoders.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 

@@ -1,8 +1,8 @@
 // Records of the JTAG driver: one growing layout, to which each version appends. A version that is newer than this
 // decoder is shown as the newest one, and raw.
-#include "decoders.hpp"
 #include "location.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -78,20 +78,16 @@ constexpr Row trace_rows[] = {{"jtagerr trace:\n"}};
 #define ALL_ROWS                                                                                                 \
     file_rows, engine_rows, model_rows, lock_rows, register_rows, cache_rows, chain_rows, mux_rows, length_rows, \
         error_rows
-constexpr std::size_t sizes[] = {308, 312, 340, 596};
-static_assert(sound({ALL_ROWS}, sizes));
-static_assert(unread({ALL_ROWS}, 0, sizes[0]) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
-static_assert(unread({ALL_ROWS}, 1, sizes[1]) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
-static_assert(unread({ALL_ROWS}, 2, sizes[2]) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
-static_assert(unread({ALL_ROWS}, 3, sizes[3], {trace}) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
+constexpr Versions layouts[] = {{0, 1, 308}, {2, 2, 312}, {3, 3, 340}, {4, any, 596, 4}};
+static_assert(sound({ALL_ROWS}, layouts));
+static_assert(unread({ALL_ROWS}, layouts, 0) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
+static_assert(unread({ALL_ROWS}, layouts, 1) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
+static_assert(unread({ALL_ROWS}, layouts, 2) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
+static_assert(unread({ALL_ROWS}, layouts, 3, {trace}) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
 // With a process name of 15 characters and its NUL.
 static_assert(longest_text({title_rows, ALL_ROWS, good_magic_rows, trace_rows}, 3) - 1 == 1311);
 
-}  // namespace
-
-void jtag(Report& r) {
-    r.layout = std::clamp(r.version, 1u, 4u) - 1;
-    r.expect(sizes[r.layout]);
+void print(Report& r) {
     r.print<title_rows>();
     r.peek(file) == own_file ? r.print<own_file_rows>() : r.print<file_rows>();
     r.print<engine_rows>();
@@ -109,9 +105,13 @@ void jtag(Report& r) {
     if (r.version < 4) return;
     r.print<trace_rows>();
     r.dump(trace, "trace");
-    if (r.version == 4) return;
+    if (!r.newer) return;
     r.put("\nUnknown FFDC version ", Digits::decimal(r.version), " -- Raw FFDC:\n");
     r.raw();
 }
+
+}  // namespace
+
+const Driver jtag = {layouts, print};
 
 }  // namespace ffdc

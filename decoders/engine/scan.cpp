@@ -32,12 +32,12 @@ constexpr Row scan_rows[] = {
     {"extra Data:\n"},
     {"data: 0x%08lx \n", u32(data, 10)},
 };
-constexpr std::size_t sizes[] = {fsi_at + fsi_size, 134, 144, 148};
-static_assert(sound({scan_rows}, sizes));
-static_assert(unread({scan_rows}, 0, sizes[0]) == Bytes{{128, 135}, {fsi_at, fsi_at + fsi_size - 1}});
-static_assert(unread({scan_rows}, 1, sizes[1]) == Bytes{});
-static_assert(unread({scan_rows}, 2, sizes[2]) == Bytes{{134, 135}});
-static_assert(unread({scan_rows}, 3, sizes[3]) == Bytes{{138, 139}});
+constexpr Versions layouts[] = {{1, 1, fsi_at + fsi_size}, {2, 2, 134}, {3, 3, 144}, {4, 4, 148}, {5, 5, 32}};
+static_assert(sound({scan_rows}, std::span(layouts).first(4)));
+static_assert(unread({scan_rows}, layouts, 0) == Bytes{{128, 135}, {fsi_at, fsi_at + fsi_size - 1}});
+static_assert(unread({scan_rows}, layouts, 1) == Bytes{});
+static_assert(unread({scan_rows}, layouts, 2) == Bytes{{134, 135}});
+static_assert(unread({scan_rows}, layouts, 3) == Bytes{{138, 139}});
 // The documented lengths are those of a text of 63 characters and its NUL.
 static_assert(longest_text({scan_rows}, 0) + embedded_fsi_longest - 1 == 1242);
 static_assert(longest_text({scan_rows}, 1) - 1 == 510);
@@ -49,24 +49,20 @@ constexpr Row bulk_rows[] = {
     {"cfam : 0x%08x\n", u16(18)},  {"engine : 0x%08x\n", u16(20)},       {"status  : 0x%08lx\n\n", u32(8)},
     {"rc : 0x%08lx\n", u32(12)},   {"remaining size : %u\n", u32(24)},   {"last executed operation : %u\n", u32(28)},
 };
-constexpr std::size_t bulk_size = 32;
-static_assert(sound({bulk_rows}, {bulk_size}));
-static_assert(unread({bulk_rows}, 0, bulk_size) == Bytes{{4, 7}, {22, 23}});
+static_assert(sound({bulk_rows}, std::span(layouts).last(1)));
+static_assert(unread({bulk_rows}, layouts, 4) == Bytes{{4, 7}, {22, 23}});
 static_assert(longest_text({bulk_rows}, 0) == 209);
 
-}  // namespace
-
-void scan(Report& r) {
+void print(Report& r) {
     r.trace("scan_print called support up to v4");
-    if (r.version < 1 || r.version > 5) return r.unrecognized();
-    if (r.version == 5) {
-        r.expect(bulk_size);
-        return r.print<bulk_rows>();
-    }
-    r.layout = r.version - 1;
-    r.expect(sizes[r.layout]);
+    if (!r.known) return r.unrecognized();
+    if (r.version == 5) return r.print<bulk_rows>();
     r.print<scan_rows>();
     if (r.version == 1) embedded_fsi(r, fsi_at);
 }
+
+}  // namespace
+
+const Driver scan = {layouts, print};
 
 }  // namespace ffdc

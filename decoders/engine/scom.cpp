@@ -31,28 +31,29 @@ constexpr Row scom_rows[] = {
     {"extra Data:\n"},
     {"data: 0x%08lx \n", u32(data, 10)},
 };
-constexpr std::size_t sizes[] = {fsi_at[0] + fsi_size, fsi_at[1] + fsi_size, fsi_at[2] + fsi_size, 142};
-static_assert(sound({scom_rows}, sizes));
+constexpr Versions layouts[] = {
+    {1, 1, fsi_at[0] + fsi_size}, {2, 2, fsi_at[1] + fsi_size}, {3, 3, fsi_at[2] + fsi_size}, {4, 4, 142}};
+static_assert(sound({scom_rows}, layouts));
 // Eight bytes before the FSI block, and the block itself.
-static_assert(unread({scom_rows}, 0, sizes[0]) == Bytes{{132, sizes[0] - 1}});
-static_assert(unread({scom_rows}, 1, sizes[1]) == Bytes{{140, sizes[1] - 1}});
-static_assert(unread({scom_rows}, 2, sizes[2]) == Bytes{{136, sizes[2] - 1}});
-static_assert(unread({scom_rows}, 3, sizes[3]) == Bytes{});
+static_assert(unread({scom_rows}, layouts, 0) == Bytes{{132, layouts[0].size - 1}});
+static_assert(unread({scom_rows}, layouts, 1) == Bytes{{140, layouts[1].size - 1}});
+static_assert(unread({scom_rows}, layouts, 2) == Bytes{{136, layouts[2].size - 1}});
+static_assert(unread({scom_rows}, layouts, 3) == Bytes{});
 // The documented lengths are those of a text of 63 characters and its NUL.
 static_assert(longest_text({scom_rows}, 0) + embedded_fsi_longest - 1 == 1266);
 static_assert(longest_text({scom_rows}, 1) + embedded_fsi_longest - 1 == 1314);
 static_assert(longest_text({scom_rows}, 2) + embedded_fsi_longest - 1 == 1290);
 static_assert(longest_text({scom_rows}, 3) - 1 == 558);
 
-}  // namespace
-
-void scom(Report& r) {
+void print(Report& r) {
     r.trace("scom_print called - suport up to v4");
-    if (r.version < 1 || r.version > 4) return r.unrecognized();
-    r.layout = r.version - 1;
-    r.expect(sizes[r.layout]);
+    if (!r.known) return r.unrecognized();
     r.print<scom_rows>();
     if (r.version < 4) embedded_fsi(r, fsi_at[r.layout]);
 }
+
+}  // namespace
+
+const Driver scom = {layouts, print};
 
 }  // namespace ffdc

@@ -1,7 +1,7 @@
 // Records of the IIC driver: what failed, the engine and its registers, the transfer in progress on either side of the
 // bus, and the driver's trace. One layout serves four versions, each of which shows more of it.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -133,46 +133,24 @@ constexpr Row slave_rows[] = {
     {"data recvd: %08lx\n", u32(185)},
 };
 
-constexpr std::size_t sizes[] = {205, 205, 461, 469};
+constexpr Versions layouts[] = {{0, 0, 205}, {1, 1, 205}, {2, 2, 461}, {3, 3, 469}};
 #define MASTER_ROWS summary_rows, engine_rows, kor_rows, master_rows
 #define SLAVE_ROWS summary_rows, engine_rows, wex_rows, slave_rows
-static_assert(sound({MASTER_ROWS}, sizes));
-static_assert(sound({SLAVE_ROWS}, sizes));
-static_assert(unread({MASTER_ROWS}, 0, sizes[0]) ==
+static_assert(sound({MASTER_ROWS}, layouts));
+static_assert(sound({SLAVE_ROWS}, layouts));
+static_assert(unread({MASTER_ROWS}, layouts, 0) ==
               Bytes{{73, 80}, {119, 120}, {159, 160}, {169, 184}, {186, 188}, {197, 204}});
-static_assert(unread({MASTER_ROWS}, 1, sizes[1]) ==
+static_assert(unread({MASTER_ROWS}, layouts, 1) ==
               Bytes{{73, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}, {201, 204}});
-static_assert(unread({MASTER_ROWS}, 2, sizes[2], {trace}) ==
+static_assert(unread({MASTER_ROWS}, layouts, 2, {trace}) ==
               Bytes{{77, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}});
-static_assert(unread({MASTER_ROWS}, 3, sizes[3], {trace}) ==
-              unread({MASTER_ROWS}, 2, sizes[3], {trace, bytes(461, 8)}));
-static_assert(unread({SLAVE_ROWS}, 1, sizes[1]) == Bytes{{26, 48}, {73, 80}, {89, 104}, {130, 130}, {189, 204}});
-static_assert(unread({SLAVE_ROWS}, 3, sizes[3], {trace}) ==
+static_assert(unread({MASTER_ROWS}, layouts, 3, {trace}) == unread({MASTER_ROWS}, layouts, 2, {trace}));
+static_assert(unread({SLAVE_ROWS}, layouts, 1) == Bytes{{26, 48}, {73, 80}, {89, 104}, {130, 130}, {189, 204}});
+static_assert(unread({SLAVE_ROWS}, layouts, 3, {trace}) ==
               Bytes{{26, 44}, {77, 80}, {89, 104}, {130, 130}, {189, 204}});
 
-std::size_t layout_of(std::uint32_t version) { return std::min(version, 3u); }
-
-}  // namespace
-
-void iic_summary(Report& r) { r.print<summary_rows>(); }
-void iic_engine(Report& r) {
-    r.layout = layout_of(r.version);
-    r.print<engine_rows>();
-}
-void iic_kor_registers(Report& r) { r.print<kor_rows>(); }
-void iic_wex_registers(Report& r) {
-    r.layout = layout_of(r.version);
-    r.print<wex_rows>();
-}
-void iic_master(Report& r) {
-    r.layout = layout_of(r.version);
-    r.print<master_rows>();
-}
-void iic_slave(Report& r) { r.print<slave_rows>(); }
-
-void iic(Report& r) {
-    if (r.version > 3) return r.raw();
-    r.expect(sizes[r.version]);
+void print(Report& r) {
+    if (!r.known) return r.raw();
     iic_summary(r);
     iic_engine(r);
 
@@ -202,5 +180,16 @@ void iic(Report& r) {
     r.put("\n---------- Trace Data ----------\n", "          SSTTTTTT TTTTTTFP AARSSSSS DDDDDDDD\n");
     r.dump(trace, "trace");
 }
+
+}  // namespace
+
+void iic_summary(Report& r) { r.print<summary_rows>(); }
+void iic_engine(Report& r) { r.print<engine_rows>(); }
+void iic_kor_registers(Report& r) { r.print<kor_rows>(); }
+void iic_wex_registers(Report& r) { r.print<wex_rows>(); }
+void iic_master(Report& r) { r.print<master_rows>(); }
+void iic_slave(Report& r) { r.print<slave_rows>(); }
+
+const Driver iic = {layouts, print};
 
 }  // namespace ffdc

@@ -5,8 +5,8 @@
 #include <clocale>
 #include <cstring>
 
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -153,27 +153,27 @@ constexpr Row interrupt_rows[] = {
 constexpr Row tail_rows[] = {section("fsi_irqinfo", interrupt_rows, {no, no, no, no, 300})};
 
 #define ALL_ROWS request_rows, parameter_rows, register_rows, tail_rows
-constexpr std::size_t sizes[] = {184, 268, 276, 300, 396};
-static_assert(sound({ALL_ROWS}, sizes));
-static_assert(unread({ALL_ROWS}, 0, sizes[0]) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
-static_assert(unread({ALL_ROWS}, 1, sizes[1]) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
-static_assert(unread({ALL_ROWS}, 2, sizes[2]) == Bytes{{1, 3}, {8, 11}, {23, 23}, {30, 31}, {62, 63}});
-static_assert(unread({ALL_ROWS}, 3, sizes[3]) == Bytes{});
-static_assert(unread({ALL_ROWS}, 4, sizes[4]) == Bytes{{302, 303}, {329, 331}, {334, 335}, {369, 371}});
+constexpr Versions layouts[] = {{1, 1, 184}, {2, 2, 268}, {3, 3, 276}, {4, 4, 300}, {5, 5, 396}};
+static_assert(sound({ALL_ROWS}, layouts));
+static_assert(unread({ALL_ROWS}, layouts, 0) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
+static_assert(unread({ALL_ROWS}, layouts, 1) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
+static_assert(unread({ALL_ROWS}, layouts, 2) == Bytes{{1, 3}, {8, 11}, {23, 23}, {30, 31}, {62, 63}});
+static_assert(unread({ALL_ROWS}, layouts, 3) == Bytes{});
+static_assert(unread({ALL_ROWS}, layouts, 4) == Bytes{{302, 303}, {329, 331}, {334, 335}, {369, 371}});
 
-}  // namespace
-
-void mailbox(Report& r) {
+void print(Report& r) {
     r.put("Mailbox FFDC version ", Digits::decimal(static_cast<std::int32_t>(r.version)), "\n",
           "============================================================\n");
-    if (r.version < 1 || r.version > 5) return r.raw();
-    r.layout = r.version - 1;
-    r.expect(sizes[r.layout]);
+    if (!r.known) return r.raw();
     r.print<request_rows>();
     if (r.version >= 4) r.put_value(text_of_rc, rc, "rc_text");
     r.print<parameter_rows>();
     r.print<register_rows>();
     r.print<tail_rows>();
 }
+
+}  // namespace
+
+const Driver mailbox = {layouts, print};
 
 }  // namespace ffdc

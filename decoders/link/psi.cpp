@@ -1,7 +1,7 @@
 // Records of the PSI driver: one failed operation of a link, and the registers of its controller. Three versions of one
 // layout; the first shows fewer of the transmit registers.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -85,31 +85,32 @@ constexpr Row link_rows[] = {
     {RULE "PSI Link Layer Registers\n" RULE, group("link layer")},
     {"%s:%08x %s:%08x %s:%08x %s:%08x\n", u32(20, 24), link_registers, "registers"},
 };
-constexpr std::size_t size = 516;
-static_assert(sound({psi_rows, trace_rows, link_rows}, {size}));
+constexpr Versions layouts[] = {{1, 3, 516}};
+static_assert(sound({psi_rows, trace_rows, link_rows}, layouts));
 // The transmit registers lie 16 bytes apart up to SR15, and SR23 and SR24 have a word between them.
 #define BETWEEN_REGISTERS                                                                                     \
     {12, 15}, {120, 131}, {136, 147}, {152, 163}, {168, 179}, {184, 195}, {200, 211}, {216, 227}, {232, 243}, \
         {248, 259}, {264, 275}, {280, 291}, {296, 307}, {312, 323}, {328, 339}, {                             \
         344, 355                                                                                              \
     }
-static_assert(unread({psi_rows, link_rows}, 0, size) == Bytes{BETWEEN_REGISTERS, {392, 435}});
-static_assert(unread({psi_rows, trace_rows, link_rows}, 0, size) == Bytes{BETWEEN_REGISTERS, {392, 395}});
+static_assert(unread({psi_rows, link_rows}, layouts, 0) == Bytes{BETWEEN_REGISTERS, {392, 435}});
+static_assert(unread({psi_rows, trace_rows, link_rows}, layouts, 0) == Bytes{BETWEEN_REGISTERS, {392, 395}});
 
 constexpr std::size_t title = sizeof "PSI FFDC version 1\n" - 1 + sizeof RULE - 1;
 static_assert(title + longest_text({psi_rows, link_rows}, 0) == 3060);
 static_assert(title + longest_text({psi_rows, trace_rows, link_rows}, 0) == 3540);
 
-}  // namespace
-
-void psi(Report& r) {
+void print(Report& r) {
     r.put("PSI FFDC version ", Digits::decimal(static_cast<std::int32_t>(r.version)), "\n",
           "============================================================\n");
-    if (r.version < 1 || r.version > 3) return r.raw();
-    r.expect(size);
+    if (!r.known) return r.raw();
     r.print<psi_rows>();
     if (r.version >= 2) r.print<trace_rows>();
     r.print<link_rows>();
 }
+
+}  // namespace
+
+const Driver psi = {layouts, print};
 
 }  // namespace ffdc

@@ -17,19 +17,20 @@ constexpr Row register_rows[] = {
     {"\nKOR Alert Regs\n", group("registers")},
     {"%15.15s: %08x\n", u32(40, 16), register_names},
 };
-constexpr std::size_t size = 104;
-static_assert(sound({alert_rows, register_rows}, {size}));
-static_assert(unread({alert_rows, register_rows}, 0, size) == Bytes{{10, 19}, {33, 39}});
+constexpr Versions layouts[] = {{0, any, 104}};
+static_assert(sound({alert_rows, register_rows}, layouts));
+static_assert(unread({alert_rows, register_rows}, layouts, 0) == Bytes{{10, 19}, {33, 39}});
 
-}  // namespace
-
-void alert(Report& r) {
-    r.expect(size);
+void print(Report& r) {
     r.put("\nKOR ALERT FFDC\n");
     if (r.version >= 2) driver_version(r, 104, to_the_end);
     r.print<alert_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
     close(r);
 }
+
+}  // namespace
+
+const Driver alert = {layouts, print};
 
 }  // namespace ffdc

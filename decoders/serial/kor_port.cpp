@@ -25,17 +25,13 @@ constexpr Row register_rows[] = {
     {"\nKOR UART Regs\n", group("registers")},
     {"%15.15s: %08x\n", u32(32, 28), register_names},
 };
-constexpr std::size_t sizes[] = {144, 168, 172};
-static_assert(sound({opening_rows, port_rows, register_rows}, sizes));
-static_assert(unread({opening_rows, port_rows, register_rows}, 0, sizes[0]) == Bytes{{27, 31}});
-static_assert(unread({opening_rows, port_rows, register_rows}, 1, sizes[1], {bytes(160, 8)}) == Bytes{{27, 31}});
-static_assert(unread({opening_rows, port_rows, register_rows}, 2, sizes[2], {bytes(160, 8)}) == Bytes{{27, 31}});
+constexpr Versions layouts[] = {{0, 1, 144}, {2, 2, 168}, {3, any, 172}};
+static_assert(sound({opening_rows, port_rows, register_rows}, layouts));
+static_assert(unread({opening_rows, port_rows, register_rows}, layouts, 0) == Bytes{{27, 31}});
+static_assert(unread({opening_rows, port_rows, register_rows}, layouts, 1, {bytes(160, 8)}) == Bytes{{27, 31}});
+static_assert(unread({opening_rows, port_rows, register_rows}, layouts, 2, {bytes(160, 8)}) == Bytes{{27, 31}});
 
-}  // namespace
-
-void kor_port(Report& r) {
-    r.layout = std::clamp(r.version, 1u, 3u) - 1;
-    r.expect(sizes[r.layout]);
+void print(Report& r) {
     r.put("\nKOR UART FFDC\n");
     if (r.version >= 2) driver_version(r, 160, 8);
     r.print<origin_rows>();
@@ -44,5 +40,9 @@ void kor_port(Report& r) {
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
     close(r);
 }
+
+}  // namespace
+
+const Driver kor_port = {layouts, print};
 
 }  // namespace ffdc

@@ -41,20 +41,18 @@ constexpr Row counter_rows[] = {
     {"\ntx_bytes[%d]\n", s32(220)},      {"tx_sent[%d]\n", s32(224)},       {"tx_discarded[%d]\n", s32(228)},
     {"tx_retries[%d]\n", s32(232)},
 };
-constexpr std::size_t sizes[] = {104, 236};
-static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows}, {sizes[0]}));
-static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows}, {sizes[1]}));
-static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows}, 0, sizes[0]) ==
+constexpr Versions layouts[] = {{0, 0, 104}, {1, any, 236}};
+static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows}, {layouts[0].size}));
+static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows},
+                    {layouts[1].size}));
+static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows}, layouts, 0) ==
               Bytes{{0, 43}, {50, 51}, {74, 75}});
-static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows}, 0, sizes[1],
+static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows}, layouts, 1,
                      {bytes(106, 10), first_capture, second_capture}) ==
               Bytes{{0, 43}, {50, 51}, {74, 75}, {104, 105}});
 
-}  // namespace
-
-void rs485_port(Report& r) {
+void print(Report& r) {
     const bool full = r.version >= 1;
-    r.expect(sizes[full]);
     r.put("\nRS485 UART FFDC\n");
     if (full) driver_version(r, 106, 10);
     r.print<capture_rows>();
@@ -69,5 +67,9 @@ void rs485_port(Report& r) {
     }
     close(r);
 }
+
+}  // namespace
+
+const Driver rs485_port = {layouts, print};
 
 }  // namespace ffdc

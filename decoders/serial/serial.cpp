@@ -5,7 +5,7 @@
 namespace ffdc {
 
 static_assert(sound({buffer_rows}, {buffer_size}));
-static_assert(unread({buffer_rows}, 0, buffer_size) == Bytes{});
+static_assert(unread({buffer_rows}, {buffer_size}, 0) == Bytes{});
 
 void buffer_descriptor(Report& r) { r.print<buffer_rows>(); }
 

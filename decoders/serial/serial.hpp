@@ -1,7 +1,7 @@
 // What the records of the serial-port drivers share.
 #pragma once
 
-#include "decoders.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 

@@ -1,6 +1,6 @@
 // Records of the 8250 serial port: one layout, whatever the version.
-#include "decoders.hpp"
 #include "proof.hpp"
+#include "records/drivers.hpp"
 
 namespace ffdc {
 namespace {
@@ -13,19 +13,20 @@ constexpr Row port_rows[] = {
     {"  rc     : %d\n", s32(4)},       {"  devnum : %08lx\n", u32(8)},    {"  line   : %d\n", s32(12)},
     {"  vaddr  : 0x%08lx\n", u32(20)}, {"  paddr  : 0x%08lx\n", u32(16)},
 };
-constexpr std::size_t size = 24;
-static_assert(sound({magic_rows, port_rows}, {size}));
-static_assert(unread({magic_rows, port_rows}, 0, size) == Bytes{});
+constexpr Versions layouts[] = {{0, any, 24}};
+static_assert(sound({magic_rows, port_rows}, layouts));
+static_assert(unread({magic_rows, port_rows}, layouts, 0) == Bytes{});
 
-}  // namespace
-
-void serial8250(Report& r) {
-    r.expect(size);
+void print(Report& r) {
     r.put("  version: ", Digits::hex(r.version, 4), "\n");
     r.print<magic_rows>();
     r.put(r.peek(magic) == good_magic ? "\n" : "[CORRUPT!!]\n");
     r.print<port_rows>();
     r.close_with_dump();
 }
+
+}  // namespace
+
+const Driver serial8250 = {layouts, print};
 
 }  // namespace ffdc

@@ -27,15 +27,12 @@ constexpr Row operation_rows[] = {
     {"cushion[%d]\n", u8(108)},
     {"len[%d]\n", u16(110)},
 };
-constexpr std::size_t size = 112;
-static_assert(sound({port_opening_rows, register_rows, operation_rows}, {size}));
-static_assert(unread({port_opening_rows, register_rows, operation_rows}, 0, size) ==
+constexpr Versions layouts[] = {{0, any, 112}};
+static_assert(sound({port_opening_rows, register_rows, operation_rows}, layouts));
+static_assert(unread({port_opening_rows, register_rows, operation_rows}, layouts, 0) ==
               Bytes{{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}});
 
-}  // namespace
-
-void tam_port(Report& r) {
-    r.expect(size);
+void print(Report& r) {
     r.put("\nTAM UART FFDC\n");
     if (r.version >= 2) driver_version(r, 112, to_the_end);
     port_opening(r);
@@ -43,5 +40,9 @@ void tam_port(Report& r) {
     r.print<operation_rows>();
     close(r);
 }
+
+}  // namespace
+
+const Driver tam_port = {layouts, print};
 
 }  // namespace ffdc

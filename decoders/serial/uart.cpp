@@ -52,26 +52,21 @@ constexpr Row short_rows[] = {
 };
 
 #define ALL_ROWS usual_origin, driver_rows, buffers
-constexpr std::size_t sizes[] = {72, 192}, short_size = 12;
-static_assert(sound({ALL_ROWS}, sizes));
-static_assert(sound({stats}, {sizes[1]}));
-static_assert(sound({short_rows}, {short_size}));
-static_assert(unread({ALL_ROWS}, 0, sizes[0]) == Bytes{{10, 11}});
-static_assert(unread({ALL_ROWS, stats}, 1, sizes[1], {bytes(72, 8)}) ==
+constexpr Versions layouts[] = {{0, 1, 72}, {2, 7, 192}, {8, any, 12}};
+static_assert(sound({ALL_ROWS}, std::span(layouts).first(2)));
+static_assert(sound({stats}, {layouts[1].size}));
+static_assert(sound({short_rows}, {layouts[2].size}));
+static_assert(unread({ALL_ROWS}, layouts, 0) == Bytes{{10, 11}});
+static_assert(unread({ALL_ROWS, stats}, layouts, 1, {bytes(72, 8)}) ==
               Bytes{{10, 11}, {86, 87}, {108, 111}, {124, 127}, {164, 167}});
-static_assert(unread({short_rows}, 0, short_size) == Bytes{});
+static_assert(unread({short_rows}, layouts, 2) == Bytes{});
 
-}  // namespace
-
-void uart(Report& r) {
+void print(Report& r) {
     if (r.version >= 8) {
-        r.expect(short_size);
         r.print<short_rows>();
         return close(r);
     }
     const bool full = r.version >= 2;
-    r.layout = full ? 1 : 0;
-    r.expect(sizes[r.layout]);
     r.print<title_rows>();
     if (full) driver_version(r, 72, 8);
     r.print<usual_origin>();
@@ -87,5 +82,9 @@ void uart(Report& r) {
     }
     close(r);
 }
+
+}  // namespace
+
+const Driver uart = {layouts, print};
 
 }  // namespace ffdc

@@ -12,19 +12,20 @@ constexpr Row register_rows[] = {
     {"\nWEX UART Regs\n", group("registers")},
     {"%4s:%02x\n", u8(29, 7), register_names},
 };
-constexpr std::size_t size = 37;
-static_assert(sound({port_opening_rows, register_rows}, {size}));
-static_assert(unread({port_opening_rows, register_rows}, 0, size) == Bytes{{10, 11}, {36, 36}});
+constexpr Versions layouts[] = {{0, any, 37}};
+static_assert(sound({port_opening_rows, register_rows}, layouts));
+static_assert(unread({port_opening_rows, register_rows}, layouts, 0) == Bytes{{10, 11}, {36, 36}});
 
-}  // namespace
-
-void wex_port(Report& r) {
-    r.expect(size);
+void print(Report& r) {
     r.put("\nWEX UART FFDC\n");
     if (r.version >= 2) driver_version(r, 37, to_the_end);
     port_opening(r);
     if (r.peek(port_registers_valid) != 0) r.print<register_rows>();
     close(r);
 }
+
+}  // namespace
+
+const Driver wex_port = {layouts, print};
 
 }  // namespace ffdc

@@ -5,7 +5,9 @@
 #define ROWS(...) __VA_ARGS__
 #ifdef WRONG
 #define CASE(name, reason, wrong, right) constexpr Row name[] = {ROWS wrong}
+#define WRONG_OR_RIGHT(wrong, right) wrong
 #else
+#define WRONG_OR_RIGHT(wrong, right) right
 #define CASE(name, reason, wrong, right) constexpr Row name[] = {ROWS right}
 #endif
 
@@ -127,6 +129,11 @@ CASE(behind_the_layout, "the field ends behind its layout",
      ({"data: 0x%08lx \n", u32(20, 10)}),
      ({"data: 0x%08lx \n", u32(20, 9)}));
 static_assert(sound({behind_the_layout}, {56}));
+CASE(versions_twice, "the versions of the layouts are not in order",
+     ({"data: 0x%08lx \n", u32(20)}),
+     ({"data: 0x%08lx \n", u32(20)}));
+constexpr Versions same_versions[] = {{0, WRONG_OR_RIGHT(2, 1), 24}, {2, any, 24}};
+static_assert(sound({versions_twice}, same_versions));
 constexpr Row inner[] = {{"sisc         0x%8.8x\n", u32(0)}};
 CASE(section_behind_the_layout, "the field ends behind its layout",
      (section("slave", inner, {0, 62})),
@@ -151,7 +158,7 @@ static_assert(sound({same_key_twice}, {96}));
 CASE(forgotten_bytes, "unread",
      ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(2)}),
      ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(1)}));
-static_assert(unread({forgotten_bytes}, 0, 4) == Bytes{{2, 3}});
+static_assert(unread({forgotten_bytes}, {4}, 0) == Bytes{{2, 3}});
 CASE(lost_blank, "longest_text",
      ({"mnr         %d\n", u8(32)}),
      ({"mnr          %d\n", u8(32)}));

@@ -10,9 +10,8 @@ here = os.path.dirname(os.path.abspath(__file__))
 root = os.path.dirname(os.path.dirname(here))
 ffdc = os.environ["FFDC"]
 
-names = ("FSI PSI DMA HDMA MDMA IIC UART JTAG MBOX DIO SCAN SCOM TONE - RTC SPAD IOMUX DRA USB 8250 RS485 ALERT "
-         "KOR_PORT TAM_PORT WEX_PORT DPSS MTDCRAM").split()
-codes = {name: code for code, name in enumerate(names, 1) if name != "-"}
+codes = {name: int(code) for name, code in
+         re.findall(r"FFDC_TYPE_(\w+) = (\d+)", Path(root, "include", "tavi_ffdc.h").read_text())}
 
 
 def run(*arguments, input=b"", **more):

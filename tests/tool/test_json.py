@@ -115,7 +115,12 @@ class Json(unittest.TestCase):
 
     def test_the_schema_is_one(self):
         jsonschema.Draft202012Validator.check_schema(schema)
-        self.assertEqual([t for t in schema["properties"]["type"]["enum"] if t], list(codes))
+        shapes = {rule["if"]["properties"]["type"]["const"]: rule["then"]["properties"]["payload"]
+                  for rule in schema["allOf"] if rule["if"]["properties"].get("type", {}).get("const")}
+        for what, types in (("the enum of types", [t for t in schema["properties"]["type"]["enum"] if t]),
+                            ("allOf", list(shapes)), ("$defs", [t for t in schema["$defs"] if t in codes])):
+            self.assertEqual(types, list(codes), f"each driver has its shape in docs/record.schema.json: {what}")
+        self.assertEqual(shapes, {type: {"$ref": f"#/$defs/{type}"} for type in codes})
 
     def test_schema_over_all_goldens_and_samples(self):
         found = objects(b"".join(data for _, _, data in corpus))

@@ -1,6 +1,6 @@
 #include "help.hpp"
 
-#include "tavi_ffdc.h"
+#include "records/records.hpp"
 
 const char* const exit_text =
     "Exit status: 0 all is well; 1 nothing found, or the dumps differ; 2 wrong usage\n"
@@ -34,8 +34,7 @@ std::string value_of(const CLI::Option& option) { return option.get_expected_max
 std::vector<std::string> words_of(const CLI::Option& option) {
     if (!value_of(option).starts_with("TYPE")) return values_of_option(option);
     std::vector<std::string> types;
-    for (int type = 0; type <= FFDC_TYPE_MTDCRAM; ++type)
-        if (const char* const name = dd_ffdc_type_name(type)) types.emplace_back(name);
+    for (const int type : known_types()) types.emplace_back(dd_ffdc_type_name(type));
     return types;
 }
 

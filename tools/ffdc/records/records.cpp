@@ -59,14 +59,23 @@ Trouble trouble_of(const Entry& entry, int state) {
     }
 }
 
+const std::vector<int>& known_types() {
+    static const std::vector<int> types = [] {
+        std::vector<int> known;
+        for (int type = 0; type <= last_type; ++type)
+            if (dd_ffdc_type_name(type)) known.push_back(type);
+        return known;
+    }();
+    return types;
+}
+
 int parse_type(const std::string& text, const char* option) {
     std::string_view name = text;
     for (const std::string_view prefix : {"FFDC_", "TYPE_"})
         if (compare_letters(name.substr(0, prefix.size()), prefix) == 0) name.remove_prefix(prefix.size());
     std::string valid;
-    for (int type = 0; type <= FFDC_TYPE_MTDCRAM; ++type) {
+    for (const int type : known_types()) {
         const char* const known = dd_ffdc_type_name(type);
-        if (!known) continue;
         if (compare_letters(name, known) == 0) return type;
         valid += std::string(valid.empty() ? "" : ", ") + known;
     }

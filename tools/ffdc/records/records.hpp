@@ -17,6 +17,8 @@
 enum Exit { exit_ok = 0, exit_none = 1, exit_failed = 2, exit_damaged = 3 };
 
 constexpr int last_type = 0xffff;
+// Those that the library knows, ordered.
+const std::vector<int>& known_types();
 
 // The states of the library, and one more.
 constexpr int damaged = DD_FFDC_UNKNOWN_TYPE + 1;

@@ -200,75 +200,34 @@ int Keys::find_element(int path, int index) const {
 }
 
 void each_known_value(bool thorough, const KnownValue& visit) {
-    constexpr unsigned last_version = 300;
-    std::vector<std::uint8_t> bytes(DD_FFDC_HEADER_SIZE);
-    std::vector<unsigned> versions;
     const std::string name;
-    for (int type = 0; type <= FFDC_TYPE_MTDCRAM; ++type) {
-        if (!dd_ffdc_type_name(type)) continue;
-        std::size_t size = 0, last_size = 0;
-        bool known = false;
-        const auto record = [&](unsigned version) {
-            bytes.resize(DD_FFDC_HEADER_SIZE + size);
-            const std::uint8_t header[] = {0xff,
-                                           0xdc,
-                                           0xff,
-                                           0xdc,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           1,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           static_cast<std::uint8_t>(type),
-                                           static_cast<std::uint8_t>(version >> 8),
-                                           static_cast<std::uint8_t>(version),
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           0,
-                                           static_cast<std::uint8_t>(bytes.size() >> 8),
-                                           static_cast<std::uint8_t>(bytes.size())};
-            std::copy(std::begin(header), std::end(header), bytes.begin());
+    std::vector<std::uint8_t> bytes;
+    const auto put = [&](std::size_t at, unsigned half) {
+        bytes[at] = static_cast<std::uint8_t>(half >> 8);
+        bytes[at + 1] = static_cast<std::uint8_t>(half);
+    };
+    for (const int type : known_types()) {
+        const auto record = [&](unsigned version, std::size_t size, auto&& byte_at) {
+            bytes.assign(DD_FFDC_HEADER_SIZE + size, 0);
+            put(0, 0xffdc);
+            put(2, 0xffdc);
+            put(18, 1);
+            put(24, static_cast<unsigned>(type));
+            put(26, version);
+            put(36, static_cast<unsigned>(bytes.size()));
+            for (std::size_t i = 0; i < size; ++i) bytes[DD_FFDC_HEADER_SIZE + i] = byte_at(i);
             each_value({name, 0, 0, bytes}, [&](const dd_ffdc_value& v) { visit(type, version, v); });
         };
-        for (unsigned version = 0; version <= last_version; ++version) {
-            const bool there = dd_ffdc_layout(type, version, &size) == DD_FFDC_OK;
-            // The first dozen versions one by one; after that, where something changes.
-            const bool fresh = there && (version < 12 || !known || size != last_size);
-            known = there;
-            last_size = size;
-            if (!fresh) continue;
-            const auto payload = [&](auto&& byte_at) {
-                bytes.resize(DD_FFDC_HEADER_SIZE + size);
-                for (std::size_t i = 0; i < size; ++i) bytes[DD_FFDC_HEADER_SIZE + i] = byte_at(i);
-                record(version);
-            };
-            payload([](std::size_t) { return std::uint8_t{0}; });
-            for (unsigned fill = 1; thorough && fill <= 0xff; ++fill)
-                payload([&](std::size_t) { return static_cast<std::uint8_t>(fill); });
-            // A one in every word, wherever words begin.
-            for (std::size_t phase = 0; thorough && phase < 4; ++phase)
-                payload([&](std::size_t i) { return static_cast<std::uint8_t>(i % 4 == phase); });
+        dd_ffdc_versions row;
+        for (std::size_t n = 0; dd_ffdc_layout_row(type, n, &row); ++n) {
+            // Versions that share a layout may show more and more of it.
+            for (unsigned version = row.first; version <= std::min(row.last, row.first + 11); ++version) {
+                for (unsigned fill = 0; fill <= (thorough ? 0xff : 0); ++fill)
+                    record(version, row.size, [&](std::size_t) { return static_cast<std::uint8_t>(fill); });
+                // A one in every word, wherever words begin.
+                for (std::size_t phase = 0; thorough && phase < 4; ++phase)
+                    record(version, row.size, [&](std::size_t i) { return static_cast<std::uint8_t>(i % 4 == phase); });
+            }
         }
     }
 }
