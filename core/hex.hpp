@@ -63,7 +63,24 @@ inline char* put_hex(char* out, const std::uint8_t* p) {
     return out + 2 * n;
 }
 
-// The digits of the numbers below 1000, and how many zeros stand in front.
+// The numbers below write in steps of four or eight characters: up to seven more than they return.
+
+// put_three writes all three digits of a number below 1000; put_small_number no zeros in front, but for the last digit.
+#if defined(__OPTIMIZE_SIZE__)
+inline char* put_small_number(char* out, std::uint32_t v) {
+    if (v >= 100) *out++ = static_cast<char>('0' + v / 100);
+    if (v >= 10) *out++ = static_cast<char>('0' + v / 10 % 10);
+    *out = static_cast<char>('0' + v % 10);
+    return out + 1;
+}
+inline char* put_three(char* out, std::uint32_t v) {
+    out[0] = static_cast<char>('0' + v / 100);
+    out[1] = static_cast<char>('0' + v / 10 % 10);
+    out[2] = static_cast<char>('0' + v % 10);
+    return out + 3;
+}
+#else
+// The digits, and how many zeros stand in front.
 struct Three {
     char digits[3];
     std::uint8_t zeros;
@@ -77,10 +94,6 @@ inline constexpr std::array<Three, 1000> threes = [] {
     }
     return all;
 }();
-
-// The numbers below write in steps of four or eight characters: up to seven more than they return.
-
-// All three digits of a number below 1000; or without zeros in front, but for the last digit.
 inline char* put_three(char* out, std::uint32_t v) {
     std::memcpy(out, &threes[v], 4);
     return out + 3;
@@ -90,6 +103,7 @@ inline char* put_small_number(char* out, std::uint32_t v) {
     std::memcpy(out, reinterpret_cast<const char*>(threes.data()) + v * sizeof(Three) + zeros, 4);
     return out + 3 - zeros;
 }
+#endif
 inline char* put_six(char* out, std::uint32_t v) { return put_three(put_three(out, v / 1000), v % 1000); }
 
 inline char* put_decimal_number(char* out, std::uint32_t v) {
