@@ -2,6 +2,8 @@
 
 install.py SOURCE BUILD CMAKE CC CXX; the build's own list of installed files is left as it was.
 """
+import csv
+import io
 import os
 import pathlib
 import re
@@ -16,20 +18,8 @@ source, build = map(pathlib.Path, sys.argv[1:3])
 cmake, cc, cxx = sys.argv[3:6]
 header = (source / "include" / "tavi_ffdc.h").read_text()
 version = ".".join(re.search(rf"TAVI_FFDC_VERSION_{part} (\d+)", header)[1] for part in ("MAJOR", "MINOR", "PATCH"))
-program = f"""
-#include <string.h>
-#include <tavi_ffdc.h>
-int main(void) {{ return strcmp(tavi_ffdc_version(), "{version}") || strcmp(TAVI_FFDC_VERSION, "{version}"); }}
-"""
-project = """
-cmake_minimum_required(VERSION 3.25)
-project(stranger LANGUAGES C CXX)
-%s
-add_executable(shared main.c)
-target_link_libraries(shared PRIVATE tavi_ffdc::tavi_ffdc)
-add_executable(static main.c)
-target_link_libraries(static PRIVATE tavi_ffdc::tavi_ffdc_static)
-"""
+examples = source / "examples"
+samples = source / "samples"
 
 
 def run(*command, **more):
@@ -57,17 +47,17 @@ class Install(unittest.TestCase):
             before = cls.installed()
             run(cmake, "--install", build, "--prefix", cls.prefix, "--component", component)
             cls.files[component] = cls.installed() - before
-        (cls.folder / "main.c").write_text(program)
 
     @classmethod
     def installed(cls):
         return {path.relative_to(cls.prefix).as_posix() for path in cls.prefix.rglob("*") if not path.is_dir()}
 
-    def built(self, find):
-        """A project of its own, with the library found in this way."""
-        folder = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
-        shutil.copy(self.folder / "main.c", folder)
-        (folder / "CMakeLists.txt").write_text(project % find)
+    def built(self, change=lambda project: project):
+        """The examples, with the library found as their project says or as it is changed to."""
+        folder = pathlib.Path(tempfile.mkdtemp(dir=self.folder)) / "examples"
+        shutil.copytree(examples, folder)
+        project = folder / "CMakeLists.txt"
+        project.write_text(change(project.read_text()))
         run(cmake, "-G", "Ninja", "-S", folder, "-B", folder / "build", f"-DCMAKE_PREFIX_PATH={self.prefix}",
             f"-DCMAKE_C_COMPILER={cc}", f"-DCMAKE_CXX_COMPILER={cxx}")
         return folder / "build"
@@ -90,25 +80,55 @@ class Install(unittest.TestCase):
         environment = os.environ | {"PKG_CONFIG_PATH": str(self.prefix / "lib" / "pkgconfig")}
         self.assertEqual(run("pkg-config", "--modversion", "tavi_ffdc", env=environment).strip(), version)
         # In the shell, as it is written in makefiles: the space must survive.
-        link = f"eval {cc} main.c $(pkg-config --cflags --libs tavi_ffdc) -o linked"
-        run("sh", "-c", link, env=environment, cwd=self.folder)
-        run(self.folder / "linked", env=os.environ | {"LD_LIBRARY_PATH": str(self.prefix / "lib")})
-        self.assertEqual(needed(self.folder / "linked"), ["libtavi_ffdc.so", "libc.so.6"])
+        for name in ("text", "values"):
+            run("sh", "-c", f"eval {cc} -std=gnu99 -Werror -Wall -Wextra {shlex.quote(str(examples / name))}.c "
+                f"$(pkg-config --cflags --libs tavi_ffdc) -o {name}", env=environment, cwd=self.folder)
+            self.assertEqual(needed(self.folder / name), ["libtavi_ffdc.so", "libc.so.6"])
+        self.use(self.folder, env=os.environ | {"LD_LIBRARY_PATH": str(self.prefix / "lib")})
+
+    def use(self, folder, **more):
+        """The examples give what the tool shows, and each value what its bytes are."""
+        for name, damaged in ("chain", 0), ("damaged", 2):
+            dump = samples / f"{name}.ffdc"
+            shown = subprocess.run([self.prefix / "bin" / "ffdc", "show", dump], capture_output=True).stdout
+            parts = re.split(rb"(?m)^==> .* record \d+ (.*) <==\n", shown)[1:]
+            parts = [(kind, text) for kind, text in zip(parts[::2], parts[1::2]) if b"damaged" not in kind]
+            told = subprocess.run([folder / "text", dump], capture_output=True, check=True, **more)
+            self.assertEqual(told.stdout, b"".join(text for _, text in parts))
+            self.assertEqual(told.stderr.count(b"damaged"), damaged)
+            if (folder / "one_type").exists():
+                self.assertEqual(run(folder / "one_type", "FSI", dump, **more).encode(),
+                                 b"".join(text for kind, text in parts if kind == b"FSI"))
+
+        # With a text that has all that CSV must quote.
+        area = (samples / "all_types.ffdc").read_bytes().replace(b"putscan failed", b'put,"scan" bad')
+        table = subprocess.run([folder / "values"], input=area, capture_output=True, check=True, **more).stdout
+        rows = list(csv.DictReader(io.StringIO(table.decode("latin-1"), newline="")))
+        self.assertIn('put,"scan" bad: 100%s of %d\nline two', [row["text"] for row in rows if row["type"] == "SCAN"])
+        self.assertEqual({row["type"] for row in rows}, set(re.findall(r"FFDC_TYPE_(\w+) = ", header)))
+        for row in (row for row in rows if row["mask"]):
+            offset, size, mask, number = (int(row[name], 0) for name in ("offset", "size", "mask", "number"))
+            bits = int.from_bytes(area[offset:offset + size], "big") & mask
+            digits = f"{bits:x}"  # of a binary-coded decimal number
+            wanted = bits, bits == mask, int(digits) if digits.isdigit() else bits
+            self.assertIn(number & (1 << 8 * size) - 1, wanted, row)
 
     def test_cmake_package(self):
-        major, minor, _ = version.split(".")
-        made = self.built(f"find_package(tavi_ffdc {major}.{minor} REQUIRED)")
+        made = self.built()
         run(cmake, "--build", made)
-        for kind, libraries in (("shared", ["libtavi_ffdc.so", "libc.so.6"]), ("static", ["libc.so.6"])):
-            run(made / kind)
-            self.assertEqual(needed(made / kind), libraries)
+        self.use(made)
+        static = self.built(lambda project: project.replace("tavi_ffdc::tavi_ffdc)", "tavi_ffdc::tavi_ffdc_static)"))
+        run(cmake, "--build", static, "--target", "text")
+        for made, libraries in (made, ["libtavi_ffdc.so", "libc.so.6"]), (static, ["libc.so.6"]):
+            self.assertEqual(needed(made / "text"), libraries)
         with self.assertRaisesRegex(AssertionError, "compatible"):
-            self.built(f"find_package(tavi_ffdc {int(major) + 1} REQUIRED)")
+            self.built(lambda project: project.replace("tavi_ffdc 1.1", "tavi_ffdc 2"))
 
     def test_in_a_project_of_others(self):
         """The same names, no installation of its own, and every file that it is made from is found."""
-        made = self.built(f'include(FetchContent)\nFetchContent_Declare(tavi_ffdc SOURCE_DIR "{source}")\n'
-                          "FetchContent_MakeAvailable(tavi_ffdc)")
+        made = self.built(lambda project: project.replace(
+            "find_package(tavi_ffdc 1.1 REQUIRED)", f'include(FetchContent)\nFetchContent_Declare(tavi_ffdc '
+            f'SOURCE_DIR "{source}")\nFetchContent_MakeAvailable(tavi_ffdc)'))
         inputs = shlex.split(run("ninja", "-C", made, "-t", "inputs", "all"))
         inputs = [path for path in inputs if path.startswith(str(source))]
         self.assertIn(str(source / "core" / "exports.map"), inputs)
