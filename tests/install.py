@@ -126,9 +126,10 @@ class Install(unittest.TestCase):
 
     def test_in_a_project_of_others(self):
         """The same names, no installation of its own, and every file that it is made from is found."""
-        made = self.built(lambda project: project.replace(
-            "find_package(tavi_ffdc 1.1 REQUIRED)", f'include(FetchContent)\nFetchContent_Declare(tavi_ffdc '
-            f'SOURCE_DIR "{source}")\nFetchContent_MakeAvailable(tavi_ffdc)'))
+        page = (source / "docs" / "linking.md").read_text()
+        lines = re.search(r"```cmake\n(include\(FetchContent\).*?)```", page, re.S)[1]
+        lines = lines.replace("${CMAKE_SOURCE_DIR}/libtavi_ffdc", str(source))
+        made = self.built(lambda project: project.replace("find_package(tavi_ffdc 1.1 REQUIRED)", lines))
         inputs = shlex.split(run("ninja", "-C", made, "-t", "inputs", "all"))
         inputs = [path for path in inputs if path.startswith(str(source))]
         self.assertIn(str(source / "core" / "exports.map"), inputs)
