@@ -117,7 +117,8 @@ Output::Output(const Options& options)
     open_ = this;
 }
 
-// A regular file gets its name at the end, and until then has none where the file system can do so.
+// A regular file gets its name at the end, and until then has none where the file system can do so and there is /proc,
+// through which it is named.
 void Output::open_file(const std::string& path) {
     const fs::path file = behind_links(path);
     struct stat old;
@@ -131,7 +132,9 @@ void Output::open_file(const std::string& path) {
     } else {
         target_ = file;
         const fs::path folder = file.has_parent_path() ? file.parent_path() : ".";
-        file_ = open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+        const bool nameless = access("/proc/self/fd", F_OK) == 0;
+        file_ = nameless ? open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666) : -1;
+        if (!nameless) errno = EOPNOTSUPP;
         for (int i = 0; file_ < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EEXIST); ++i) {
             temporary_ = folder / (".ffdc-" + std::to_string(getpid()) + "-" + std::to_string(i));
             file_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
