@@ -110,13 +110,14 @@ int dd_ffdc_get_type(const struct dd_ffdc_hdr *head, int32_t type, const struct 
 
 /* Renders a record as a newly allocated text: two lines of header, a line with the type, the decoded payload.
  * `ignored` has no effect. Returns the length of the text in characters and stores the text, which the caller frees,
- * through `text`. Returns -22 (EINVAL) for a null or wrong-magic record or a null `text`, -12 (ENOMEM) when memory is refused; `text` is
- * then untouched, but holds null when it was the second allocation, that of the text itself, which failed.
- * A payload whose raw dump passes 32 KiB is cut at a whole line. */
+ * through `text`. Returns -22 (EINVAL) for a null or wrong-magic record or a null `text`: `text` is then untouched. Returns -12
+ * (ENOMEM) when memory is refused: `text` is untouched when it was the work buffer, and holds null when it was the text itself.
+ * A SCAN or SCOM record with an FSI block takes 32 KiB more meanwhile; refused, it shows "fsidata len 0" and no FSI text,
+ * and all else is as ever. A payload whose raw dump passes 32 KiB is cut at a whole line. */
 int dd_ffdc_print(const struct dd_ffdc_hdr *record, int32_t ignored, char **text);
 
-/* Write the two lines of the header text at `out`, which must have 174 bytes of room, and return their length.
- * print_header puts a notice of two lines before them when the header version is not 1. */
+/* Write the two lines of the header text at `out`, and return their length. 174 bytes of room hold them in any case; nothing is
+ * written behind their NUL. print_header puts a notice of two lines before them when the header version is not 1. */
 int print_header(const struct dd_ffdc_hdr *record, char *out);
 int print_header_v1(const struct dd_ffdc_hdr *record, char *out);
 
@@ -270,10 +271,17 @@ int test_bit(uint32_t value, uint32_t bit);
 
 /* ---- Decoders ---- */
 
-/* Renders a payload of `length` bytes (a length of 0 or less is an empty payload) of layout `version` at `out`.
+/* Renders a payload of `length` bytes (a length of 0 or less is an empty payload) of layout `version` at `out`. Each of them
+ * reads nothing beyond `length`, and writes nothing beyond `room`.
  * Returns the number of characters stored; DMA, HDMA, RTC, SPAD, IOMUX, TONE and the version messages of SCAN, SCOM and
- * MTDCRAM return the length of their text even when the room cut it. A payload shorter than its layout shows '?' for
- * what is missing, a line with both sizes and a raw dump. */
+ * MTDCRAM return the length of their text even when the room cut it. scan_print and scom_print take 32 KiB from the heap for
+ * an FSI block, and show "fsidata len 0" in place of its text when they are refused.
+ *
+ * A payload shorter than its layout shows '?' for what is missing, a line with both sizes and a raw dump. A number that a table
+ * of names does not have shows as the table's word for others, or as "INVALID (0x1f)"; a text without a NUL shows its whole
+ * field; an address shows as "0x" and digits, or "(nil)" for 0, on every machine. Bit 23 of the errors of a UART buffer shows
+ * two lines, one of TX UNDERRUN and one of TX PARITY. The rc of a mailbox shows the C library's message for its absolute value,
+ * but 0x80000000, which has none, that for itself. */
 typedef int (*ffdc_print_fn)(const void *payload, uint32_t version, int length, char *out, int room);
 
 int fsi_print(const void *payload, uint32_t version, int length, char *out, int room);

@@ -8,7 +8,7 @@
 namespace ffdc {
 namespace {
 
-constexpr int work_buffer_size = 32768;
+constexpr int work_buffer_size = 32768, header_room = 174;
 
 constexpr Row notice_rows[] = {
     {"Unsupported header version[%d]\nAssuming version 1\n", s32(16), again},
@@ -21,7 +21,7 @@ constexpr Row header_rows[] = {
 constexpr auto header_of_record = section<header_rows>("header", 0);
 static_assert(sound({header_rows}, {header_size}));
 static_assert(unread({header_rows}, {header_size}, 0) == Bytes{{4, 11}});
-static_assert(longest_text({notice_rows}, 0) + longest_text({header_rows}, 0) < 174);
+static_assert(longest_text({notice_rows}, 0) + longest_text({header_rows}, 0) < header_room);
 static_assert(sizeof(Record) == header_size && alignof(Record) == 1);
 
 void print_header(Report& r, bool notice) {
@@ -84,9 +84,12 @@ bool readable(const Record* record, std::size_t there, int& length) {
 }
 
 int print_header(const Record& record, char* out, bool notice) {
-    Report r({bytes_of(record), header_size}, header_size, 0, out, 174);
+    char text[header_room];
+    Report r({bytes_of(record), header_size}, header_size, 0, text, header_room);
     print_header(r, notice);
-    return r.finish();
+    const int length = r.finish();
+    std::memcpy(out, text, static_cast<std::size_t>(length) + 1);
+    return length;
 }
 
 int print(const Record* record, char** text) {
