@@ -4,12 +4,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tavi_ffdc.h"
 
 struct Driver {
-    const char* name;  // of its type, without the prefix; in lower case the folder of its cases
+    std::string_view name;  // of its type, without the prefix; in lower case the folder of its cases
     int type;
     ffdc_print_fn print;
 };

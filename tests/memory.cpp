@@ -11,12 +11,17 @@ namespace {
 
 bool counting = false;
 int requests, refused, live;  // since counting began; the request to be refused, from 1; not yet freed
+std::size_t sizes[4];         // of the first requests
 
 template <typename Function>
 Function* next_one(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
-bool grant() { return !counting || ++requests != refused; }
+bool grant(std::size_t size) {
+    if (!counting) return true;
+    if (requests < 4) sizes[requests] = size;
+    return ++requests != refused;
+}
 void* count(void* memory) {
     if (counting && memory) ++live;
     return memory;
@@ -36,7 +41,7 @@ struct Refusal {
 extern "C" {
 void* malloc(std::size_t size) {
     static auto* const original = next_one<void*(std::size_t)>("malloc");
-    return grant() ? count(original(size)) : nullptr;
+    return grant(size) ? count(original(size)) : nullptr;
 }
 void free(void* memory) {
     static auto* const original = next_one<void(void*)>("free");
@@ -90,6 +95,9 @@ TEST_CASE("each allocation of dd_ffdc_print refused") {
             CHECK(count_of_text == static_cast<int>(std::string(text).size()));
             CHECK(asked == all);
             CHECK(left == 1);
+            CHECK(sizes[0] == 32768);
+            if (embeds_fsi) CHECK(sizes[1] == 32768);
+            CHECK(sizes[all - 1] == std::string(text).size() + 1);
             CHECK(written == (scratch ? trace : trace_of(g)));
             std::free(text);
         }

@@ -64,7 +64,7 @@ const std::vector<Golden>& goldens() {
         std::set<std::filesystem::path> folders;
         for (const auto& entry : std::filesystem::directory_iterator(root)) folders.insert(entry.path());
         for (const Driver& driver : drivers) {
-            std::string name = driver.name;
+            std::string name(driver.name);
             for (char& c : name) c = static_cast<char>(std::tolower(c));
             const std::size_t before = found.size();
             if (folders.erase(root / name) != 0)
@@ -112,7 +112,7 @@ std::string heading(const Header& h, std::size_t size, std::string_view type_lin
 
 std::string heading(const Golden& golden) {
     return heading({.type = golden.driver->type}, 42 + golden.payload.size(),
-                   std::string("type: FFDC_TYPE_") + golden.driver->name + "\n");
+                   "type: FFDC_TYPE_" + std::string(golden.driver->name) + "\n");
 }
 
 Guarded::Guarded(std::size_t size) : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
@@ -251,6 +251,18 @@ std::string room_flaw(const Renderer& render, const Fitted& expected, bool whole
         return where + "stored <" + std::string(out, strnlen(out, static_cast<std::size_t>(room))) + ">, not <" +
                want.text + ">";
     return "";
+}
+
+std::string difference(std::string_view text, std::string_view expected) {
+    const auto line_at = [](std::string_view s, std::size_t at) {
+        const std::size_t begin = at == 0 ? 0 : s.rfind('\n', at - 1) + 1;  // npos + 1 is 0
+        return begin < s.size() ? "<" + std::string(s.substr(begin, s.find('\n', begin) - begin)) + ">" : "its end";
+    };
+    if (text == expected) return "";
+    const auto [here, there] = std::mismatch(text.begin(), text.end(), expected.begin(), expected.end());
+    const auto at = static_cast<std::size_t>(here - text.begin());
+    return "line " + std::to_string(1 + std::count(text.begin(), here, '\n')) + " is " + line_at(text, at) + ", not " +
+           line_at(expected, at);
 }
 
 std::string record_text(const std::uint8_t* record, std::size_t there, dd_ffdc_state* state) {

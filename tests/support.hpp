@@ -91,6 +91,9 @@ std::string rendered(const Renderer& render);
 // What is wrong with the rendering into a room of which one byte more or less would hit a guard page; "" if nothing.
 std::string room_flaw(const Renderer& render, const Fitted& expected, bool counts_whole, int room);
 
+// The first line in which two texts differ; "" if none does.
+std::string difference(std::string_view text, std::string_view expected);
+
 std::string record_text(const std::uint8_t* record, std::size_t there, dd_ffdc_state* state = nullptr);
 std::string decoded(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length);
 // Whether the decoder accepts one length only.

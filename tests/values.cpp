@@ -160,7 +160,12 @@ std::string value_flaw(const Value& v, const std::uint8_t* record) {
             if (number != (raw & v.mask)) return "number is not the bytes";
             return !v.shown || says(v.text, number, v.size) || stands_for(v.text, number) ? ""
                                                                                           : "text is another number";
-        case DD_FFDC_NAME: return v.text.empty() ? "no name" : "";
+        case DD_FFDC_NAME: {
+            // The only name of a signed number is that of an error.
+            const std::uint64_t sign = v.name == "rc_text" ? std::uint64_t{1} << 31 : 0;
+            if (number != ((raw & v.mask) ^ sign) - sign) return "number is not the bytes";
+            return v.text.empty() ? "no name" : "";
+        }
         case DD_FFDC_FLAG:
             if (!std::has_single_bit(v.mask)) return "a flag of several bits";
             return v.number == ((raw & v.mask) != 0) ? "" : "not the bit";
