@@ -12,13 +12,12 @@ and comments behind '#'. A record is chained to the next one of its chain unless
 With --check nothing is written: exit status 1 when a dump is not what its description says."""
 import os
 import pathlib
-import struct
 import sys
 
 here = pathlib.Path(__file__).parent
 sys.path.insert(0, str(here.parent / "tests" / "tool"))
 os.environ.setdefault("FFDC", "")  # nothing here runs the tool
-from common import case as payload, codes  # noqa: E402
+import common  # noqa: E402
 
 
 def lines(path):
@@ -29,11 +28,10 @@ def lines(path):
 
 
 def record(kind, case, keys):
-    version, data = payload(kind, case)
-    header = dict(magic=0xFFDCFFDC, chained=1, head_version=1, pid=0, type=codes[kind.upper()], version=version,
-                  time0=0, time1=0, size=42 + len(data), tgid=0)
+    version, data = common.case(kind, case)
+    header = dict(chained=1, pid=0, time0=0, time1=0, tgid=0)
     header.update((key, int(value, 0)) for key, value in (word.split("=") for word in keys))
-    return bytearray(struct.pack(">I8xIiiHHIIHi", *header.values()) + data)
+    return bytearray(common.record(kind.upper(), version, data, **header))
 
 
 def build(path):

@@ -589,8 +589,10 @@ TEST_CASE("layouts of unknown versions and types") {
         int state;
     } cases[] = {
         {FFDC_TYPE_FSI, 65535, 96, ok},
+        {FFDC_TYPE_FSI, UINT32_MAX, 96, ok},
         {FFDC_TYPE_DMA, 3, 0, version},
         {FFDC_TYPE_JTAG, 5, 596, version},
+        {FFDC_TYPE_JTAG, UINT32_MAX, 596, version},
         {FFDC_TYPE_IIC, 3, 469, ok},
         {FFDC_TYPE_IIC, 4, 0, version},
         {FFDC_TYPE_SPAD, 2, 20, version},
@@ -609,6 +611,19 @@ TEST_CASE("layouts of unknown versions and types") {
         std::size_t size = 12345;
         CHECK(dd_ffdc_layout(c.type, c.version, &size) == c.state);
         CHECK(size == c.size);
+    }
+    // The rows of a type are those versions which have a layout, in order.
+    dd_ffdc_versions row = {};
+    for (const int unknown : {14, -1, 28}) CHECK(dd_ffdc_layout_row(unknown, 0, &row) == 0);
+    for (const Driver& d : drivers) {
+        std::size_t n = 0, size;
+        for (std::uint32_t v = 0; v <= 65535; ++v) {
+            while (n == 0 || (row.last < v && row.last != 65535))
+                if (dd_ffdc_layout_row(d.type, n++, &row) == 0) row = {65536, 65535, 0};
+            const bool known = dd_ffdc_layout(d.type, v, &size) == ok;
+            if (known != (v >= row.first) || (known && size != row.size)) FAIL(d.name << ", version " << v);
+        }
+        CHECK(dd_ffdc_layout_row(d.type, n, &row) == 0);
     }
 }
 

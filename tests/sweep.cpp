@@ -1,26 +1,44 @@
-// Every golden case cut at every byte, with nothing readable behind it, and in every room, with nothing writable behind
-// it.
+// Every decoder with every version, payload length and room, the good and the absurd ones, between pages that nobody
+// may touch; golden payloads and records that end early, and records whose sizes lie.
 #include <doctest/doctest.h>
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <set>
 
 #include "support.hpp"
 
 namespace {
 
-// The first flaw among small rooms, rooms about as long as the text, and rooms below 0.
-std::string rooms_flaw(const Renderer& render, const std::string& text, bool whole) {
-    const Fitted fitted(text);
-    const int length = static_cast<int>(text.size());
-    std::set<int> rooms = {INT_MIN, -70, -1};
-    for (int room = 0; room <= 200; ++room) rooms.insert(room);
-    for (int room = std::max(0, length - 70); room <= length + 70; ++room) rooms.insert(room);
-    for (int room : rooms)
-        if (const std::string flaw = room_flaw(render, fitted, whole, room); !flaw.empty()) return flaw;
-    return "";
+// Versions with a layout, those next to them, and some of which a byte has one.
+std::vector<std::uint32_t> versions() {
+    std::vector<std::uint32_t> all = {255, 256, 257, 258, 65535, UINT32_MAX};
+    for (std::uint32_t v = 0; v <= 8; ++v) all.push_back(v);
+    return all;
 }
+
+// Bytes that a decoder takes for set flags, odd counts, out-of-range indices; and for a name that each table has.
+Bytes payload_of(std::uint8_t fill, std::size_t size) {
+    Bytes bytes(size, fill);
+    for (std::size_t i = 0; fill == 1 && i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 73);
+    return bytes;
+}
+
+struct Call {
+    const Driver& driver;
+    std::uint32_t version;
+    const std::uint8_t* payload;
+    int length;
+    int operator()(char* out, int room) const { return driver.print(payload, version, length, out, room); }
+};
+
+// Builds that are slow take every 16th room, another one with each length.
+#ifdef EVERY_ROOM
+constexpr int room_step = 1;
+#else
+constexpr int room_step = 16;
+#endif
 
 // What every text of a payload of `length` bytes shows, whatever decoder printed it.
 std::string text_flaw(const Golden& g, std::size_t layout, int length, const std::string& text) {
@@ -36,7 +54,7 @@ std::string text_flaw(const Golden& g, std::size_t layout, int length, const std
 
 }  // namespace
 
-TEST_CASE("every truncation") {
+TEST_CASE("golden payloads and records, cut at every byte") {
     const Guarded area(1 << 16);
     const Capture silence;
     for (const Golden& g : goldens()) {
@@ -50,8 +68,8 @@ TEST_CASE("every truncation") {
             std::string flaw = text_flaw(g, layout, length, text);
             if (flaw.empty()) {
                 const int room = static_cast<int>(n * 37 % (text.size() + 80));
-                flaw = room_flaw([&](char* out, int r) { return g.driver->print(payload, g.version, length, out, r); },
-                                 Fitted(text), counts_whole(*g.driver, text), room);
+                flaw = room_flaw(Call{*g.driver, g.version, payload, length}, Fitted(text),
+                                 counts_whole(*g.driver, text), room);
             }
             if (flaw.empty()) {
                 const std::string whole = record_text(area.back(record, 42 + n), 42 + n);
@@ -64,38 +82,111 @@ TEST_CASE("every truncation") {
     }
 }
 
-TEST_CASE("every room") {
-    const Guarded area(1 << 16);
+TEST_CASE("golden texts in small rooms, and in rooms about as long as they are") {
     const Capture silence;
     for (const Golden& g : goldens()) {
-        CAPTURE(g.name);
-        const std::uint8_t* const payload = area.front(g.payload);
-        const auto print = [&](char* out, int room) {
-            return g.driver->print(payload, g.version, static_cast<int>(g.payload.size()), out, room);
-        };
-        CHECK(rooms_flaw(print, g.text, counts_whole(*g.driver, g.text)) == "");
         const Bytes record = record_of(g);
+        const Call print = {*g.driver, g.version, g.payload.data(), static_cast<int>(g.payload.size())};
         const auto render = [&](char* out, int room) {
             return dd_ffdc_render(as_record(record.data()), record.size(), out, room, nullptr);
         };
-        CHECK(rooms_flaw(render, heading(g) + g.text, false) == "");
+        const Fitted text(g.text), whole(heading(g) + g.text);
+        for (int room = 0; room <= 200; ++room)
+            for (const int from : {0, static_cast<int>(g.text.size()) - 100}) {
+                INFO(g.name);
+                CHECK(room_flaw(print, text, counts_whole(*g.driver, g.text), from + room) == "");
+                CHECK(room_flaw(render, whole, false, from + static_cast<int>(heading(g).size()) + room) == "");
+            }
         // No buffer is a room of nothing.
         CHECK(print(nullptr, 100) == print(nullptr, 0));
     }
 }
 
-TEST_CASE("empty payloads, and lengths below zero") {
+TEST_CASE("every version with every length in every room") {
+    const Guarded area(1 << 16);
     const Capture silence;
-    const Guarded area(1);
-    for (const Golden& g : goldens()) {
-        const std::string empty = decoded(*g.driver, g.version, area.end(), 0);
-        for (int length : {-1, -42, INT_MIN}) {
-            std::string expected = empty;
-            if (const std::size_t at = expected.rfind(" vs 0\n"); at != expected.npos)
-                expected.replace(at + 4, 1, std::to_string(length));
-            const std::string text = decoded(*g.driver, g.version, area.end(), length);
-            if (text != expected) FAIL_CHECK(g.name << ", length " << length << ": " << text);
+    for (const Driver& driver : drivers) {
+        for (const std::uint32_t version : versions()) {
+            std::size_t layout;
+            const bool known = dd_ffdc_layout(driver.type, version, &layout) == DD_FFDC_OK;
+            std::string flaw;
+            // A version without a layout is a dump for any length: a few lengths show it.
+            const std::size_t last = (known ? layout : 24) + 8;
+            for (std::size_t n = 0; n <= last && flaw.empty(); ++n) {
+                const std::uint8_t fill = n % 3 == 0 ? 0xff : n % 3 == 1 ? 1 : 0;
+                const int length = static_cast<int>(n);
+                const Call call = {driver, version, area.back(payload_of(fill, n)), length};
+                const std::string text = rendered(call);
+                const Fitted fitted(text);
+                const bool whole = counts_whole(driver, text);
+                std::set<int> rooms = {0, 1, static_cast<int>(text.size()), static_cast<int>(text.size()) + 1};
+                for (int room = length % room_step; room <= 300; room += room_step) rooms.insert(room);
+                for (const int room : rooms)
+                    if (flaw.empty()) flaw = room_flaw(call, fitted, whole, room);
+                if (!flaw.empty()) flaw += ", length " + std::to_string(n);
+            }
+            INFO(driver.name << ", version " << version);
+            CHECK(flaw == "");
         }
-        if (decoded(*g.driver, g.version, nullptr, 0) != empty) FAIL_CHECK(g.name << ": null payload");
+    }
+}
+
+TEST_CASE("empty payloads, and lengths and rooms below zero") {
+    const Guarded area(1);
+    const Capture silence;
+    for (const Driver& driver : drivers) {
+        for (const std::uint32_t version : versions()) {
+            const std::string empty = decoded(driver, version, area.end(), 0);
+            CHECK(decoded(driver, version, nullptr, 0) == empty);
+            for (const int length : {INT_MIN, INT_MIN + 41, -65536, -42, -1}) {
+                const Call call = {driver, version, area.end(), length};
+                std::string text = empty;
+                if (const std::size_t at = text.rfind(" vs 0\n"); at != text.npos)
+                    text.replace(at + 4, 1, std::to_string(length));
+                INFO(driver.name << ", version " << version << ", length " << length);
+                CHECK(rendered(call) == text);
+                for (const int room : {INT_MIN, -65536, -70, -1, 0, 1, 69, 300})
+                    CHECK(room_flaw(call, Fitted(text), counts_whole(driver, text), room) == "");
+            }
+        }
+    }
+}
+
+TEST_CASE("records whose sizes lie") {
+    const Capture silence;
+    for (const Driver& driver : drivers) {
+        for (const int size : {0, 1, 41, 42, 43, 65535}) {
+            for (const std::size_t there : {42u, 43u, 600u, 65535u}) {
+                // Exactly what is there ends before the guard page.
+                const Guarded area(there);
+                const Bytes bytes =
+                    record_of({.type = driver.type, .version = 1, .size = size}, Bytes(there - 42, 0x81));
+                const std::uint8_t* const record = area.back(bytes);
+                INFO(driver.name << ", size " << size << ", there " << there);
+
+                dd_ffdc_cursor cursor = {0, 0, 0};
+                const std::size_t says = static_cast<std::size_t>(size);
+                CHECK(dd_ffdc_next(record, there, &cursor) == (says < 42      ? DD_FFDC_BAD_SIZE
+                                                               : says > there ? DD_FFDC_CUT
+                                                                              : DD_FFDC_RECORD));
+                dd_ffdc_state state = {};
+                const std::string text = record_text(record, there, &state);
+                CHECK(text.starts_with("  head version[1] time[12abcd fedc0001] size[" + std::to_string(size) + "]\n"));
+                // Values end where the record or what is there of it ends, whichever comes first.
+                struct Seen {
+                    std::size_t end = 42;
+                    bool missing = false;
+                } seen;
+                const auto note = [](void* to, const dd_ffdc_value* v) {
+                    Seen& s = *static_cast<Seen*>(to);
+                    if (v->missing) s.missing = true;
+                    if (!v->missing) s.end = std::max(s.end, std::size_t{v->offset} + v->size);
+                };
+                CHECK(dd_ffdc_values(as_record(record), there, note, &seen) == state);
+                const std::size_t end = std::max<std::size_t>(42, std::min(says, there));
+                CHECK(seen.end <= end);
+                CHECK((seen.missing || seen.end == end));
+            }
+        }
     }
 }
