@@ -121,9 +121,22 @@ class Made(unittest.TestCase):
                 checked = subprocess.run([shell, "-n"], input=script.encode(), capture_output=True)
                 self.assertEqual((checked.returncode, checked.stderr), (0, b""))
 
+    def test_no_completions_for_other_shells(self):
+        status, out, err = run("completion", "csh")
+        self.assertEqual((status, out, b"expected bash|zsh|fish, found 'csh'" in err), (2, b"", True))
+
+    def test_fish_completes_lists(self):
+        for typed, expected in (("d", {"DMA", "DIO", "DRA", "DPSS"}), ("dma,h", {"dma,HDMA"})):
+            with self.subTest(typed):
+                script = f"{ffdc} completion fish | source; complete -C 'ffdc show -t {typed}'"
+                done = subprocess.run(["fish", "-N", "-c", script], capture_output=True, text=True)
+                self.assertLessEqual(expected, {line.split("\t")[0] for line in done.stdout.splitlines()})
+
     def test_bash_completes(self):
         table = [(("s",), "show"), (("show", "--no"), "--no-legend --no-pager"), (("carve", "--from", "h"), "hex"),
-                 (("list", "-t", "MB"), "MBOX"), (("show", "--color", "="), "auto always never"), (("show", "-o", "x"), "")]
+                 (("list", "-t", "MB"), "MBOX"),
+                 (("list", "-t", "d"), "dma dio dra dpss"), (("list", "-t", "dma,h"), "dma,hdma"), (("list", "-t", "dma,H"), "dma,HDMA"),
+                 (("show", "--color", "="), "auto always never"), (("show", "-o", "x"), "")]
         for words, expected in table:
             with self.subTest(words):
                 script = ('eval "$("$0" completion bash)"; COMP_WORDS=(ffdc "$@"); COMP_CWORD=$#; _ffdc; echo "${COMPREPLY[*]}"')

@@ -275,11 +275,13 @@ class Input(unittest.TestCase):
                 file.flush()
                 for command in ("list", "hex") if n == 5 else ("list",):
                     with self.subTest(n, command=command):
-                        whole = [part.replace(file.name.encode(), b"-") if i else part for i, part in enumerate(run(command, file.name))]
-                        self.assertEqual(list(run(command, input=bytes(data))), whole)
+                        status, *texts = run(command, file.name)
+                        whole = [part.replace(file.name.encode(), b"-").split() for part in texts]
+                        found, *texts = run(command, input=bytes(data))  # may be in parts of other widths
+                        self.assertEqual((found, [part.split() for part in texts]), (status, whole))
 
     def test_records_come_out_while_input_arrives(self):
-        for command in ("show", "json", "hex"):
+        for command in ("show", "list", "csv", "json", "hex"):
             with self.subTest(command), subprocess.Popen([ffdc, command], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as child:
                 child.stdin.write(fsi + bytes(70000))
                 child.stdin.flush()
@@ -297,6 +299,19 @@ class Input(unittest.TestCase):
             self.assertEqual([line.split()[:4] for line in both[1].decode().splitlines()],
                              [[a, "0", "0x000000", "DMA"], [b, "0", "0x000000", "FSI"]])
             self.assertEqual(run("list", "--no-legend", folder), both)
+            with self.subTest("directories in it"):
+                Path(folder, "below", "deeper").mkdir(parents=True)
+                Path(folder, "below", "deeper", "c").write_bytes(mbox)
+                Path(folder, "below", "none").write_bytes(b"")
+                os.mkfifo(Path(folder, "below", "pipe"))
+                self.assertEqual(run("list", "--no-legend", folder)[:2], both[:2])
+                self.assertEqual(run("list", "--no-legend", folder)[2].decode(),
+                                 f"ffdc: {folder}: skipped 1 directory in it; -r reads them, too\n")
+                status, out, err = run("list", "--no-legend", "-r", folder)
+                self.assertEqual((status, [line.split()[3] for line in out.splitlines()]), (0, [b"DMA", b"FSI", b"MBOX"]))
+                self.assertEqual(err.decode(), f"ffdc: {folder}/below: skipped 1 entry that is no file\n"
+                                               f"ffdc: {folder}/below/none: is empty\n")
+                os.remove(Path(folder, "below", "pipe"))
             with self.subTest("standard input that is a file, from where it stands"):
                 Path(a).write_bytes(b"junk" + dma)
                 with open(a, "rb") as file:

@@ -30,12 +30,15 @@ std::vector<std::string> flags_of(const CLI::Option& option) {
 }
 std::string value_of(const CLI::Option& option) { return option.get_expected_max() == 0 ? "" : option.get_type_name(); }
 
-// The words that may stand behind an option.
-std::vector<std::string> words_of(const CLI::Option& option) {
-    if (!value_of(option).starts_with("TYPE")) return values_of_option(option);
+std::vector<std::string> type_names() {
     std::vector<std::string> types;
     for (const int type : known_types()) types.emplace_back(dd_ffdc_type_name(type));
     return types;
+}
+// The words that may stand behind an option, or in the list behind it.
+bool takes_list(const CLI::Option& option) { return value_of(option).starts_with("TYPE"); }
+std::vector<std::string> words_of(const CLI::Option& option) {
+    return takes_list(option) ? type_names() : values_of_option(option);
 }
 
 std::string join(const std::vector<std::string>& words, const std::string& between = " ") {
@@ -64,8 +67,13 @@ std::string quoted(std::string text) {
 std::string bash_completion(const CLI::App& app) {
     const auto commands = commands_of(app);
     std::string text = R"(# bash completion for ffdc
+# The last one of a list, in the case of its beginning.
+_ffdc_types() {
+    before=${cur%"${cur##*,}"} cur=${cur##*,}
+    [[ $cur == *[[:lower:]]* ]] && words=${words,,}
+}
 _ffdc() {
-    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} command= word words=
+    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} command= word words= before=
     [[ $cur == = ]] && cur=
     [[ $prev == = ]] && prev=${COMP_WORDS[COMP_CWORD-2]}
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
@@ -79,14 +87,15 @@ _ffdc() {
             if (!value_of(*option).empty()) {
                 const std::string before = command->get_name() + ":";
                 text += "    " + before + join(flags_of(*option), "|" + before) +
-                        ") words=" + quoted(join(words_of(*option))) + " ;;\n";
+                        ") words=" + quoted(join(words_of(*option))) + (takes_list(*option) ? "; _ffdc_types" : "") + " ;;\n";
             }
     text += "    :*) words=" + quoted(join(names_of(commands)) + " " + join(flags_of(app))) + " ;;\n";
     for (const CLI::App* command : commands)
         text += "    " + command->get_name() + ":*) [[ $cur == -* ]] && words=" + quoted(join(flags_of(*command))) +
                 " ;;\n";
     return text +
-           "    esac\n    COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n}\ncomplete -o default -F _ffdc ffdc\n";
+           "    esac\n    COMPREPLY=($(compgen -P \"$before\" -W \"$words\" -- \"$cur\"))\n}\n"
+           "complete -o default -F _ffdc ffdc\n";
 }
 
 std::string zsh_completion(const CLI::App& app) {
@@ -95,7 +104,7 @@ std::string zsh_completion(const CLI::App& app) {
         if (value.empty()) return std::string();
         const std::vector<std::string> words = words_of(option);
         if (words.empty()) return ":" + value + (value == "DIR" ? ":_files -/" : ":_files");
-        if (value.starts_with("TYPE")) return ":TYPE:_values -s , type " + join(words);
+        if (takes_list(option)) return std::string(":TYPE:_ffdc_types");
         return ":WORD:(" + join(words) + ")";
     };
     const auto arguments = [&](const CLI::App& command) {
@@ -108,7 +117,9 @@ std::string zsh_completion(const CLI::App& app) {
         }
         return text;
     };
-    std::string text = "#compdef ffdc\n_ffdc() {\n    if (( CURRENT == 2 )); then\n        local -a commands=(";
+    std::string text = "#compdef ffdc\n_ffdc_types() {\n    compset -P '*,'\n    compadd -M 'm:{a-z}={A-Z}' " +
+                       join(type_names()) +
+                       "\n}\n_ffdc() {\n    if (( CURRENT == 2 )); then\n        local -a commands=(";
     for (const CLI::App* command : commands_of(app))
         text += "\n            " + quoted(command->get_name() + ":" + command->get_description());
     text += "\n        )\n        _describe command commands\n        " + arguments(app) +
@@ -128,7 +139,7 @@ std::string fish_completion(const CLI::App& app) {
         for (const std::string& name : option.get_lnames()) text += " -l " + name;
         const std::vector<std::string> words = words_of(option);
         if (!words.empty())
-            text += " -x -a " + quoted(join(words));
+            text += " -x -a " + quoted(takes_list(option) ? "(__fish_append , " + join(words) + ")" : join(words));
         else if (value_of(option) == "DIR")
             text += " -x -a '(__fish_complete_directories)'";
         else if (!value_of(option).empty())

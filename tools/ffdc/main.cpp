@@ -75,6 +75,8 @@ constexpr char readers[] = "show list count json csv hex carve diff html",
                everywhere[] = "show list count json csv hex carve diff types";
 constexpr Choice choices[] = {
     {"-t,--type", "TYPE,...", "only records of these types, by name or code", everywhere, &Options::types},
+    {"-r,--recursive", "", "also the directories in a directory", "show list count json csv hex carve html",
+     &Options::recursive},
     {"--where", "CONDITION", "only records for which COLUMN OP VALUE holds", with_columns, &Options::where},
     {"--columns", "COLUMN,...", "what to show of a record", "list csv", &Options::columns},
     {"--sort", "COLUMN,...", "in this order; -COLUMN: the largest first", "list", &Options::sort},
@@ -106,6 +108,17 @@ bool has_word(std::string_view words, std::string_view word) {
     return false;
 }
 
+// Names what an option takes; of values separated by '|' it takes no other.
+void take_only(CLI::Option& option, const std::string& what) {
+    option.type_name(what);
+    const std::vector<std::string> values = values_of_option(option);
+    if (values.empty()) return;
+    option.check([values, what](const std::string& given) {
+        if (std::find(values.begin(), values.end(), given) != values.end()) return std::string();
+        return "expected " + what + ", found '" + given + "'";
+    });
+}
+
 void add_choice(CLI::App& command, const Choice& choice, Options& options) {
     CLI::Option* added = nullptr;
     if (const auto flag = std::get_if<bool Options::*>(&choice.target)) {
@@ -117,12 +130,7 @@ void add_choice(CLI::App& command, const Choice& choice, Options& options) {
         added = command.add_option(choice.flags, options.*list, choice.what)->allow_extra_args(false);
         if (std::string_view(choice.value).ends_with(",...")) added->delimiter(',');
     }
-    if (*choice.value) added->type_name(choice.value);
-    if (const std::vector<std::string> values = values_of_option(*added); !values.empty())
-        added->check([values, added](const std::string& given) {
-            if (std::find(values.begin(), values.end(), given) != values.end()) return std::string();
-            return "expected " + added->get_type_name() + ", found '" + given + "'";
-        });
+    if (*choice.value) take_only(*added, choice.value);
 }
 
 int run(int argc, char** argv) {
@@ -149,7 +157,7 @@ int run(int argc, char** argv) {
         for (const Choice& choice : choices)
             if (has_word(choice.commands, command.name)) add_choice(*added, choice, options);
         added->callback([&, two] {
-            if (*command.files && !two) options.files = files_of(options.files);
+            if (*command.files && !two) options.files = files_of(options.files, options.recursive, options.skipped);
             options.paged = command.paged;
             Session session(options);
             try {
@@ -162,7 +170,7 @@ int run(int argc, char** argv) {
     }
     std::string shell;
     CLI::App* const completion = app.add_subcommand("completion", "a shell's completions")->group("");
-    completion->add_option("SHELL", shell)->type_name("bash|zsh|fish")->required();
+    take_only(*completion->add_option("SHELL", shell)->required(), "bash|zsh|fish");
     const auto print = [&](const std::string& text) {
         Output out(options);
         out.put(text);

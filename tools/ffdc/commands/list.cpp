@@ -29,6 +29,8 @@ Listing::Listing(Session& s)
       cells_(columns_.cells().size()),
       rooms_(columns_.cells().size()) {
     for (const std::string& key : s.options.sort) descending_.push_back(key.starts_with('-'));
+    // On a terminal, widths that change would be seen.
+    if (!s.out.is_terminal() && descending_.empty()) s.before_waiting = [this] { table_.print(); };
 }
 
 int Listing::add(const Entry& entry) {

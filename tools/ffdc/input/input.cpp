@@ -70,8 +70,48 @@ bool Inputs::next(Input& input) {
     }
 }
 
-std::vector<std::string> files_of(const std::vector<std::string>& named) {
-    namespace fs = std::filesystem;
+namespace {
+
+namespace fs = std::filesystem;
+
+void add_directory(const fs::path& directory, bool recursive, std::vector<std::string>& files,
+                   std::vector<Skipped>& skipped) {
+    std::vector<std::string> here, below;
+    std::size_t others = 0;
+    std::error_code error;
+    fs::directory_iterator entry(directory, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        std::error_code unknown;
+        const bool link = entry->is_symlink(unknown);
+        if (entry->is_regular_file(unknown))
+            here.push_back(entry->path().string());
+        else if (entry->is_directory(unknown) && !link)
+            below.push_back(entry->path().string());
+        else
+            ++others;
+    }
+    if (error) skipped.push_back({directory.string(), error.message(), true});
+    const auto count = [](std::size_t n, const char* one, const char* many) {
+        return std::to_string(n) + (n == 1 ? one : many);
+    };
+    if (!below.empty() && !recursive)
+        skipped.push_back(
+            {directory.string(),
+             "skipped " + count(below.size(), " directory", " directories") + " in it; -r reads them, too", false});
+    if (others != 0)
+        skipped.push_back({directory.string(),
+                           "skipped " + count(others, " entry that is", " entries that are") + " no file", false});
+    std::ranges::sort(here);
+    std::ranges::sort(below);
+    files.insert(files.end(), here.begin(), here.end());
+    if (!recursive) return;
+    for (const std::string& name : below) add_directory(name, recursive, files, skipped);
+}
+
+}  // namespace
+
+std::vector<std::string> files_of(const std::vector<std::string>& named, bool recursive,
+                                  std::vector<Skipped>& skipped) {
     if (named.empty()) {
         if (isatty(STDIN_FILENO)) throw Fatal("expected a FILE, or input from a pipe, found a terminal");
         return {"-"};
@@ -79,15 +119,10 @@ std::vector<std::string> files_of(const std::vector<std::string>& named) {
     std::vector<std::string> files;
     for (const std::string& name : named) {
         std::error_code error;
-        if (name == "-" || !fs::is_directory(name, error)) {
+        if (name != "-" && fs::is_directory(name, error))
+            add_directory(name, recursive, files, skipped);
+        else
             files.push_back(name);
-            continue;
-        }
-        const std::size_t first = files.size();
-        for (const fs::directory_entry& entry : fs::directory_iterator(name, error))
-            if (entry.is_regular_file(error)) files.push_back(entry.path().string());
-        if (error) throw Fatal(name + ": " + error.message());
-        std::sort(files.begin() + static_cast<std::ptrdiff_t>(first), files.end());
     }
     return files;
 }

@@ -35,5 +35,11 @@ private:
 // What the bytes are but for raw bytes, "" if they are nothing else.
 std::string looks_like(Source& source);
 
-// The files to read: those named, with a directory standing for the files in it; standard input when none is named.
-std::vector<std::string> files_of(const std::vector<std::string>& named);
+// What a directory holds and is not read.
+struct Skipped {
+    std::string name, why;
+    bool failed;  // to be read
+};
+// The files to read: those named, with a directory standing for the files in it, and `recursive` in those below;
+// standard input when none is named.
+std::vector<std::string> files_of(const std::vector<std::string>& named, bool recursive, std::vector<Skipped>& skipped);

@@ -118,6 +118,10 @@ void Session::fail(const std::string& name, const std::string& why) {
 }
 
 void Session::each_input(const std::function<void(Input&)>& use, const char* otherwise) {
+    for (const Skipped& skipped : options.skipped) {
+        failure_ = failure_ || skipped.failed;
+        if (skipped.failed || !options.quiet) out.message(skipped.name + ": " + skipped.why);
+    }
     for (const std::string& file : options.files) {
         try {
             Inputs inputs(file, options.from.empty() ? otherwise : options.from);
@@ -126,7 +130,11 @@ void Session::each_input(const std::function<void(Input&)>& use, const char* oth
                     more = inputs.next(input);
                     if (!more) break;
                     read_as_ = input.told_form();
+                    read_on(*input.source, 1);
+                    const bool empty = input.source->bytes().empty() && input.source->gap().empty();
                     use(input);
+                    if (empty && input.source->error().empty() && !options.quiet)
+                        out.message(input.name + ": is empty");
                 } catch (const Failure& failure) {
                     fail(inputs.name(), failure.what());
                 }
@@ -162,7 +170,10 @@ std::vector<Input> Session::keep_entries(const std::string& file, const Visit& v
 
 void Session::read_on(Source& source, std::size_t n) {
     while (source.bytes().size() < n && !source.ended()) {
-        if (source.waits()) out.pass_on();
+        if (source.waits()) {
+            if (before_waiting) before_waiting();
+            out.pass_on();
+        }
         source.read_on(n);
     }
 }

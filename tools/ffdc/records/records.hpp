@@ -84,6 +84,7 @@ public:
 
     const Options& options;
     Output out;
+    std::function<void()> before_waiting = nullptr;  // for input: puts what has been held back
 
     using Visit = std::function<int(const Entry&)>;  // returns the state that it found
     // Visits every entry of every file that passes the filter, as soon as it is sure what it is, and keeps account of
