@@ -1,4 +1,5 @@
 """What each command shows of good, damaged, unknown and missing records, and the status that it ends with."""
+import json
 import os
 import random
 import re
@@ -209,25 +210,54 @@ class Carve(unittest.TestCase):
         self.assertEqual(self.found(data)[2], "")
 
     def test_a_record_that_the_end_cuts(self):
-        for junk in (b"", b"junk" * 20000):
-            with self.subTest(len(junk)):
+        for size in (0, 80000, (1 << 20) - len(dma) - 50, (2 << 20) - 50):
+            with self.subTest(size):
+                junk = bytes(size)
                 status, hits, err = self.found(junk + dma + mbox[:-1])
-                self.assertEqual((status, hits), (3, [(len(junk), "DMA"), (len(junk + dma), "MBOX")]))
+                self.assertEqual((status, hits), (3, [(size, "DMA"), (size + len(dma), "MBOX")]))
                 self.assertIn("expected a record of 342 bytes, found 341 bytes", err)
-        self.assertEqual(self.found(dma + b"x" + mbox[:-1])[1], [(0, "DMA"), (len(dma) + 1, "MBOX")])
+                self.assertEqual(self.found(dma + junk + b"x" + mbox[:-1], "-q")[1], [(0, "DMA"), (len(dma) + size + 1, "MBOX")])
+                status, hits, err = self.found(dma + junk + mbox[:41])
+                self.assertEqual((status, hits, "found 41 bytes" in err), (3, [(0, "DMA"), (len(dma) + size, "-")], True))
 
-    def test_write_and_decode(self):
+    def test_decode_and_json(self):
         data = b"junk" + dma + b"junk" + unknown_type
+        shown = run("carve", "--decode", "-q", "--no-legend", input=data)[1]
+        self.assertEqual(shown, run("show", "-q", "--no-legend", input=dma + unknown_type)[1])
+        status, out, _ = run("carve", "--json", input=b"junk" + dma + fsi + mbox[:-1])
+        moved = lambda object: {**object, "offset": object["offset"] + 4}
+        self.assertEqual((status, [json.loads(line) for line in out.splitlines()]),
+                         (3, [moved(json.loads(line)) for line in run("json", input=dma + fsi + mbox[:-1])[1].splitlines()]))
+        self.assertEqual(run("carve", "--json", "--decode", input=data)[0], 2)
+
+    def test_write(self):
+        """A file for each chain and for each record; what was written stays; what reads back has no complaint."""
+        chained = lambda data: data[:12] + b"\0\0\0\1" + data[16:]
+        data = b"junk" + chained(dma) + chained(mbox) + fsi + chained(fsi) + b"x" + chained(dma) + record("DIO", 1, b"a" + chained(fsi))
+        at = {"chain": 4, "alone": 4 + len(dma + mbox + fsi), "end": 4 + len(dma + mbox + fsi + fsi) + 1}
+        expected = {f"0x{at['chain']:08x}-DMA": data[4:at["alone"]], f"0x{at['alone']:08x}-FSI": fsi, f"0x{at['end']:08x}-DMA": data[at["end"]:]}
         with tempfile.TemporaryDirectory() as folder:
-            place = os.path.join(folder, "new")
-            status, hits, _ = self.found(data, "--write", place)
-            self.assertEqual((status, len(hits)), (3, 2))
-            self.assertEqual({path.name: path.read_bytes() for path in Path(place).iterdir()},
-                             {"0x00000004-DMA.ffdc": dma, "0x0000012e-TYPE_14.ffdc": unknown_type})
-            status, _, err = self.found(data, "--write", place)
-            self.assertEqual((status, "0x00000004-DMA.ffdc: File exists" in err), (2, True))
-        decoded = run("carve", "--decode", "-q", "--no-legend", input=data)[1]
-        self.assertEqual(decoded, run("show", "-q", "--no-legend", input=dma + unknown_type)[1])
+            def written(*arguments):
+                status, _, err = run("carve", "--write", "new/er", *arguments, cwd=folder)
+                files = {path.name: path.read_bytes() for path in Path(folder, "new", "er").iterdir()}
+                for name in files:
+                    self.assertEqual(run("list", name, cwd=os.path.join(folder, "new", "er"))[::2], (0, b""))
+                return status, files, err.decode()
+
+            for name in ("a/dump", "b/dump"):
+                Path(folder, name).parent.mkdir()
+                Path(folder, name).write_bytes(data)
+            status, files, err = written("a/dump")
+            self.assertEqual((status, files), (0, {name + ".ffdc": bytes for name, bytes in expected.items()}))
+            self.assertEqual(err, f"ffdc: a/dump: offset 0x{at['alone']:06x}: chain flag 1 is cleared in new/er/0x{at['alone']:08x}-FSI.ffdc, "
+                                  "as the record that it announces was not found behind it\n")
+            again = {f"{name}{number}.ffdc": bytes for name, bytes in expected.items() for number in ("", "-2")}
+            self.assertEqual(written("-q", "a/dump"), (0, again, ""))
+            both = {f"{input}_dump-{name}.ffdc": bytes for name, bytes in expected.items() for input in "ab"}
+            self.assertEqual(written("-q", "a/dump", "b/dump"), (0, again | both, ""))
+            inner = {f"0x{at['end'] + len(dma) + 43:08x}-FSI.ffdc": fsi}
+            self.assertLessEqual(inner.items(), written("-q", "--all", "a/dump")[1].items())
+            self.assertEqual(len(list(Path(folder, "new", "er").iterdir())), 16)
 
 
 class Diff(unittest.TestCase):

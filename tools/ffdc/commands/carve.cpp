@@ -5,12 +5,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
 #include "commands/commands.hpp"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc};
 
@@ -18,14 +23,17 @@ constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc};
 class Progress {
 public:
     explicit Progress(const Session& s)
-        : shown_(isatty(STDERR_FILENO) == 1 && !s.options.quiet && !s.options.verbose && !s.options.decode) {}
+        : shown_(isatty(STDERR_FILENO) == 1 && steers(std::getenv("TERM")) && !s.options.quiet && !s.options.verbose &&
+                 !s.options.decode && !s.options.json) {}
 
     void tell(const Input& input, std::size_t done, std::size_t hits) {
         const auto now = std::chrono::steady_clock::now();
         if (!shown_ || now < next_) return;
         next_ = now + std::chrono::milliseconds(200);
         cleared_ = false;
-        std::fprintf(stderr, "\r\33[Kffdc: %s: %zu MiB", input.name.c_str(), done >> 20);
+        std::string name = input.name;
+        tame(name.data(), name.size());
+        std::fprintf(stderr, "\r\33[Kffdc: %s: %zu MiB", name.c_str(), done >> 20);
         if (input.source->size() != 0) std::fprintf(stderr, " of %zu", input.source->size() >> 20);
         std::fprintf(stderr, ", %zu records", hits);
     }
@@ -37,28 +45,118 @@ public:
 private:
     bool shown_, cleared_ = true;
     std::chrono::steady_clock::time_point next_ = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+
+    static bool steers(const char* terminal) { return terminal && std::strcmp(terminal, "dumb") != 0; }
 };
 
-// A file for a record, which must not be there yet.
-void write_record(const Session& s, const Entry& entry) {
-    namespace fs = std::filesystem;
-    const fs::path directory = s.options.write_to;
-    std::error_code error;
-    fs::create_directory(directory, error);
-    const std::string input = s.options.files.size() > 1 ? fs::path(entry.file).filename().string() + "-" : "";
-    const fs::path path = directory / (input + hex_number(entry.offset, 8) + "-" + type_name(entry) + ".ffdc");
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    bool written =
-        file >= 0 && write(file, entry.bytes.data(), entry.bytes.size()) == static_cast<ssize_t>(entry.bytes.size());
-    if (file >= 0) written = close(file) == 0 && written;
-    if (!written) throw Fatal(path.string() + ": " + std::strerror(errno));
-}
+// Files for what is found: one for each chain whose records lie end to end, and for each other record.
+class Files {
+public:
+    explicit Files(Session& s) : s_(s), directory_(s.options.write_to) {
+        std::error_code error;  // told when there is something to write
+        fs::create_directories(directory_, error);
+    }
+
+    // Entries of one input come in the order of their offsets.
+    void add(const Entry& entry) {
+        const auto passed = [&](const Chain& chain) { return chain.end < entry.offset; };
+        close_those(passed);
+        const auto before =
+            std::ranges::find_if(chains_, [&](const Chain& chain) { return chain.end == entry.offset; });
+        const bool goes_on = before != chains_.end();
+        Chain chain = goes_on ? *before : Chain{new_file(entry)};
+        if (goes_on) chains_.erase(before);
+        put_at(chain, chain.size, entry.bytes);
+        chain.flag_at = chain.size + offsetof(dd_ffdc_hdr, chained);
+        chain.size += entry.bytes.size();
+        chain.last = entry.offset;
+        chain.end = entry.offset + entry.bytes.size();
+        chain.flag = entry.has_header() ? word(entry.header().chained) : 0;
+        if (!entry.is_damaged() && chain.flag != 0) chains_.push_back(chain);
+    }
+    // The input ends. What it had is its own.
+    void finish() {
+        close_those([](const Chain&) { return true; });
+    }
+
+private:
+    struct Chain {
+        std::string path, input;
+        std::size_t size = 0;           // of the file
+        std::size_t last = 0, end = 0;  // the last record, and behind it, in the input
+        std::size_t flag_at = 0;        // of the last record, in the file
+        std::uint32_t flag = 0;
+    };
+    Session& s_;
+    const fs::path directory_;
+    std::vector<Chain> chains_;  // that go on; several where records lie in records
+
+    // A name that no other file has: one of before stays.
+    Chain new_file(const Entry& entry) const {
+        const std::string name =
+            input_part(entry) + hex_number(entry.offset, 8) + "-" + (entry.has_header() ? type_name(entry) : "CUT");
+        for (int number = 1;; ++number) {
+            const fs::path path = directory_ / (name + (number == 1 ? "" : "-" + std::to_string(number)) + ".ffdc");
+            const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            if (file >= 0 && close(file) == 0) return {path, entry.file};
+            if (errno != EEXIST) fail(path);
+        }
+    }
+    // Says which input it was, where there are several.
+    std::string input_part(const Entry& entry) const {
+        constexpr std::size_t longest = 180;
+        if (s_.options.files.size() == 1 && entry.file == s_.options.files[0]) return "";
+        std::string name = entry.file == "-" ? "stdin" : entry.file;
+        name.erase(0, std::min(name.find_first_not_of("./"), name.size()));
+        std::ranges::replace(name, '/', '_');
+        tame(name.data(), name.size());
+        return name.substr(name.size() - std::min(name.size(), longest)) + "-";
+    }
+
+    [[noreturn]] static void fail(const std::string& path) { throw Fatal(path + ": " + std::strerror(errno)); }
+    void put_at(const Chain& chain, std::size_t at, Bytes bytes) const {
+        const int file = open(chain.path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (file < 0) fail(chain.path);
+        while (!bytes.empty()) {
+            const ssize_t n = pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(at));
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) break;
+            at += static_cast<std::size_t>(n);
+            bytes = bytes.subspan(static_cast<std::size_t>(n));
+        }
+        const int error = errno;
+        if (close(file) != 0) fail(chain.path);
+        errno = error;
+        if (!bytes.empty()) fail(chain.path);
+    }
+
+    // A flag that announces a record which the file does not have is cleared there, so that the file is a whole chain.
+    template <typename Which>
+    void close_those(const Which& which) {
+        for (const Chain& chain : chains_) {
+            if (!which(chain)) continue;
+            constexpr std::uint8_t none[sizeof(dd_ffdc_hdr::chained)] = {};
+            put_at(chain, chain.flag_at, none);
+            if (!s_.options.quiet)
+                s_.out.message(chain.input + ": offset " + hex_number(chain.last) + ": chain flag " +
+                               std::to_string(chain.flag) + " is cleared in " + chain.path +
+                               ", as the record that it announces was not found behind it");
+        }
+        std::erase_if(chains_, which);
+    }
+};
 
 // Whether the header is that of a record, but for its size.
 bool is_credible(const Entry& entry) {
     if (!entry.has_header()) return false;
     const dd_ffdc_hdr& header = entry.header();
     return word(header.head_version) == 1 || (dd_ffdc_type_name(entry.type()) && word(header.chained) <= 1);
+}
+
+// Whether the end of the input cuts a record that begins where these bytes do.
+bool is_cut(const Entry& rest) {
+    if (rest.has_header()) return is_credible(rest) && rest.size() > rest.bytes.size();
+    return rest.bytes.size() >= offsetof(dd_ffdc_hdr, pid) && word(rest.header().head_version) == 1;
 }
 
 // The walk takes a dump for what it should be, records end to end. Here it may be anything: bytes between records are
@@ -68,11 +166,12 @@ public:
     Carver(Session& session, const Session::Visit& visit) : s_(session), visit_(visit), progress_(session) {}
 
     void read(Input& input) {
-        index_ = 0;
+        index_ = cut_end_ = 0;
         const std::string form = s_.options.from.empty() ? looks_like(*input.source) : "";
         s_.walk(input, [&](const Entry& entry) {
             progress_.tell(input, entry.offset, index_);
             const bool whole = !entry.is_damaged();
+            if (entry.offset < cut_end_) return;
             const bool shown = is_credible(entry) && (whole || entry.step == DD_FFDC_CUT);
             if (shown) found(entry.file, entry.offset, entry.bytes, entry.step);
             if (!shown) tell_rejected(entry, input);
@@ -88,6 +187,7 @@ private:
     const Session::Visit& visit_;
     Progress progress_;
     std::size_t index_ = 0;
+    std::size_t cut_end_ = 0;  // of the record that the end of the input cuts, which may lie in several parts of damage
 
     void found(const std::string& file, std::size_t offset, Bytes bytes, int step) {
         s_.one_entry({file, offset, index_++, bytes, step}, visit_);
@@ -103,17 +203,22 @@ private:
 
     // What bears the magic in bytes that are no record: one that the end of the input cuts, or nothing.
     void tell_rejected(const Entry& entry, const Input& input) {
-        const Bytes area = entry.bytes;
-        const bool last = input.source->ended() && input.source->bytes().size() == area.size();
-        if (!last && !s_.options.verbose) return;
-        for (std::size_t at = 0; at < area.size(); ++at) {
-            const void* const hit = memmem(area.data() + at, area.size() - at, magic, sizeof magic);
+        constexpr std::size_t longest = 0xffff;
+        const Bytes area = entry.bytes, rest = input.source->bytes();
+        const bool last = input.source->ended() && rest.size() - area.size() < longest &&
+                          dd_ffdc_find(rest.data(), rest.size(), area.size()) >= rest.size();
+        std::size_t at = s_.options.verbose ? 0 : last ? rest.size() - std::min(rest.size(), longest) : area.size();
+        for (; at < area.size(); ++at) {
+            const void* const hit = memmem(rest.data() + at, std::min(area.size() + sizeof magic - 1, rest.size()) - at,
+                                           magic, sizeof magic);
             if (!hit) return;
-            at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - area.data());
-            const Entry candidate{entry.file, entry.offset + at, 0, area.subspan(at), DD_FFDC_CUT};
-            if (last && is_credible(candidate) && candidate.size() > candidate.bytes.size())
+            at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - rest.data());
+            const Entry candidate{entry.file, entry.offset + at, 0, rest.subspan(at), DD_FFDC_CUT};
+            if (last && is_cut(candidate)) {
+                cut_end_ = candidate.offset + candidate.bytes.size();
                 return found(entry.file, candidate.offset, candidate.bytes, candidate.step);
-            if (s_.options.verbose) tell_why(candidate);
+            }
+            if (s_.options.verbose) tell_why({entry.file, candidate.offset, 0, area.subspan(at), DD_FFDC_CUT});
         }
     }
     void tell_why(Entry entry) {
@@ -134,14 +239,23 @@ private:
 }  // namespace
 
 int carve(Session& s) {
+    if (s.options.decode && s.options.json) throw Fatal("expected one of --decode and --json, found both");
     Listing listing(s);
+    const Session::Visit visit_json = json_visit(s);
+    std::optional<Files> files;
+    if (!s.options.write_to.empty()) files.emplace(s);
     const Session::Visit visit = [&](const Entry& entry) {
-        if (!s.options.write_to.empty()) write_record(s, entry);
-        return s.options.decode ? show_entry(s, entry) : listing.add(entry);
+        if (files) files->add(entry);
+        return s.options.decode ? show_entry(s, entry) : s.options.json ? visit_json(entry) : listing.add(entry);
     };
     Carver carver(s, visit);
-    s.each_input([&](Input& input) { carver.read(input); }, "raw");
+    const auto read = [&](Input& input) {
+        if (files) files->finish();  // with what an input that could not be read to its end has left
+        carver.read(input);
+    };
+    s.each_input(read, "raw");
+    if (files) files->finish();
     carver.finish();
-    if (!s.options.decode) listing.print();
+    if (!s.options.decode && !s.options.json) listing.print();
     return s.status();
 }

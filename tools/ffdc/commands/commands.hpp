@@ -17,6 +17,7 @@ int diff(Session& s);
 
 // Pieces that carve uses too.
 int show_entry(Session& s, const Entry& entry);
+Session::Visit json_visit(Session& s);  // puts the object of an entry
 class Listing {
 public:
     explicit Listing(Session& s);

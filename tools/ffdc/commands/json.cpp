@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 #include <unordered_map>
 
@@ -376,11 +377,14 @@ private:
 };
 
 template <typename W>
-int put_all(Session& s) {
-    Objects<W> objects(s);
-    return s.each_entry([&](const Entry& entry) { return objects.put(entry); }, Parts::all);
+Session::Visit visit_with(Session& s) {
+    return [objects = std::make_shared<Objects<W>>(s)](const Entry& entry) { return objects->put(entry); };
 }
 
 }  // namespace
 
-int json(Session& s) { return s.options.pretty ? put_all<Writer<Pretty>>(s) : put_all<Writer<Compact>>(s); }
+Session::Visit json_visit(Session& s) {
+    return s.options.pretty ? visit_with<Writer<Pretty>>(s) : visit_with<Writer<Compact>>(s);
+}
+
+int json(Session& s) { return s.each_entry(json_visit(s), Parts::all); }
