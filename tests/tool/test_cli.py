@@ -61,6 +61,28 @@ class Help(unittest.TestCase):
                     self.assertEqual(len(examples), 2)
                     self.assertTrue(all("ffdc " + command in line for line in examples))
 
+    def test_examples_work_for_one_file_and_for_several(self):
+        environment = {**os.environ, "PATH": os.path.dirname(ffdc) + os.pathsep + os.environ["PATH"]}
+        names = ("dump.bin", "before.bin", "after.bin", "memory.dump", "flash.img", "dumps/a.ffdc")
+        with tempfile.TemporaryDirectory() as folder:
+            os.mkdir(os.path.join(folder, "dumps"))
+            for name in names:
+                Path(folder, name).write_bytes(dma + mbox + record("SCOM", *case("scom", "v1")))
+            Path(folder, "dumps", "b.ffdc").write_bytes(record(14, 1, b""))
+            for command, text in helps.items():
+                if command == "html":  # needs the viewer's page
+                    continue
+                for example in text.split("Examples:\n")[1].strip().splitlines():
+                    example = example.strip().replace("ssh sp cat /var/log/ffdc", "cat memory.dump")
+                    for files in ("dump.bin", "dump.bin flash.img"):
+                        with self.subTest(example, files=files):
+                            script = "set -o pipefail; rm -f v.db; " + example.replace("dump.bin", files)
+                            done = subprocess.run(["bash", "-c", script], cwd=folder, env=environment, stdin=subprocess.DEVNULL, capture_output=True)
+                            expected = (3, True) if "dumps" in example else (0, False)
+                            self.assertEqual((done.returncode, b"a known type, found type 14" in done.stderr), expected, done.stderr)
+                            made = Path(folder, "records.csv" if "records.csv" in example else "v.db" if "v.db" in example else "found")
+                            self.assertTrue(done.stdout or made.exists())
+
     def test_version(self):
         for flag in ("-V", "--version"):
             status, out, _ = run(flag)
@@ -222,15 +244,15 @@ class Terminal(unittest.TestCase):
                     slow.write(part)
                     time.sleep(1.1)
 
-        for options, told in (((), True), (("-q",), False)):
-            with self.subTest(options), tempfile.TemporaryDirectory() as folder:
-                pipe = os.path.join(folder, "pipe")
+        for options, terminal, told in (((), "xterm", True), (("-q",), "xterm", False), ((), "dumb", False)):
+            with self.subTest(options, terminal=terminal), tempfile.TemporaryDirectory() as folder:
+                pipe = os.path.join(folder, "pipe\33[2J")
                 os.mkfifo(pipe)
                 writer = threading.Thread(target=write, args=(pipe,))
                 writer.start()
-                _, shown = on_terminal("carve", "--color=never", *options, pipe)
+                _, shown = on_terminal("carve", "--color=never", *options, pipe, TERM=terminal)
                 writer.join()
-                self.assertEqual(re.findall(r"\r\x1b\[Kffdc: .*: ([234]) MiB, 0 records.*\r\x1b\[K", shown) != [], told, shown)
+                self.assertEqual(re.findall(r"\r\x1b\[Kffdc: .*/pipe\.\[2J: ([234]) MiB, 0 records.*\r\x1b\[K", shown) != [], told, shown)
                 self.assertIn("0x400000 DMA", shown)
 
     def test_messages_come_after_the_output(self):

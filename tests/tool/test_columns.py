@@ -96,6 +96,8 @@ class Where(unittest.TestCase):
                 status, out, _ = run(command, "--where", "rc=7", "-t", "dma", input=dump)
                 self.assertEqual((status, len(re.findall(count, out))), (0 if command == "carve" else 3, 1))
         self.assertEqual(run("list", "--where", "rc=8", input=dma)[:2], (1, b""))
+        status, out, _ = run("csv", "--where", "state = damaged", input=dma + b"damage" + dma)
+        self.assertEqual((status, len(out.splitlines())), (3, 2))
 
     def test_only_what_is_asked_for_is_decoded(self):
         """A payload of 64 KiB is a dump of 280 KB as text, but none of that is read where the header says no."""

@@ -248,6 +248,11 @@ one is as it was.
 .B diff
 takes records for the same by their bytes, then for partners by type, version, time and task, then by type and version, then
 by type, always in their order; one that has no partner is a line by itself.
+.PP
+.B carve \-\-write
+makes a file of each chain whose records lie end to end, and of each other record. The chain flag of a last record that
+announces one which is not there is cleared in the file, and told. Files that are there already stay: names get a number.
+.PP
 .B json
 writes one object a line; its shape is fixed, and a number in it,
 .BR format ,
@@ -261,7 +266,7 @@ a damaged place without a header is told on standard error only.
 All is well.
 .TP
 .B 1
-No record was found, or none of the types asked for;
+No record was found, or nothing that was asked for;
 .BR diff :
 the dumps differ. (That neither has a record is an error.)
 .TP

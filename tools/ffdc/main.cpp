@@ -39,7 +39,7 @@ constexpr Command commands[] = {
      "  ffdc csv --values dump.bin | sqlite3 v.db '.import --csv /dev/stdin v'"},
     {"hex", hex, "every byte, with the value that it belongs to", "[FILE...]", true,
      "  ffdc hex dump.bin\n"
-     "  xxd dump.bin | ffdc hex -t scom"},
+     "  hexdump -C dump.bin | ffdc hex -t scom"},
     {"carve", carve, "records found in memory dumps and flash images", "[FILE...]", false,
      "  ffdc carve -v flash.img\n"
      "  ffdc carve --write found memory.dump"},

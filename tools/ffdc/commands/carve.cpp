@@ -50,9 +50,9 @@ private:
 };
 
 // Files for what is found: one for each chain whose records lie end to end, and for each other record.
-class Files {
+class RecordFiles {
 public:
-    explicit Files(Session& s) : s_(s), directory_(s.options.write_to) {
+    explicit RecordFiles(Session& s) : s_(s), directory_(s.options.write_to) {
         std::error_code error;  // told when there is something to write
         fs::create_directories(directory_, error);
     }
@@ -242,7 +242,7 @@ int carve(Session& s) {
     if (s.options.decode && s.options.json) throw Fatal("expected one of --decode and --json, found both");
     Listing listing(s);
     const Session::Visit visit_json = json_visit(s);
-    std::optional<Files> files;
+    std::optional<RecordFiles> files;
     if (!s.options.write_to.empty()) files.emplace(s);
     const Session::Visit visit = [&](const Entry& entry) {
         if (files) files->add(entry);

@@ -134,8 +134,7 @@ private:
         std::string line = "only in " + place_of(entry);
         if (entry.has_header()) {
             const dd_ffdc_hdr& header = entry.header();
-            line += " version " + std::to_string(entry.version()) + " time " + hex_number(word(header.time[0]), 1) +
-                    ":" + hex_number(word(header.time[1]), 1) + " pid " +
+            line += " version " + std::to_string(entry.version()) + " time " + time_text(header) + " pid " +
                     std::to_string(static_cast<std::int32_t>(word(header.pid)));
         }
         s_.out.put_foreign(line, Style::bad);

@@ -153,12 +153,9 @@ const FixedColumn fixed[] = {
      Need::entry,
      [](const Asking& a) {
          if (!a.entry.has_header()) return;
-         const std::uint32_t words[] = {word(a.entry.header().time[0]), word(a.entry.header().time[1])};
-         char text[2 * 8 + 1];
-         char* const colon = std::to_chars(text, std::end(text), words[0], 16).ptr;
-         *colon = ':';
-         char* const end = std::to_chars(colon + 1, std::end(text), words[1], 16).ptr;
-         a.name(unsigned_number(std::uint64_t{words[0]} << 32 | words[1]), a.keep({text, end}));
+         const dd_ffdc_hdr& header = a.entry.header();
+         a.name(unsigned_number(std::uint64_t{word(header.time[0])} << 32 | word(header.time[1])),
+                a.keep(time_text(header)));
      },
      parse_time},
     {{"cause", false, Cut::end}, Need::values, [](const Asking& a) { a.text(a.cause()); }},

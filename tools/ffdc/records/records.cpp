@@ -69,6 +69,13 @@ const std::vector<int>& known_types() {
     return types;
 }
 
+std::string time_text(const dd_ffdc_hdr& header) {
+    char text[2 * 8 + 1];
+    char* const colon = std::to_chars(text, std::end(text), word(header.time[0]), 16).ptr;
+    *colon = ':';
+    return {text, std::to_chars(colon + 1, std::end(text), word(header.time[1]), 16).ptr};
+}
+
 int parse_type(const std::string& text, const char* option) {
     std::string_view name = text;
     for (const std::string_view prefix : {"FFDC_", "TYPE_"})
@@ -241,7 +248,7 @@ void Session::one_entry(const Entry& entry, const Visit& visit) {
         (entry.has_header() ? wants(entry.type()) : options.types.empty()) && (!where_ || where_->holds(entry));
     if (entry.has_header() && !wanted) return;
     const int state = wanted ? visit(entry) : damaged;
-    any_ = any_ || entry.has_header();
+    any_ = any_ || entry.has_header() || (wanted && where_);
     if (state == DD_FFDC_OK) return;
     damage_ = true;
     if (options.quiet) return;

@@ -55,6 +55,7 @@ std::string type_name(int type);            // "DMA", or "TYPE_14" where the cod
 std::string type_name(const Entry& entry);  // "-" without a header
 std::string hex_number(std::uint64_t v, int digits = 6);
 std::string hex_digits(Bytes bytes);
+std::string time_text(const dd_ffdc_hdr& header);  // 5f3c0001:2a
 
 // What is wrong with an entry whose state is not ok.
 struct Trouble {
