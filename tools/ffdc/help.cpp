@@ -87,7 +87,8 @@ _ffdc() {
             if (!value_of(*option).empty()) {
                 const std::string before = command->get_name() + ":";
                 text += "    " + before + join(flags_of(*option), "|" + before) +
-                        ") words=" + quoted(join(words_of(*option))) + (takes_list(*option) ? "; _ffdc_types" : "") + " ;;\n";
+                        ") words=" + quoted(join(words_of(*option))) + (takes_list(*option) ? "; _ffdc_types" : "") +
+                        " ;;\n";
             }
     text += "    :*) words=" + quoted(join(names_of(commands)) + " " + join(flags_of(app))) + " ;;\n";
     for (const CLI::App* command : commands)
