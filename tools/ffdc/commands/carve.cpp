@@ -108,7 +108,8 @@ private:
         if (s_.options.files.size() == 1 && entry.file == s_.options.files[0]) return "";
         std::string name = entry.file == "-" ? "stdin" : entry.file;
         name.erase(0, std::min(name.find_first_not_of("./"), name.size()));
-        std::ranges::replace(name, '/', '_');
+        std::ranges::replace_if(
+            name, [](char c) { return c == '/' || c == ':'; }, '_');
         tame(name.data(), name.size());
         return name.substr(name.size() - std::min(name.size(), longest)) + "-";
     }
