@@ -281,11 +281,13 @@ class Input(unittest.TestCase):
                         self.assertEqual((found, [part.split() for part in texts]), (status, whole))
 
     def test_records_come_out_while_input_arrives(self):
-        for command in ("show", "list", "csv", "json", "hex"):
-            with self.subTest(command), subprocess.Popen([ffdc, command], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as child:
+        for command in ("show", "list", "csv", "json", "hex", "carve", "carve --json"):
+            with self.subTest(command), subprocess.Popen([ffdc, *command.split(), "-q"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as child:
                 child.stdin.write(fsi + bytes(70000))
                 child.stdin.flush()
-                self.assertIn(b"FSI", child.stdout.read1())
+                first = child.stdout.read1()
+                self.assertIn(b"FSI", first)
+                self.assertEqual(first[:1] == b"{", "json" in command, first)
                 child.stdin.close()
                 child.stdout.read()
 

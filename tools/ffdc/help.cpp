@@ -118,7 +118,7 @@ std::string zsh_completion(const CLI::App& app) {
         }
         return text;
     };
-    std::string text = "#compdef ffdc\n_ffdc_types() {\n    compset -P '*,'\n    compadd -M 'm:{a-z}={A-Z}' " +
+    std::string text = "#compdef ffdc\n_ffdc_types() {\n    compset -P '*,'\n    compadd -q -S , -M 'm:{a-z}={A-Z}' " +
                        join(type_names()) +
                        "\n}\n_ffdc() {\n    if (( CURRENT == 2 )); then\n        local -a commands=(";
     for (const CLI::App* command : commands_of(app))
@@ -197,7 +197,9 @@ says it;
 takes all for raw bytes unless
 .B \-\-from=auto
 is given. Lines of a text that are missing or cannot be read are damage of their place; offsets are those of the text.
-A directory stands for the files in it. Input is never sought in: what is not a file is read in windows, and records come
+A directory stands for the files in it, with
+.B \-r
+also for those in the directories below. Input is never sought in: what is not a file is read in windows, and records come
 out as soon as 64 KiB are behind them. Damage longer than 1 MiB is told once, and comes in parts in
 .B hex
 and

@@ -34,6 +34,7 @@ private:
     Columns columns_, keys_;
     std::vector<bool> descending_;
     Table table_;
+    bool waits_ = false;  // a row, to be printed
     std::vector<std::string_view> cells_;
     std::vector<Cell::Room> rooms_;
     std::vector<Kept> kept_;

@@ -1,6 +1,7 @@
 // One row a record.
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "commands/commands.hpp"
 
@@ -30,7 +31,10 @@ Listing::Listing(Session& s)
       rooms_(columns_.cells().size()) {
     for (const std::string& key : s.options.sort) descending_.push_back(key.starts_with('-'));
     // On a terminal, widths that change would be seen.
-    if (!s.out.is_terminal() && descending_.empty()) s.before_waiting = [this] { table_.print(); };
+    if (!s.out.is_terminal() && descending_.empty())
+        s.before_waiting = [this] {
+            if (std::exchange(waits_, false)) table_.print();
+        };
 }
 
 int Listing::add(const Entry& entry) {
@@ -39,6 +43,7 @@ int Listing::add(const Entry& entry) {
     for (std::size_t i = 0; i < cells.size(); ++i) cells_[i] = cells[i].for_people(rooms_[i]);
     const Style style = state == DD_FFDC_OK ? Style::plain : Style::bad;
     descending_.empty() ? table_.row(cells_, style) : keep(entry, style);
+    waits_ = true;
     return state;
 }
 
