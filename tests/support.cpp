@@ -281,8 +281,7 @@ bool exact(const Driver& driver) {
 bool counts_whole(const Driver& driver, std::string_view text) {
     const std::set<int> always = {FFDC_TYPE_DMA,  FFDC_TYPE_HDMA,  FFDC_TYPE_RTC,
                                   FFDC_TYPE_SPAD, FFDC_TYPE_IOMUX, FFDC_TYPE_TONE};
-    const std::set<int> messages = {FFDC_TYPE_SCAN, FFDC_TYPE_SCOM, FFDC_TYPE_MTDCRAM};
-    return always.contains(driver.type) || (messages.contains(driver.type) && text.starts_with("Unrecognized"));
+    return always.contains(driver.type) || text.starts_with("Unrecognized");
 }
 
 std::string trace_of(const Golden& golden) {
