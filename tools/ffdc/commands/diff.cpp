@@ -14,18 +14,18 @@ std::uint64_t hash(Bytes bytes) {
 
 // An entry, in less memory: there may be millions.
 struct Item {
-    const std::string* file;
     const std::uint8_t* at;
-    std::uint64_t offset, size;
-    std::uint32_t index;
+    std::uint64_t offset;
+    std::uint32_t size, index, file;
     int step;
 };
 struct Dump {
     std::vector<Input> inputs;
-    std::deque<Item> items;  // never twice in memory, as a vector is when it grows
+    std::vector<const std::string*> files;  // their names
+    std::deque<Item> items;                 // never twice in memory, as a vector is when it grows
 
     Entry entry(const Item& item) const {
-        return {*item.file, item.offset, item.index, {item.at, item.size}, item.step};
+        return {*files[item.file], item.offset, item.index, {item.at, item.size}, item.step};
     }
 };
 
@@ -97,8 +97,10 @@ private:
 
     void read(Dump& dump, const std::string& file) {
         dump.inputs = s_.keep_entries(file, [&](const Entry& entry) {
-            dump.items.push_back({&entry.file, entry.bytes.data(), entry.offset, entry.bytes.size(),
-                                  static_cast<std::uint32_t>(entry.index), entry.step});
+            if (dump.files.empty() || dump.files.back() != &entry.file) dump.files.push_back(&entry.file);
+            dump.items.push_back({entry.bytes.data(), entry.offset, static_cast<std::uint32_t>(entry.bytes.size()),
+                                  static_cast<std::uint32_t>(entry.index),
+                                  static_cast<std::uint32_t>(dump.files.size() - 1), entry.step});
             any_ = any_ || entry.has_header();
             return state_of(entry);
         });
