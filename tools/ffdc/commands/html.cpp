@@ -18,7 +18,7 @@ constexpr std::string_view place_of_dumps = "<!-- dumps -->\n";
 fs::path page_path() {
     constexpr const char* name = "share/ffdc/ffdc-viewer.html";
     std::error_code error;
-    const fs::path beside = fs::read_symlink("/proc/self/exe", error).parent_path().parent_path() / name;
+    fs::path beside = fs::read_symlink("/proc/self/exe", error).parent_path().parent_path() / name;
     if (!error && fs::exists(beside, error)) return beside;
     if (fs::exists(FFDC_PAGE, error)) return FFDC_PAGE;
     throw Fatal("expected the viewer's page at " + beside.string() +

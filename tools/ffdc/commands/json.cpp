@@ -340,7 +340,7 @@ public:
     }
 
 private:
-    static inline const std::string cause_name[] = {"cause"};
+    static inline const std::string cause_name[] = {"cause"};  // NOLINT(cert-err58-cpp): see the columns
     Session& s_;
     Stream out_;
     W w_;

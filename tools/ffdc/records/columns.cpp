@@ -95,7 +95,7 @@ namespace {
 using Asking = FixedColumn::Asking;
 
 bool parse_time(const std::string& text, Number& number) {
-    std::uint32_t words[2];
+    std::uint32_t words[2] = {};
     const char* at = text.data();
     const char* const end = at + text.size();
     for (std::uint32_t& w : words) {
@@ -108,6 +108,8 @@ bool parse_time(const std::string& text, Number& number) {
     return true;
 }
 
+// Memory that is refused before main ends the program as it does later.
+// NOLINTNEXTLINE(cert-err58-cpp)
 const FixedColumn fixed[] = {
     {{"file", false, Cut::begin}, Need::entry, [](const Asking& a) { a.text(a.entry.file); }},
     {{"offset"},
@@ -204,7 +206,7 @@ std::size_t distance(std::string_view a, std::string_view b) {
 }
 
 // Before the key of a value, where a column of the record itself has the same name.
-const std::string payload = "payload.";
+constexpr std::string_view payload = "payload.";
 
 [[noreturn]] void no_such_column(const std::string& name, const char* option) {
     std::vector<std::pair<std::size_t, std::string>> near;
@@ -214,7 +216,7 @@ const std::string payload = "payload.";
         near.emplace_back(there, known);
     };
     for (const FixedColumn& column : fixed) add(column.column.name);
-    for (const auto& [key, _] : known_keys(true)) add(find_fixed(key) ? payload + key : key);
+    for (const auto& [key, _] : known_keys(true)) add(find_fixed(key) ? std::string(payload) + key : key);
     std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     std::string text;
     for (std::size_t i = 0; i < 5; ++i) text += (i == 0 ? "" : ", ") + near[i].second;
