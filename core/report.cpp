@@ -408,7 +408,7 @@ dd_ffdc_value Report::value_of(Key name, std::size_t at, std::size_t size, dd_ff
 void Report::put_value(Say say, const Field& field, Key name) {
     dd_ffdc_value value = value_of(name, field.at[layout], field.width, DD_FFDC_NAME);
     value.number = static_cast<std::int32_t>(peek(field));
-    value.mask = all_bits(field.width);
+    value.mask = all_bits(sizeof(std::int32_t));
     value.own.step = reinterpret_cast<const void*>(say);
     put_and_tell(value);
 }
