@@ -77,7 +77,8 @@ class Fleet(unittest.TestCase):
         page = (root / "docs" / "fleet.md").read_text()
         script = "set -eu\n" + "\n".join(re.findall(r"^```sh\n(.*?)^```$", page, re.M | re.S))
         variables = {**os.environ, "PATH": f"{place / 'bin'}:{os.environ['PATH']}", "HOME": str(place / "home"),
-                     "PARALLEL_SSH": str(place / "bin" / "remote"), "LC_ALL": "C.UTF-8"}
+                     "PARALLEL_SSH": str(place / "bin" / "remote"), "LC_ALL": "C.UTF-8",
+                     "SHELL": "/bin/bash"}  # as a login has one: GNU parallel asks for it
         try:
             with open(place / "messages", "w") as messages:  # no pipe: the servers would hold it
                 cls.status = subprocess.run(["timeout", str(most_seconds), "bash", "-c", script], cwd=place,

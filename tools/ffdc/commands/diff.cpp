@@ -15,7 +15,7 @@ std::uint64_t hash(Bytes bytes) {
 // An entry, in less memory: there may be millions.
 struct Item {
     const std::uint8_t* at;
-    std::uint64_t offset;
+    std::size_t offset;
     std::uint32_t size, index, file;
     int step;
 };

@@ -61,10 +61,12 @@ std::size_t character(const unsigned char* text, std::size_t n, unsigned& code) 
     return size;
 }
 
+bool is_ascii(char c) { return static_cast<unsigned char>(c) < 0x80; }  // chars are unsigned on some machines
+
 std::string in_ascii(std::string_view text) {
     std::string ascii;
     for (const char c : text) {
-        if (c >= 0) {
+        if (is_ascii(c)) {
             ascii += c;
             continue;
         }
@@ -213,7 +215,7 @@ void Output::put_foreign(std::string text, Style style) {
 void Output::took_tamed(std::size_t n) {
     char* const text = buffer_.data() + used_;
     tame_for_terminal(text, n);
-    if (ascii_ && std::any_of(text, text + n, [](char c) { return c < 0; }))
+    if (ascii_ && std::any_of(text, text + n, [](char c) { return !is_ascii(c); }))
         put(in_ascii({text, n}));
     else
         took(n);

@@ -30,7 +30,7 @@ void each_character(std::string_view text, const Use& use) {
 }
 
 std::size_t width_of(std::string_view text) {
-    if (std::all_of(text.begin(), text.end(), [](char c) { return c >= 0; })) return text.size();
+    if (std::all_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x80; })) return text.size();
     std::size_t width = 0;
     each_character(text, [&](std::string_view, std::size_t columns) { width += columns; });
     return width;

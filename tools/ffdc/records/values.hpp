@@ -113,7 +113,7 @@ private:
     static std::size_t slot_of(const dd_ffdc_value& v) {
         const std::uint64_t both =
             reinterpret_cast<std::uintptr_t>(v.group) + 31 * reinterpret_cast<std::uintptr_t>(v.name);
-        return both * 0x9e3779b97f4a7c15 >> 52;
+        return static_cast<std::size_t>(both * 0x9e3779b97f4a7c15 >> 52);
     }
     int look_up(const dd_ffdc_value& v) const;
     int find_element(int path, int index) const;
