@@ -44,7 +44,8 @@ def declared():
 
 
 exported = declared()
-expect("exported", symbols("--defined-only"), exported)
+# A sanitizer marks what is exported with a name of its own.
+expect("exported", {name for name in symbols("--defined-only") if not name.startswith("__odr_asan.")}, exported)
 
 dynamic = output(readelf, "-d", library)
 expect("soname", re.findall(r"soname: \[(.*?)\]", dynamic), ["libtavi_ffdc.so"])
