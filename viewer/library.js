@@ -67,7 +67,11 @@ export class Library {
         if (trouble && !text) return `expected ${trouble.expected}, found ${trouble.found}`;
         const own = values.filter(v => v.group === "" && !v.missing && v.index < 0);
         const first = (names, fits) => names.map(name => own.find(v => v.name === name && fits(v))).find(Boolean);
-        const shown = v => text.substr(v.at, v.length).trim() || String(v.number);
+        const shown = v => { // as people read it: 0x before what is hexadecimal
+            const printed = text.substr(v.at, v.length).trim(), unsigned = BigInt.asUintN(8 * v.size, v.number);
+            if (!printed || Number(printed) === Number(v.number)) return String(v.number);
+            return /^[0-9a-f]+$/i.test(printed) && BigInt(`0x${printed}`) === unsigned ? `0x${printed}` : printed;
+        };
         const code = first(["func_rc", "return_code", "rc", "fsi_rc", "errno", "status"], () => true);
         const error = first(["err_type", "error_id", "rc_text"], v => v.kind === "name");
         return [code && `${code.name} ${shown(code)}`, error && shown(error)].filter(Boolean).join(", ");

@@ -17,15 +17,11 @@ const own_name = v => v.kind === "unshown" ? `0x${hex(v.offset, 4)}` : v.name + 
 const group_of = v => v.kind === "unshown" ? "not shown" : v.group;
 export const full_name = v => [group_of(v), own_name(v)].filter(Boolean).join(".");
 
-// The object that `ffdc json` prints for an entry.
+// What `ffdc json` says of a record, but where it comes from and which bytes nothing shows.
 function json_of(dump, index, entry) {
-    const header = dump.has_header(index), decoded = { header: {}, payload: {} }, unshown = [], { trouble } = entry;
-    for (const v of entry.values) {
+    const header = dump.has_header(index), decoded = { header: {}, payload: {} };
+    for (const v of entry.values.filter(v => v.kind !== "unshown")) {
         const bytes = digits(bytes_of(entry, v)), number = v.size > 4 ? number_text(v) : Number(v.number);
-        if (v.kind === "unshown") {
-            unshown.push({ offset: v.offset, bytes });
-            continue;
-        }
         let node = v.group === "header" ? decoded : decoded.payload, name = v.name;
         for (const part of v.group.split(".").filter(Boolean)) node = node[part] ??= {};
         if (v.index >= 0) node = node[name] ??= [], name = v.index;
@@ -34,12 +30,8 @@ function json_of(dump, index, entry) {
         node[name] = v.kind === "name" ? { value, name: v.missing ? null : text.trimEnd() } : value;
     }
     return {
-        format: 1, file: dump.name, offset: dump.offset(index), index,
-        type: header ? dump.types[dump.type(index)] ?? null : null,
-        type_code: header ? dump.type(index) : null, version: header ? dump.layout(index) : null,
+        type: header ? dump.types[dump.type(index)] ?? null : null, version: header ? dump.layout(index) : null,
         state: dump.state(index), header: header ? decoded.header : null, payload: header ? decoded.payload : null,
-        unshown: unshown.sort((a, b) => a.offset - b.offset),
-        damage: trouble && { ...trouble, found: undefined, actual: trouble.found, bytes: dump.length(index) },
     };
 }
 
