@@ -111,7 +111,7 @@ private:
         if (v.kind != DD_FFDC_BYTES) {
             std::size_t length;
             const char* const printed = dd_ffdc_value_text(&v, buffer, &length);
-            text = plain_text(v, {printed, length}, room);
+            text = plain_text({v, {}, {}}, {printed, length}, room);
             if (text.empty()) text = "\"\"";
         }
         const std::string& key = key_of(v);

@@ -1,14 +1,13 @@
 // One JSON object a record, written as its values come. Its shape is a contract (docs/record.schema.json): `format`
 // changes whenever the shape does.
 #include <nettle/base16.h>
+#include <rapidjson/encodings.h>
 #include <rapidjson/memorystream.h>
-#include <rapidjson/prettywriter.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <memory>
-#include <type_traits>
 #include <unordered_map>
 
 #include "commands/commands.hpp"
@@ -17,156 +16,202 @@ namespace {
 
 constexpr int format = 2;
 
+// A character of a string, in ASCII: at most 12 of them.
+char* put_character(char* at, unsigned code) {
+    constexpr std::string_view control = "\b\t\n\f\r", letters = "btnfr";
+    const auto escape = [&](char letter) {
+        *at++ = '\\';
+        *at++ = letter;
+    };
+    const auto unit = [&](unsigned sixteen_bits) {
+        escape('u');
+        for (int shift = 12; shift >= 0; shift -= 4) *at++ = "0123456789ABCDEF"[sixteen_bits >> shift & 15];
+    };
+    if (code == '"' || code == '\\') {
+        escape(static_cast<char>(code));
+    } else if (code >= ' ' && code < 0x80) {
+        *at++ = static_cast<char>(code);
+    } else if (const std::size_t n = code < ' ' ? control.find(static_cast<char>(code)) : control.npos;
+               n != control.npos) {
+        escape(letters[n]);
+    } else if (code < 0x10000) {
+        unit(code);
+    } else {
+        unit(0xd7c0 + (code >> 10));
+        unit(0xdc00 + (code & 0x3ff));
+    }
+    return at;
+}
+
 // Text for the output's own buffer.
 class Stream {
 public:
-    using Ch = char;
     explicit Stream(Output& out) : out_(out) {}
 
-    void Put(char c) {
-        if (at_ == end_) more();
-        *at_++ = c;
-    }
-    void put(std::string_view text) {
-        while (!text.empty()) {
-            if (at_ == end_) more();
-            const std::size_t n = std::min(text.size(), static_cast<std::size_t>(end_ - at_));
-            at_ = std::copy_n(text.data(), n, at_);
-            text.remove_prefix(n);
-        }
-    }
-    void Flush() {
+    void flush() {
         out_.took(static_cast<std::size_t>(at_ - begin_));
         begin_ = at_ = end_ = nullptr;
     }
 
+    void put(std::string_view text) {
+        for (std::string_view part; !text.empty(); text.remove_prefix(part.size())) {
+            part = text.substr(0, piece);
+            took(std::copy(part.begin(), part.end(), room(part.size())));
+        }
+    }
+    // Most often of a few bytes, of which whole blocks may be read.
+    static constexpr std::size_t block = 16;
+    void put_in_blocks(const char* text, std::size_t n) {
+        if (n > 16 * block) return put({text, n});
+        char* const at = room(17 * block);
+        for (std::size_t i = 0; i < n; i += block) std::memcpy(at + i, text + i, block);
+        took(at + n);
+    }
+    template <typename Number>
+    void number(Number n) {
+        constexpr std::size_t most = 20;
+        char* const at = room(most);
+        took(std::to_chars(at, at + most, n).ptr);
+    }
+    // Bytes as characters of the same number, so that every byte can be had back.
+    void string(std::string_view bytes) {
+        put("\"");
+        for (std::string_view part; !bytes.empty(); bytes.remove_prefix(part.size())) {
+            part = bytes.substr(0, piece / 6);
+            char* at = room(6 * part.size());
+            for (const char c : part) at = put_character(at, static_cast<unsigned char>(c));
+            took(at);
+        }
+        put("\"");
+    }
+    void string_or_null(std::string_view text) { text.empty() ? put("null") : string(text); }
+    void digits(Bytes bytes) {
+        put("\"");
+        for (Bytes part; !bytes.empty(); bytes = bytes.subspan(part.size())) {
+            part = bytes.first(std::min(bytes.size(), piece / 2));
+            char* const at = room(2 * part.size());
+            base16_encode_update(at, part.size(), part.data());
+            took(at + 2 * part.size());
+        }
+        put("\"");
+    }
+
 private:
+    static constexpr std::size_t piece = 64 * 1024;
     Output& out_;
     char *begin_ = nullptr, *at_ = nullptr, *end_ = nullptr;
 
-    void more() {
-        constexpr std::size_t piece = 64 * 1024;
-        Flush();
-        begin_ = at_ = out_.room(piece);
-        end_ = begin_ + piece;
+    // Free bytes, at most a piece; then up to `end` they have been written.
+    char* room(std::size_t n) {
+        if (static_cast<std::size_t>(end_ - at_) < n) {
+            flush();
+            begin_ = at_ = out_.room(piece);
+            end_ = begin_ + piece;
+        }
+        return at_;
     }
+    void took(char* end) { at_ = end; }
 };
 
-// What the writers call where they have asked for room before.
-void PutUnsafe(Stream& out, char c) { out.Put(c); }
-
-// Memory as the rest of the tool gets it: the writers do not look whether they got any.
-struct Allocator {
-    [[maybe_unused]] static constexpr bool kNeedFree = true;
-    static void* Malloc(std::size_t size) { return size == 0 ? nullptr : ::operator new(size); }
-    static void* Realloc(void* old, std::size_t old_size, std::size_t size) {
-        void* const grown = Malloc(size);
-        if (old && grown) std::memcpy(grown, old, std::min(old_size, size));
-        Free(old);
-        return grown;
-    }
-    static void Free(void* memory) { ::operator delete(memory); }
-};
-
-using Compact = rapidjson::Writer<Stream, rapidjson::UTF8<>, rapidjson::ASCII<>, Allocator>;
-using Pretty = rapidjson::PrettyWriter<Stream, rapidjson::UTF8<>, rapidjson::ASCII<>, Allocator>;
-
-// Either writer, and texts that need no look at their characters.
-template <typename Base>
-class Writer : public Base {
+// What stands around the values: brackets, commas, keys and, for people, lines. `Text` has `put`.
+template <typename Text>
+class Shape {
 public:
-    explicit Writer(Stream& out) : Base(out), out_(out) {
-        if constexpr (std::is_same_v<Base, Pretty>) this->SetIndent(' ', 2);
-    }
+    // Goes on behind a value, `depth` brackets deep.
+    Shape(Text& text, bool pretty, std::size_t depth) : text_(text), pretty_(pretty), depth_(depth) {}
 
-    // With its quotes, if it is a text.
-    void verbatim(std::string_view text, rapidjson::Type type = rapidjson::kStringType) {
-        begin(type);
-        out_.put(text);
+    void open(std::string_view bracket) {
+        text_.put(bracket);
+        ++depth_;
+        first_ = true;
     }
-    template <std::size_t n>
-    void key(const char (&name)[n]) {
-        begin(rapidjson::kStringType);
-        out_.Put('"');
-        out_.put({name, n - 1});
-        out_.Put('"');
+    void close(std::string_view bracket) {
+        --depth_;
+        if (!first_) line();
+        text_.put(bracket);
+        first_ = false;
     }
-    void text(std::string_view text) { this->String(text.data(), static_cast<rapidjson::SizeType>(text.size())); }
-    void text_or_null(const char* text) { text ? this->text(text) : static_cast<void>(this->Null()); }
-    // Bytes as characters of the same number, so that every byte can be had back.
-    void latin1(std::string_view bytes) {
-        if (std::none_of(bytes.begin(), bytes.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
-            return text(bytes);
-        utf8_.clear();
-        for (const char c : bytes) {
-            const unsigned byte = static_cast<unsigned char>(c);
-            if (byte >= 0x80) utf8_ += static_cast<char>(0xc0 | byte >> 6);
-            utf8_ += byte >= 0x80 ? static_cast<char>(0x80 | (byte & 0x3f)) : c;
-        }
-        text(utf8_);
+    void element() {
+        if (!first_) text_.put(",");
+        first_ = false;
+        line();
     }
-    void digits(Bytes bytes) {
-        begin(rapidjson::kStringType);
-        out_.Put('"');
-        while (!bytes.empty()) {
-            constexpr std::size_t most = 512;
-            char digits[2 * most];
-            const std::size_t n = std::min(bytes.size(), most);
-            base16_encode_update(digits, n, bytes.data());
-            out_.put({digits, 2 * n});
-            bytes = bytes.subspan(n);
-        }
-        out_.Put('"');
+    void key(std::string_view name) {
+        element();
+        text_.put("\"");
+        text_.put(name);
+        text_.put(pretty_ ? "\": " : "\":");
     }
 
 private:
-    Stream& out_;
-    std::string utf8_;
+    Text& text_;
+    bool pretty_, first_ = false;
+    std::size_t depth_;
 
-    void begin(rapidjson::Type type) {
-        if constexpr (std::is_same_v<Base, Pretty>)
-            this->PrettyPrefix(type);
-        else
-            this->Prefix(type);
+    void line() {
+        if (!pretty_) return;
+        text_.put("\n");
+        for (std::size_t i = 0; i < depth_; ++i) text_.put("  ");
     }
 };
 
-// What is no UTF-8 shows as U+FFFD.
-std::string utf8_of(const std::string& name) {
-    std::string utf8;
+// A file name; what is no UTF-8 shows as U+FFFD.
+std::string string_of_utf8(const std::string& name) {
+    std::string text = "\"";
     for (std::size_t i = 0; i < name.size();) {
         rapidjson::MemoryStream rest(name.data() + i, name.size() - i);
         unsigned character = 0;
         const bool good = rapidjson::UTF8<>::Decode(rest, &character);
-        utf8 += good ? name.substr(i, rest.Tell()) : "\xef\xbf\xbd";
+        char room[12];
+        text.append(room, put_character(room, good ? character : 0xfffd));
         i += good ? rest.Tell() : 1;
     }
-    return utf8;
+    return text + '"';
 }
 
-// How the values of a record nest. Values come in the order of the text, in which a group may be left and entered
-// again, and what there is depends on what the record holds; but few sequences of keys are all that there are.
+// An object, of which all but the values is ready. Values come in the order of the text, in which a group may be left
+// and entered again, and what there is depends on what the record holds; but few sequences of keys are all that there
+// are.
 class Plan {
 public:
-    struct Step {
-        enum class What : std::uint8_t { open_object, close_object, open_array, close_array, value, null };
-        What what;
-        std::uint32_t value = 0;  // which one
-        std::string key = {};     // in quotes, before all that; or empty
+    enum class What : std::uint8_t {
+        file,
+        offset,
+        index,
+        type,
+        type_code,
+        version,
+        state,
+        cause,
+        value,  // `number` says which one
+        name,   // that a value has beside its number
+        unshown,
+        damage,
+        end
     };
+    struct Step {
+        std::uint32_t text;  // bytes of it that stand before
+        What what;
+        std::uint32_t number = 0;
+    };
+    // No values: a place where not even a header is.
+    Plan(std::span<const Value> values, bool pretty);
 
-    explicit Plan(std::span<const Value> values);
     bool fits(std::span<const Value> values) const {
         return std::equal(values.begin(), values.end(), keys_.begin(), keys_.end(), [](const Value& v, const Key& key) {
-            return v.name == key.name && v.group == key.group && v.index == key.index;
+            return v.name == key.name && v.group == key.group && v.index == key.index && v.kind == key.kind;
         });
     }
-    const std::vector<Step>& steps() const { return steps_; }
+    std::span<const Step> steps() const { return steps_; }
+    // What stands before the first step, before the next, and so on. Whole blocks of it may be read.
+    const char* text() const { return text_.data(); }
+    std::size_t memory() const { return keys_.size() * sizeof(Key) + steps_.size() * sizeof(Step) + text_.size(); }
 
 private:
     struct Key {
         const char *group, *name;
         int index;
+        dd_ffdc_kind kind;
     };
     struct Node {
         static constexpr std::uint32_t none = UINT32_MAX;
@@ -183,16 +228,25 @@ private:
     };
     std::vector<Key> keys_;
     std::vector<Step> steps_;
+    std::string text_;
+    std::size_t done_ = 0;  // of the text, before the last step
 
-    void add_steps(const Node& node);
+    friend class Shape<Plan>;
+    void put(std::string_view text) { text_ += text; }
+    void add_step(What what, std::uint32_t number = 0) {
+        steps_.push_back({static_cast<std::uint32_t>(text_.size() - done_), what, number});
+        done_ = text_.size();
+    }
+    void add_value(Shape<Plan>& shape, std::uint32_t number);
+    void add_node(Shape<Plan>& shape, const Node& node);
 };
 
-Plan::Plan(std::span<const Value> values) {
+Plan::Plan(std::span<const Value> values, bool pretty) {
     Node root{""};
     root.members = {{"header"}, {"payload"}};
     for (std::uint32_t i = 0; i < values.size(); ++i) {
         const Value& v = values[i];
-        keys_.push_back({v.group, v.name, v.index});
+        keys_.push_back({v.group, v.name, v.index, v.kind});
         std::string_view group = v.group;
         Node* node = group == "header" ? &root : &root.member("payload");
         while (!group.empty()) {
@@ -209,133 +263,119 @@ Plan::Plan(std::span<const Value> values) {
         if (index >= node->elements.size()) node->elements.resize(index + 1, Node::none);
         node->elements[index] = i;
     }
-    for (const Node& part : root.members) add_steps(part);
+    Shape<Plan> shape(*this, pretty, 0);
+    shape.open("{");
+    shape.key("format");
+    put(std::to_string(format));
+    const auto add = [&](const char* key, What what) {
+        shape.key(key);
+        add_step(what);
+    };
+    using enum What;
+    for (const auto& [key, what] : {std::pair{"file", file},
+                                    {"offset", offset},
+                                    {"index", index},
+                                    {"type", type},
+                                    {"type_code", type_code},
+                                    {"version", version},
+                                    {"state", state},
+                                    {"cause", cause}})
+        add(key, what);
+    for (const Node& part : root.members) {
+        if (!values.empty()) {
+            add_node(shape, part);
+            continue;
+        }
+        shape.key(part.key);
+        put("null");
+    }
+    add("unshown", unshown);
+    add("damage", damage);
+    shape.close("}");
+    put("\n");
+    add_step(end);
+    text_.append(Stream::block, ' ');
 }
 
-void Plan::add_steps(const Node& node) {
-    using enum Step::What;
-    const std::string key = '"' + node.key + '"';
-    const auto add = [&](std::uint32_t i, const std::string& k) {
-        steps_.push_back({i == Node::none ? null : value, i, k});
-    };
+void Plan::add_node(Shape<Plan>& shape, const Node& node) {
+    shape.key(node.key);
     if (!node.elements.empty()) {
-        steps_.push_back({open_array, 0, key});
-        for (const std::uint32_t i : node.elements) add(i, "");
-        steps_.push_back({close_array});
+        shape.open("[");
+        for (const std::uint32_t i : node.elements) {
+            shape.element();
+            add_value(shape, i);
+        }
+        shape.close("]");
     } else if (node.value != Node::none) {
-        add(node.value, key);
+        add_value(shape, node.value);
     } else {
-        steps_.push_back({open_object, 0, key});
-        for (const Node& member : node.members) add_steps(member);
-        steps_.push_back({close_object});
+        shape.open("{");
+        for (const Node& member : node.members) add_node(shape, member);
+        shape.close("}");
     }
+}
+
+void Plan::add_value(Shape<Plan>& shape, std::uint32_t number) {
+    if (number == Node::none) return put("null");
+    if (keys_[number].kind != DD_FFDC_NAME) return add_step(What::value, number);
+    shape.open("{");
+    shape.key("value");
+    add_step(What::value, number);
+    shape.key("name");
+    add_step(What::name, number);
+    shape.close("}");
 }
 
 class Plans {
 public:
+    explicit Plans(bool pretty) : pretty_(pretty) {}
+
     const Plan& of(std::span<const Value> values) {
-        // A dump cannot know so many, but could be made to.
-        constexpr std::size_t most = 10000;
-        if (plans_.size() > most) plans_.clear();
-        const auto [begin, end] = plans_.equal_range(hash_of(values));
+        constexpr std::size_t most = 4 << 20;  // bytes: a dump cannot know so many, but could be made to
+        const std::size_t hash = hash_of(values);
+        const auto [begin, end] = plans_.equal_range(hash);
         for (auto known = begin; known != end; ++known)
             if (known->second.fits(values)) return known->second;
-        return plans_.emplace(hash_of(values), Plan(values))->second;
+        if (memory_ > most) plans_.clear(), memory_ = 0;
+        const Plan& plan = plans_.emplace(hash, Plan(values, pretty_))->second;
+        memory_ += plan.memory();
+        return plan;
     }
 
 private:
     std::unordered_multimap<std::size_t, Plan> plans_;
+    std::size_t memory_ = 0;
+    bool pretty_;
 
     static std::size_t hash_of(std::span<const Value> values) {
         std::size_t hash = values.size();
+        if (hash == 0) return 0;
         for (const std::size_t i : {values.size() / 4, values.size() / 2, values.size() - 1})
             hash = hash * 0x9e3779b1 + reinterpret_cast<std::uintptr_t>(values[i].name);
         return hash;
     }
 };
 
-template <typename W>
-void put_number(W& w, const Value& v) {
-    if (v.missing) {
-        w.Null();
-    } else if (v.size > 4) {
-        char text[32] = {'"'};
-        char* const end = v.is_unsigned_64()
-                              ? std::to_chars(text + 1, std::end(text), static_cast<std::uint64_t>(v.number)).ptr
-                              : std::to_chars(text + 1, std::end(text), v.number).ptr;
-        *end = '"';
-        w.verbatim({text, end + 1});
-    } else {
-        w.Int64(v.number);
-    }
-}
-
-template <typename W>
-void put_value(W& w, const Value& v) {
-    if (v.kind == DD_FFDC_NAME) {
-        w.StartObject();
-        w.key("value");
-        put_number(w, v);
-        w.key("name");
-        v.missing ? static_cast<void>(w.Null()) : w.latin1(v.text.substr(0, v.text.find_last_not_of(' ') + 1));
-        w.EndObject();
-    } else if (v.missing) {
-        w.Null();
-    } else if (v.kind == DD_FFDC_TEXT) {
-        w.latin1(v.text);
-    } else if (v.kind == DD_FFDC_FLAG) {
-        w.Bool(v.number != 0);
-    } else if (v.kind == DD_FFDC_BYTES) {
-        w.digits(v.bytes);
-    } else {
-        put_number(w, v);
-    }
-}
-
-template <typename W>
 class Objects {
 public:
-    explicit Objects(Session& s) : s_(s), out_(s.out), w_(out_), cause_(cause_name, "") {}
+    explicit Objects(Session& s) : s_(s), out_(s.out), plans_(s.options.pretty), cause_(cause_name, "") {}
 
     int put(const Entry& entry) {
+        cause_.begin();
         const int state = values_.read(entry, [&](const dd_ffdc_value& v) {
-            return v.kind == DD_FFDC_NAME || v.kind == DD_FFDC_TEXT || cause_.wants(v);
+            cause_.take(v, entry);
+            return v.kind == DD_FFDC_NAME || v.kind == DD_FFDC_TEXT;
         });
-        cause_.read(entry, state, values_.shown());
-        if (entry.file != file_) file_ = entry.file, file_text_ = utf8_of(file_);
-        const bool header = entry.has_header();
-        w_.Reset(out_);
-        w_.StartObject();
-        w_.key("format"), w_.Int(format);
-        w_.key("file"), w_.text(file_text_);
-        w_.key("offset"), w_.Uint64(entry.offset);
-        w_.key("index"), w_.Uint64(entry.index);
-        w_.key("type"), w_.text_or_null(header ? dd_ffdc_type_name(entry.type()) : nullptr);
-        w_.key("type_code"), header ? w_.Int(entry.type()) : w_.Null();
-        w_.key("version"), header ? w_.Uint(entry.version()) : w_.Null();
-        w_.key("state"), w_.text(state_name(state));
-        const std::string_view cause = cause_.cells()[0].text;
-        w_.key("cause"), cause.empty() ? static_cast<void>(w_.Null()) : w_.text(cause);
-        if (header) {
-            put_values();
-        } else {
-            w_.key("header"), w_.Null();
-            w_.key("payload"), w_.Null();
+        cause_.finish(entry, state);
+        if (entry.file != file_ || file_text_.empty()) file_ = entry.file, file_text_ = string_of_utf8(file_);
+        const Plan& plan = plans_.of(values_.shown());
+        const char* text = plan.text();
+        for (const Plan::Step& step : plan.steps()) {
+            out_.put_in_blocks(text, step.text);
+            text += step.text;
+            put_step(step, entry, state);
         }
-        w_.key("unshown");
-        w_.StartArray();
-        for (const Value& v : values_.unshown()) {
-            w_.StartObject();
-            w_.key("offset"), w_.Uint(v.offset);
-            w_.key("bytes"), w_.digits(v.bytes);
-            w_.EndObject();
-        }
-        w_.EndArray();
-        w_.key("damage");
-        state == DD_FFDC_OK ? static_cast<void>(w_.Null()) : put_trouble(entry, state);
-        w_.EndObject();
-        out_.Put('\n');
-        out_.Flush();
+        out_.flush();
         return state;
     }
 
@@ -343,48 +383,80 @@ private:
     static inline const std::string cause_name[] = {"cause"};  // NOLINT(cert-err58-cpp): see the columns
     Session& s_;
     Stream out_;
-    W w_;
     Values values_;
     Plans plans_;
     Columns cause_;
     std::string file_, file_text_;
 
-    void put_values() {
-        using enum Plan::Step::What;
-        const std::span<const Value> values = values_.shown();
-        for (const Plan::Step& step : plans_.of(values).steps()) {
-            if (!step.key.empty()) w_.verbatim(step.key);
-            switch (step.what) {
-                case open_object: w_.StartObject(); break;
-                case close_object: w_.EndObject(); break;
-                case open_array: w_.StartArray(); break;
-                case close_array: w_.EndArray(); break;
-                case null: w_.Null(); break;
-                case value: put_value(w_, values[step.value]); break;
+    void put_step(const Plan::Step& step, const Entry& entry, int entry_state) {
+        using enum Plan::What;
+        switch (step.what) {
+            case value: return put_value(values_.shown()[step.number]);
+            case name: {
+                const Value& v = values_.shown()[step.number];
+                return v.missing ? out_.put("null") : out_.string(v.text.substr(0, v.text.find_last_not_of(' ') + 1));
             }
+            case file: return out_.put(file_text_);
+            case offset: return out_.number(entry.offset);
+            case index: return out_.number(entry.index);
+            case type: {
+                const char* const known = entry.has_header() ? dd_ffdc_type_name(entry.type()) : nullptr;
+                return out_.string_or_null(known ? known : "");
+            }
+            case type_code: return entry.has_header() ? out_.number(entry.type()) : out_.put("null");
+            case version: return entry.has_header() ? out_.number(entry.version()) : out_.put("null");
+            case Plan::What::state: return out_.string(state_name(entry_state));
+            case cause: return out_.string_or_null(cause_.cells()[0].text);
+            case unshown: return put_unshown();
+            case damage: return entry_state == DD_FFDC_OK ? out_.put("null") : put_trouble(entry, entry_state);
+            case end: return;
         }
+    }
+
+    void put_value(const Value& v) {
+        if (v.missing) return out_.put("null");
+        switch (v.kind) {
+            case DD_FFDC_TEXT: return out_.string(v.text);
+            case DD_FFDC_FLAG: return out_.put(v.number != 0 ? "true" : "false");
+            case DD_FFDC_BYTES: return out_.digits(v.bytes);
+            default: break;
+        }
+        if (v.size <= 4)
+            return v.number < 0 ? out_.number(v.number) : out_.number(static_cast<std::uint32_t>(v.number));
+        out_.put("\"");
+        v.is_unsigned_64() ? out_.number(static_cast<std::uint64_t>(v.number)) : out_.number(v.number);
+        out_.put("\"");
+    }
+
+    void put_unshown() {
+        Shape<Stream> shape(out_, s_.options.pretty, 1);
+        shape.open("[");
+        for (const Value& v : values_.unshown()) {
+            shape.element();
+            shape.open("{");
+            shape.key("offset"), out_.number(v.offset);
+            shape.key("bytes"), out_.digits(v.bytes);
+            shape.close("}");
+        }
+        shape.close("]");
     }
 
     void put_trouble(const Entry& entry, int state) {
         const Trouble trouble = trouble_of(entry, state);
-        w_.StartObject();
-        w_.key("reason"), w_.text(trouble.reason);
-        w_.key("expected"), w_.text(trouble.expected);
-        w_.key("actual"), w_.text(trouble.found);
-        w_.key("bytes"), w_.Uint64(entry.bytes.size());
-        w_.EndObject();
+        Shape<Stream> shape(out_, s_.options.pretty, 1);
+        shape.open("{");
+        shape.key("reason"), out_.string(trouble.reason);
+        shape.key("expected"), out_.string(trouble.expected);
+        shape.key("actual"), out_.string(trouble.found);
+        shape.key("bytes"), out_.number(entry.bytes.size());
+        shape.close("}");
     }
 };
-
-template <typename W>
-Session::Visit visit_with(Session& s) {
-    return [objects = std::make_shared<Objects<W>>(s)](const Entry& entry) { return objects->put(entry); };
-}
 
 }  // namespace
 
 Session::Visit json_visit(Session& s) {
-    return s.options.pretty ? visit_with<Writer<Pretty>>(s) : visit_with<Writer<Compact>>(s);
+    return [objects = std::make_shared<Objects>(s)](const Entry& entry) { return objects->put(entry); };
 }
 
 int json(Session& s) { return s.each_entry(json_visit(s), Parts::all); }

@@ -182,9 +182,7 @@ const KnownKeys& known_keys(bool thorough) {
     std::set<std::tuple<const char*, const char*, int>> seen;
     each_known_value(thorough, [&](int, unsigned, const dd_ffdc_value& v) {
         if (v.kind != DD_FFDC_UNSHOWN && seen.emplace(v.group, v.name, v.index).second) {
-            Value value{};
-            static_cast<dd_ffdc_value&>(value) = v;
-            known.emplace(value.key(), v.kind);
+            known.emplace(Value(v, {}, {}).key(), v.kind);
         }
     });
     return known;
@@ -269,22 +267,12 @@ int Columns::read(const Entry& entry, Need at_least) {
     int state = damaged;
     const Need need = std::max(need_, at_least);
     if (need == Need::values) {
-        state = each_value(entry, [&](const dd_ffdc_value& v) {
-            const int key = keys_.find(v);
-            if (key >= 0) found_[static_cast<std::size_t>(key)] = {v, text_of(v, memory_), bytes_of(v, entry)};
-        });
+        state = each_value(entry, [&](const dd_ffdc_value& v) { take(v, entry); });
     } else if (need == Need::state) {
         state = state_of(entry);
     }
     finish(entry, state);
     return state;
-}
-
-void Columns::read(const Entry& entry, int state, std::span<const Value> values) {
-    begin();
-    for (const Value& v : values)
-        if (const int key = keys_.find(v); key >= 0) found_[static_cast<std::size_t>(key)] = v;
-    finish(entry, state);
 }
 
 void Columns::finish(const Entry& entry, int state) {

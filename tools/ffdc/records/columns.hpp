@@ -51,9 +51,14 @@ public:
 
     // Asks for everything that the columns need, and for the state, which is the result, if `at_least` says so.
     int read(const Entry& entry, Need at_least = Need::state);
-    // The same where all values have been read; `wants` tells whose text is needed.
-    bool wants(const dd_ffdc_value& v) { return keys_.find(v) >= 0; }
-    void read(const Entry& entry, int state, std::span<const Value> values);
+    // The same in steps, where someone else asks for the values, too: before them, for each as it is told, and behind
+    // them.
+    void begin();
+    void take(const dd_ffdc_value& v, const Entry& entry) {
+        const int key = keys_.find(v.group, v.name, v.index);
+        if (key >= 0) found_[static_cast<std::size_t>(key)] = {v, text_of(v, memory_), bytes_of(v, entry)};
+    }
+    void finish(const Entry& entry, int state);
 
     std::span<const Cell> cells() const { return cells_; }  // as long as the record, and until the next one is read
     Need need() const { return need_; }
@@ -74,8 +79,6 @@ private:
     std::pmr::monotonic_buffer_resource memory_{room_.data(), room_.size()};
 
     friend struct FixedColumn;
-    void begin();
-    void finish(const Entry& entry, int state);
     std::string_view cause(const Entry& entry, int state);
     std::string_view keep(std::string_view text);
 };

@@ -39,7 +39,7 @@ std::string Value::plain_text() const {
 }
 
 // A text of digits alone is decimal where it reads as the number so, and hexadecimal where it does so.
-std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, std::span<char, 32> room) {
+std::string_view plain_text(const Value& v, std::string_view printed, std::span<char, 32> room) {
     const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n'; };
     while (!printed.empty() && blank(printed.front())) printed.remove_prefix(1);
     while (!printed.empty() && blank(printed.back())) printed.remove_suffix(1);
@@ -178,8 +178,7 @@ int Keys::add(const std::string& key) {
     return size() - 1;
 }
 
-int Keys::look_up(const dd_ffdc_value& v) const {
-    const std::string_view group = v.group, name = v.name;
+int Keys::look_up(std::string_view group, std::string_view name) const {
     for (const Key& key : keys_) {
         std::string_view path = key.path;
         if (!path.ends_with(name)) continue;

@@ -11,11 +11,32 @@
 
 #include "records/records.hpp"
 
-// A value that outlives its telling: `text` is there if it was wanted, and like `bytes` (those of the value that are
-// there) it lives as long as the record, and until the next one is read.
-struct Value : dd_ffdc_value {
-    std::string_view text;
-    Bytes bytes;
+// A value that outlives its telling, as the library has it: `text` is there if it was wanted, and like `bytes` (those
+// of the value that are there) it lives as long as the record, and until the next one is read.
+struct Value {
+    const char *group = "", *name = "";
+    int index = -1;
+    std::uint32_t offset = 0, size = 0;
+    dd_ffdc_kind kind = DD_FFDC_UNSHOWN;
+    bool missing = false;
+    std::int64_t number = 0;
+    std::uint64_t mask = 0;
+    std::string_view text = {};
+    Bytes bytes = {};
+
+    Value() = default;
+    Value(const dd_ffdc_value& v, std::string_view text_of_it, Bytes bytes_of_it)
+        : group(v.group),
+          name(v.name),
+          index(v.index),
+          offset(v.offset),
+          size(v.size),
+          kind(v.kind),
+          missing(v.missing != 0),
+          number(v.number),
+          mask(v.mask),
+          text(text_of_it),
+          bytes(bytes_of_it) {}
 
     bool has_number() const {
         return !missing && kind != DD_FFDC_TEXT && kind != DD_FFDC_BYTES && kind != DD_FFDC_UNSHOWN;
@@ -29,7 +50,7 @@ struct Value : dd_ffdc_value {
 
 // The printed text of a value without the blanks around it, and with 0x if it is hexadecimal; the number where nothing
 // is printed, "?" where that is not there. It may lie in `room`.
-std::string_view plain_text(const dd_ffdc_value& v, std::string_view printed, std::span<char, 32> room);
+std::string_view plain_text(const Value& v, std::string_view printed, std::span<char, 32> room);
 
 // Calls each(const dd_ffdc_value&) for every value of an entry, as dd_ffdc_values does, and returns the state.
 // What `each` throws must not pass through the library, so it throws nothing.
@@ -53,7 +74,7 @@ public:
     int read(const Entry& entry, Wants&& wants_text) {
         begin(entry);
         const int state = each_value(entry, [&](const dd_ffdc_value& v) {
-            values_.push_back({v, wants_text(v) ? text_of(v, memory_) : std::string_view(), bytes_of(v, entry)});
+            values_.emplace_back(v, wants_text(v) ? text_of(v, memory_) : std::string_view(), bytes_of(v, entry));
         });
         find_unshown(entry);
         return state;
@@ -89,10 +110,10 @@ public:
     // "master.slave.sisc", "tx_data[3]"; returns its number, the same for the same key.
     int add(const std::string& key);
     // The number of the value's key, or -1.
-    int find(const dd_ffdc_value& v) {
-        Seen& seen = seen_[slot_of(v)];
-        if (seen.group != v.group || seen.name != v.name) seen = {v.group, v.name, look_up(v)};
-        return seen.path < 0 ? -1 : find_element(seen.path, v.index);
+    int find(const char* group, const char* name, int index) {
+        Seen& seen = seen_[slot_of(group, name)];
+        if (seen.group != group || seen.name != name) seen = {group, name, look_up(group, name)};
+        return seen.path < 0 ? -1 : find_element(seen.path, index);
     }
     int size() const { return static_cast<int>(keys_.size()); }
 
@@ -110,12 +131,12 @@ private:
     std::vector<Key> keys_;
     std::vector<Seen> seen_;
 
-    static std::size_t slot_of(const dd_ffdc_value& v) {
+    static std::size_t slot_of(const char* group, const char* name) {
         const std::uint64_t both =
-            reinterpret_cast<std::uintptr_t>(v.group) + 31 * reinterpret_cast<std::uintptr_t>(v.name);
+            reinterpret_cast<std::uintptr_t>(group) + 31 * reinterpret_cast<std::uintptr_t>(name);
         return static_cast<std::size_t>(both * 0x9e3779b97f4a7c15 >> 52);
     }
-    int look_up(const dd_ffdc_value& v) const;
+    int look_up(std::string_view group, std::string_view name) const;
     int find_element(int path, int index) const;
 };
 
