@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <numeric>
 #include <utility>
 
 namespace {
 
 using Index = std::ptrdiff_t;
 using Numbers = const std::uint64_t*;
-using Place = std::pair<Index, Index>;  // in the first sequence and in the second
+using Place = std::pair<Index, Index>;                   // in the first sequence and in the second
+using Anchor = std::pair<std::uint32_t, std::uint32_t>;  // the same, in less memory: there may be millions
 
 constexpr Index most_edits = 100;  // before what has been found so far is settled
 constexpr Index nowhere = -1;
@@ -22,51 +24,52 @@ void add(std::vector<Run>& runs, Run run) {
         runs.push_back(run);
 }
 
-// Stores the numbers that occur once from `begin` on and before `end`, ascending, each with its place.
-std::vector<std::pair<std::uint64_t, Index>> unique(Numbers numbers, Index begin, Index end) {
-    std::vector<std::pair<std::uint64_t, Index>> sorted;
-    sorted.reserve(static_cast<std::size_t>(end - begin));
-    for (Index i = begin; i < end; ++i) sorted.emplace_back(numbers[i], i);
-    std::sort(sorted.begin(), sorted.end());
-    auto found = sorted.begin();
-    for (auto first = sorted.begin(); first != sorted.end();) {
-        const auto next =
-            std::find_if(first, sorted.end(), [&](const auto& other) { return other.first != first->first; });
+// The places from `begin` on and before `end` of numbers that occur there once, ordered by the numbers.
+std::vector<std::uint32_t> unique(Numbers numbers, Index begin, Index end) {
+    std::vector<std::uint32_t> places(static_cast<std::size_t>(end - begin));
+    std::iota(places.begin(), places.end(), static_cast<std::uint32_t>(begin));
+    std::sort(places.begin(), places.end(), [&](auto i, auto j) { return numbers[i] < numbers[j]; });
+    auto found = places.begin();
+    for (auto first = places.begin(); first != places.end();) {
+        const std::uint64_t number = numbers[*first];
+        const auto next = std::find_if(first, places.end(), [&](auto i) { return numbers[i] != number; });
         if (next - first == 1) *found++ = *first;
         first = next;
     }
-    sorted.erase(found, sorted.end());
-    return sorted;
+    places.erase(found, places.end());
+    return places;
 }
 
 // The longest chain of places, ascending in both, of numbers that each has once between `begin` and `end`.
-std::vector<Place> anchors(Numbers a, Numbers b, Place begin, Place end) {
+std::vector<Anchor> anchors(Numbers a, Numbers b, Place begin, Place end) {
     if (begin.first == end.first || begin.second == end.second) return {};
-    std::vector<Place> places;
+    std::vector<Anchor> places;
     {
         const auto in_a = unique(a, begin.first, end.first), in_b = unique(b, begin.second, end.second);
         places.reserve(std::min(in_a.size(), in_b.size()));
         for (auto i = in_a.begin(), j = in_b.begin(); i != in_a.end() && j != in_b.end();) {
-            if (i->first == j->first) places.emplace_back(i->second, j->second);
-            const bool next_a = i->first <= j->first, next_b = j->first <= i->first;
+            if (a[*i] == b[*j]) places.emplace_back(*i, *j);
+            const bool next_a = a[*i] <= b[*j], next_b = b[*j] <= a[*i];
             i += next_a;
             j += next_b;
         }
     }
     std::sort(places.begin(), places.end());
-    std::vector<std::size_t> lasts, before(places.size());  // lasts[n]: of the chain of n + 1 that ends lowest
-    for (std::size_t i = 0; i < places.size(); ++i) {
+    std::vector<std::uint32_t> lasts, before(places.size());  // lasts[n]: of the chain of n + 1 that ends lowest
+    lasts.reserve(places.size());
+    for (std::uint32_t i = 0; i < places.size(); ++i) {
         const auto shorter = std::partition_point(
-            lasts.begin(), lasts.end(), [&](std::size_t last) { return places[last].second < places[i].second; });
+            lasts.begin(), lasts.end(), [&](std::uint32_t last) { return places[last].second < places[i].second; });
         const auto length = static_cast<std::size_t>(shorter - lasts.begin());
         if (length > 0) before[i] = lasts[length - 1];
         if (length == lasts.size()) lasts.push_back(i);
         lasts[length] = i;
     }
-    std::vector<Place> chain(lasts.size());
-    std::size_t last = lasts.empty() ? 0 : lasts.back();
-    for (auto place = chain.rbegin(); place != chain.rend(); ++place, last = before[last]) *place = places[last];
-    return chain;
+    // From here on all of the longest chain.
+    for (std::size_t n = lasts.size(); n-- > 1;) lasts[n - 1] = before[lasts[n]];
+    for (std::size_t n = 0; n < lasts.size(); ++n) places[n] = places[lasts[n]];
+    places.resize(lasts.size());
+    return places;
 }
 
 // Adds what stays when as few elements as possible are left out on either side, found by paths that reach as far as
@@ -156,7 +159,7 @@ std::vector<Run> align(const std::vector<std::uint64_t>& a, const std::vector<st
     const Place end{static_cast<Index>(a.size()) - tail, static_cast<Index>(b.size()) - tail};
     Place begin{head, head};
     add(runs, {0, 0, head});
-    for (const Place& anchor : anchors(a.data(), b.data(), begin, end)) {
+    for (const Place anchor : anchors(a.data(), b.data(), begin, end)) {
         Edits(a.data(), b.data(), begin, anchor, runs).run();
         add(runs, {anchor.first, anchor.second, 1});
         begin = {anchor.first + 1, anchor.second + 1};

@@ -12,20 +12,42 @@ std::uint64_t hash(Bytes bytes) {
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
+// Bytes in a row, in the file as in memory.
+struct Stretch {
+    const std::string& file;
+    std::size_t offset;
+    const std::uint8_t* at;
+};
 // An entry, in less memory: there may be millions.
 struct Item {
-    const std::uint8_t* at;
-    std::size_t offset;
-    std::uint32_t size, index, file;
-    int step;
+    std::uint32_t stretch, at, index;  // `at` counts from the beginning of the stretch
+    std::uint32_t size : 24;
+    std::int32_t step : 8;
 };
+static_assert(part_size < 1 << 24);
+
 struct Dump {
     std::vector<Input> inputs;
-    std::vector<const std::string*> files;  // their names
-    std::deque<Item> items;                 // never twice in memory, as a vector is when it grows
+    std::vector<Stretch> stretches;
+    std::deque<Item> items;  // never twice in memory, as a vector is when it grows
 
+    void add(const Entry& entry) {
+        const auto goes_on = [&](const Stretch& last) {
+            const auto address = [](const std::uint8_t* at) { return reinterpret_cast<std::uintptr_t>(at); };
+            const std::size_t n = entry.offset - last.offset;
+            return &last.file == &entry.file && n <= UINT32_MAX && address(entry.bytes.data()) - address(last.at) == n;
+        };
+        if (stretches.empty() || !goes_on(stretches.back()))
+            stretches.push_back({entry.file, entry.offset, entry.bytes.data()});
+        items.push_back({.stretch = static_cast<std::uint32_t>(stretches.size() - 1),
+                         .at = static_cast<std::uint32_t>(entry.offset - stretches.back().offset),
+                         .index = static_cast<std::uint32_t>(entry.index),
+                         .size = static_cast<std::uint32_t>(entry.bytes.size()) & 0xffffff,
+                         .step = static_cast<std::int8_t>(entry.step)});
+    }
     Entry entry(const Item& item) const {
-        return {*files[item.file], item.offset, item.index, {item.at, item.size}, item.step};
+        const Stretch& stretch = stretches[item.stretch];
+        return {stretch.file, stretch.offset + item.at, item.index, {stretch.at + item.at, item.size}, item.step};
     }
 };
 
@@ -97,10 +119,7 @@ private:
 
     void read(Dump& dump, const std::string& file) {
         dump.inputs = s_.keep_entries(file, [&](const Entry& entry) {
-            if (dump.files.empty() || dump.files.back() != &entry.file) dump.files.push_back(&entry.file);
-            dump.items.push_back({entry.bytes.data(), entry.offset, static_cast<std::uint32_t>(entry.bytes.size()),
-                                  static_cast<std::uint32_t>(entry.index),
-                                  static_cast<std::uint32_t>(dump.files.size() - 1), entry.step});
+            dump.add(entry);
             any_ = any_ || entry.has_header();
             return state_of(entry);
         });
