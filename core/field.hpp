@@ -12,11 +12,28 @@ namespace ffdc {
 inline constexpr std::size_t max_layouts = 5;
 inline constexpr int no = -1;  // in an offset column: this layout lacks the field
 
-// Never defined: a table that reaches it does not compile, and the compiler shows row and reason.
-[[noreturn]] void table_error(const char* row, const char* reason);
+// Never defined: what reaches it does not compile, and the compiler shows row, reason and byte.
+[[noreturn]] void table_error(const char* row, const char* reason, int byte);
+
+constexpr void refuse(const char* row, const char* reason, int byte = -1) {
+    if (reason) table_error(row, reason, byte);
+}
+
+// What is wrong with a table, if anything is. Whoever looks for mistakes returns the first one as a value, and the
+// static_assert above him refuses it: so compilers show what is in here, rather than how it was found.
+struct Verdict {
+    const char* row = nullptr;
+    const char* reason = nullptr;  // null: nothing is wrong
+    int byte = -1;                 // of the layout, where one is to blame
+
+    consteval operator bool() const {
+        refuse(row, reason, byte);
+        return true;
+    }
+};
 
 constexpr void require(bool ok, const char* row, const char* reason) {
-    if (!ok) table_error(row, reason);
+    if (!ok) refuse(row, reason);
 }
 
 // Where a field starts: one offset for all layouts of the payload, or one for each.
