@@ -67,6 +67,7 @@ struct Op {
     constexpr std::size_t values(bool hidden) const {
         return show == Show::hex4 ? more() + 1 : hidden || show != Show::nothing;
     }
+    bool operator==(const Op&) const = default;
 };
 
 // What the value of an op is called and where it lies. Only those who are told of values need it, and missing values.
@@ -307,8 +308,10 @@ private:
         each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view group) {
             if (row.hidden()) add_value(row, {}, 0, base + row.field.at[layout], group);
         });
-        layouts.push_back({narrow(begin), narrow(printed), narrow(ops.size()), narrow(share(label_of, values)),
-                           narrow(share(chunks, first_chunk)), narrow(longest_), narrow(extent_)});
+        const std::size_t size = ops.size() - begin, shared = share(ops, begin);
+        layouts.push_back({narrow(shared), narrow(shared + printed - begin), narrow(shared + size),
+                           narrow(share(label_of, values)), narrow(share(chunks, first_chunk)), narrow(longest_),
+                           narrow(extent_)});
     }
 
     // Cuts the literals of a layout where values of varying width stand; a chunk that the table has already is shared.
