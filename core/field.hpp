@@ -116,8 +116,8 @@ consteval Field bcd(int at, int mask = 0xff) {
 // Characters up to the first NUL, never beyond `size`.
 consteval Field text(Offsets at, int size) { return number(at, Field::Kind::text, size, 1); }
 
-// Bytes that Report::dump shows as they are.
-consteval Field bytes(int at, int size) {
+// Bytes that are shown as they are.
+consteval Field bytes(Offsets at, int size) {
     require(size <= 256, "", "an area has at most 256 bytes");  // DD_FFDC_VALUE_ROOM holds their dump
     return number(at, Field::Kind::area, size, 1);
 }

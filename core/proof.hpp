@@ -27,55 +27,67 @@ struct Sizes {
     consteval Sizes(const Versions (&layouts)[N]) : Sizes(std::span<const Versions>(layouts)) {}
 };
 
+// By what a row is known to who wrote it.
+constexpr const char* text_of(const Row& row) {
+    return row.section.group ? row.section.group : row.label && row.hidden() ? row.label : row.format.text;
+}
+
+// The first row with another number of offset columns than one or one a layout.
+constexpr const Row* odd_columns(Table rows, std::size_t layouts) {
+    for (const Row& row : rows) {
+        for (const Offsets& at : {row.field.at, row.section.base})
+            if (at.columns() != 1 && at.columns() != layouts) return &row;
+        if (const Row* inner = odd_columns(row.section.rows(), layouts)) return inner;
+    }
+    return nullptr;
+}
+
 // Every field must have one offset for each layout (or one for all), lie inside its layout, share no byte with another
 // field unless both are the same bytes, and have a name that no other value of its group has. A text that only some
 // layouts show must be shown with a value.
-// A table that is not does not compile, and the compiler shows row and reason.
-consteval bool sound(std::initializer_list<Table> tables, Sizes sizes) {
-    auto fail = [](const Row& row, const char* reason) { require(false, row.format.text, reason); };
-    for (Table table : tables) {
-        const std::size_t n = columns(table);
-        if (n != 1 && n != sizes.count) fail(table.front(), "an offset column is missing or one too many");
-    }
+// A table that is not does not compile, and the compiler shows row, reason and byte.
+consteval Verdict sound(Table rows, Sizes sizes) {
+    if (const Row* row = odd_columns(rows, sizes.count))
+        return {text_of(*row), "an offset column is missing or one too many"};
+    Verdict verdict;
     for (std::size_t layout = 0; layout < sizes.count; ++layout) {
         std::array<std::size_t, max_layout> begin_of{}, end_of{};
         struct Known {
             std::vector<char> group, key;
+            bool operator==(const Known&) const = default;
         };
         std::vector<Known> seen;
-        for (Table table : tables) {
-            each_element(table, layout, [&](const Element& e) {
-                const Row& row = e.row;
-                const std::size_t begin = e.at, end = begin + row.field.width;
-                if (end > sizes.size[layout]) return fail(row, "the field ends behind its layout");
-                for (std::size_t i = begin; i < end; ++i) {
-                    if (end_of[i] != 0 && (begin_of[i] != begin || end_of[i] != end))
-                        return fail(row, "the field overlaps another one");
-                    begin_of[i] = begin;
-                    end_of[i] = end;
-                }
-                if (row.shown_again()) return;
-                if (e.index != 0 && !row.names_elements()) return;
-                const Known known = {key_of(e.group, true), row.key(e.index)};
-                if (known.key.empty()) return fail(row, "the value needs a label");
-                for (const Known& other : seen)
-                    if (other.key == known.key && other.group == known.group)
-                        fail(row, "another value of the group has this name");
-                seen.push_back(known);
-            });
-        }
-        for (Table table : tables)
-            each_row(table, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view) {
-                if (row.has_value() || row.field.at.columns() == 1) return;
-                const std::size_t at = base + row.field.at[layout];
-                if (at >= sizes.size[layout] || end_of[at] == 0 || begin_of[at] != at)
-                    fail(row, "the text is shown with a value that is not there");
-            });
+        each_element(rows, layout, [&](const Element& e) {
+            const Row& row = e.row;
+            const auto fail = [&](const char* reason, std::size_t at) {
+                if (!verdict.reason) verdict = {text_of(row), reason, static_cast<int>(at)};
+            };
+            const std::size_t begin = e.at, end = begin + row.field.width;
+            if (end > sizes.size[layout]) return fail("the field ends behind its layout", end - 1);
+            for (std::size_t i = begin; i < end; ++i) {
+                if (end_of[i] != 0 && (begin_of[i] != begin || end_of[i] != end))
+                    return fail("the field overlaps another one", i);
+                begin_of[i] = begin;
+                end_of[i] = end;
+            }
+            if (row.shown_again() || (e.index != 0 && !row.names_elements())) return;
+            const Known known = {key_of(e.group, true), row.key(e.index)};
+            if (known.key.empty()) return fail("the value needs a label", begin);
+            if (std::find(seen.begin(), seen.end(), known) != seen.end())
+                fail("another value of the group has this name", begin);
+            seen.push_back(known);
+        });
+        each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t base, std::string_view) {
+            if (row.has_value() || row.field.at.columns() == 1) return;
+            const std::size_t at = base + row.field.at[layout];
+            if (!verdict.reason && (at >= sizes.size[layout] || end_of[at] == 0 || begin_of[at] != at))
+                verdict = {text_of(row), "the text is shown with a value that is not there", static_cast<int>(at)};
+        });
     }
-    return true;
+    return verdict;
 }
 
-// A set of payload bytes, written as ranges: Bytes{{2, 3}, {15, 15}}.
+// A set of payload bytes, written as ranges: {{2, 3}, {15, 15}}.
 struct Bytes {
     struct Range {
         std::size_t first, last;
@@ -86,35 +98,45 @@ struct Bytes {
     consteval Bytes(std::initializer_list<Range> ranges) {
         for (const Range& r : ranges) std::fill(in.begin() + r.first, in.begin() + r.last + 1, true);
     }
-    bool operator==(const Bytes&) const = default;
+    friend consteval Bytes operator|(Bytes a, const Bytes& b) {
+        std::transform(a.in.begin(), a.in.end(), b.in.begin(), a.in.begin(), std::logical_or<>());
+        return a;
+    }
 };
 
-// The bytes of one layout that no row shows; `areas` are those that the decoder looks at or dumps itself.
-consteval Bytes unread(std::initializer_list<Table> tables, Sizes sizes, std::size_t layout,
-                       std::initializer_list<Field> areas = {}) {
-    Bytes bytes = {{0, sizes.size[layout] - 1}};
-    for (Table table : tables)
-        each_element(table, layout,
-                     [&](const Element& e) { std::fill_n(bytes.in.begin() + e.at, e.row.field.width, false); });
-    for (const Field& f : areas) std::fill_n(bytes.in.begin() + f.at[layout], f.width * f.count, false);
-    return bytes;
+// No value shows these bytes of a layout, and values show all others.
+consteval Verdict unshown(Table rows, Sizes sizes, std::size_t layout, Bytes listed) {
+    std::array<const Row*, max_layout> shown{};
+    each_element(rows, layout, [&](const Element& e) { std::fill_n(shown.begin() + e.at, e.row.field.width, &e.row); });
+    for (std::size_t at = 0; at < max_layout; ++at) {
+        const bool inside = at < sizes.size[layout];
+        if (listed.in[at] && !inside)
+            return {"", "the byte is listed as not shown, but lies behind its layout", int(at)};
+        if (listed.in[at] && shown[at]) return {text_of(*shown[at]), "the byte is listed as not shown", int(at)};
+        if (inside && !listed.in[at] && !shown[at]) return {"", "the byte is not shown, and not listed so", int(at)};
+    }
+    return {};
+}
+// The same bytes of every layout.
+consteval Verdict unshown(Table rows, Sizes sizes, Bytes listed) {
+    for (std::size_t layout = 0; layout < sizes.count; ++layout)
+        if (const Verdict verdict = unshown(rows, sizes, layout, listed); verdict.reason) return verdict;
+    return {};
 }
 
-// Longest text that tables can print in one layout, for numbers that have names and texts that fill their fields.
-consteval std::size_t longest_text(std::initializer_list<Table> tables, std::size_t layout) {
+// Longest text that a table can print in one layout, for numbers that have names and texts that fill their fields.
+consteval std::size_t longest_text(Table rows, std::size_t layout) {
     std::size_t total = 0;
-    for (Table table : tables)
-        each_row(table, layout, 0, {}, [&](const Row& row, std::size_t, std::string_view) {
-            std::size_t name = 0;
-            for (std::size_t repeat = 0; repeat < row.repeats(); ++repeat) {
-                for (const Conversion& c : row.format.conversions())
-                    total +=
-                        c.literal + (c.kind == 's' && !row.names.empty()
-                                         ? std::max(std::string_view(row.names[name++]).size(), std::size_t{c.width})
-                                         : packing::longest(row.field, c, false));
-                total += row.format.tail;
-            }
-        });
+    each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t, std::string_view) {
+        std::size_t name = 0;
+        for (std::size_t repeat = 0; repeat < row.repeats(); ++repeat) {
+            for (const Conversion& c : row.format.conversions())
+                total += c.literal + (c.kind == 's' && !row.names.empty()
+                                          ? std::max(std::string_view(row.names[name++]).size(), std::size_t{c.width})
+                                          : packing::longest(row.field, c, false));
+            total += row.format.tail;
+        }
+    });
     return total;
 }
 

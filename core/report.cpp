@@ -405,22 +405,22 @@ dd_ffdc_value Report::value_of(Key name, std::size_t at, std::size_t size, dd_ff
             .own = {nullptr, nullptr, there.data, there.size}};
 }
 
-void Report::put_value(Say say, const Field& field, Key name) {
-    dd_ffdc_value value = value_of(name, field.at[layout], field.width, DD_FFDC_NAME);
-    value.number = static_cast<std::int32_t>(peek(field));
+void Report::put_value(Say say, std::size_t at, std::size_t width, Key name) {
+    dd_ffdc_value value = value_of(name, at, width, DD_FFDC_NAME);
+    value.number = static_cast<std::int32_t>(number_at(at, width));
     value.mask = all_bits(sizeof(std::int32_t));
     value.own.step = reinterpret_cast<const void*>(say);
     put_and_tell(value);
 }
 
-void Report::put_text(std::size_t at, std::size_t most, Key name) {
-    dd_ffdc_value value = value_of(name, at, payload.from(at, most).size, DD_FFDC_TEXT);
+void Report::put_text_behind(Key name) {
+    dd_ffdc_value value = value_of(name, layout_size, payload.from(layout_size, payload.size).size, DD_FFDC_TEXT);
     value.missing = value.size == 0;
     put_and_tell(value);
 }
 
-void Report::dump(const Field& area, Key name) {
-    dd_ffdc_value value = value_of(name, area.at[0], area.width, DD_FFDC_BYTES);
+void Report::dump(std::size_t at, std::size_t size, Key name) {
+    dd_ffdc_value value = value_of(name, at, size, DD_FFDC_BYTES);
     const std::size_t begin = out.stored();
     out.dump(static_cast<const std::uint8_t*>(value.own.bytes), value.own.length);
     if (!observer) return;

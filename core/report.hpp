@@ -123,15 +123,33 @@ public:
     void decode(const Driver& driver);
     void choose(std::span<const Versions> layouts);
 
-    // A table, or a section that was placed in one.
-    template <const auto& rows>
+    // A table; where the layout has it, a section that was placed, or a row of bytes, raw; or several pieces.
+    template <const auto& piece>
     void print() {
-        if constexpr (requires { rows.table; }) {
-            static_assert(rows.base.columns() == 1, "a section that is printed by itself stands in one place");
-            if constexpr (rows.base[0] == 0) return run(packed<rows.table>.head, groups_of<rows>());
-            run(packed<rows.table>.head, groups_of<rows>(), rows.base[0]);
+        if constexpr (requires { piece.table; }) {
+            if constexpr (piece.base.columns() == 1 && piece.base[0] == 0)
+                run(packed<piece.table>.head, groups_of<piece>());
+            else if (const int at = place<piece>(); at != no)
+                run(packed<piece.table>.head, groups_of<piece>(), static_cast<std::size_t>(at));
+        } else if constexpr (requires { piece.field; }) {
+            static_assert(piece.field.kind == Field::Kind::area, "a row by itself is one of bytes");
+            if (const int at = place<piece>(); at != no)
+                dump(static_cast<std::size_t>(at), piece.field.width, Key(piece.label));
+        } else if constexpr (requires { piece.rows; }) {
+            print_each(piece);
         } else {
-            run(packed<rows>.head, packed<rows>.head.groups());
+            run(packed<piece>.head, packed<piece>.head.groups());
+        }
+    }
+    // Where the layout has a section that was placed, or the field of a row; or `no`.
+    template <const auto& piece>
+    int place() const {
+        if constexpr (requires { piece.base; }) {
+            static constexpr Offsets at = piece.base;
+            return offset(at);
+        } else {
+            static constexpr Offsets at = piece.field.at;
+            return offset(at);
         }
     }
     // A piece of text, or several.
@@ -139,25 +157,28 @@ public:
     void put(const Piece&... piece) {
         (out.put(piece), ...);
     }
-    // A text that the table language cannot say: what `say` makes of a signed number, in constant memory or in the
-    // buffer.
+    // A text that the table language cannot say: what `say` makes of a row's signed number, in constant memory or in
+    // the buffer.
     using Say = std::string_view (*)(std::int32_t number, char* buffer, std::size_t room);
-    void put_value(Say say, const Field& field, Key name);
-    // Characters from `at` to their NUL, at most so many and never beyond the payload.
-    void put_text(std::size_t at, std::size_t most, Key name);
-    // The whole payload, or an area of it, raw.
+    template <const Row& row>
+    void put_value(Say say) {
+        if (const int at = place<row>(); at != no)
+            put_value(say, static_cast<std::size_t>(at), row.field.width, Key(row.label));
+    }
+    // Characters behind the layout to their NUL, or to the end of the payload.
+    void put_text_behind(Key name);
+    // The whole payload, raw.
     void dump() { out.dump(payload.data, payload.size); }
-    void dump(const Field& area, Key name);
 
     // Whether there is a text; else only an observer is told.
     bool prints() const { return !observer || observer->annotates; }
 
     // The number of a field; 0 when it is missing. Inlined, or the library would carry the field.
     [[gnu::always_inline]] std::uint64_t peek(const Field& field) const {
-        const bool one = field.at.columns() == 1;
-        if (!one && !field.at.present(layout)) return 0;
+        const int place = offset(field.at);
+        if (place == no) return 0;
         const bool flag = field.kind == Field::Kind::flag;
-        const std::size_t at = field.at[one ? 0 : layout];
+        const auto at = static_cast<std::size_t>(place);
         return flag ? (number_at(at + field.mask_at, 1) & field.mask) != 0 : number_at(at, field.width);
     }
 
@@ -180,8 +201,18 @@ public:
 private:
     bool closed_ = false;
 
+    // Of one of them, or `no`. Inlined, or the library would carry them.
+    [[gnu::always_inline]] int offset(const Offsets& at) const {
+        return static_cast<int>(at[at.columns() == 1 ? 0 : layout]);
+    }
+    template <const auto&... piece>
+    void print_each(const Pieces<piece...>&) {
+        (print<piece>(), ...);
+    }
     // The number of `width` bytes; 0 when they are missing.
     std::uint64_t number_at(std::size_t at, std::size_t width) const;
+    void put_value(Say say, std::size_t at, std::size_t width, Key name);
+    void dump(std::size_t at, std::size_t size, Key name);
     void run(const Head& table, Groups groups);
     void run(const Head& table, Groups groups, std::size_t from);
     [[gnu::cold]] void run_carefully(const Head& table, const Layout& l, Groups groups);

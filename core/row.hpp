@@ -35,13 +35,12 @@ constexpr std::vector<char> key_of(std::string_view name, bool of_group = false)
 }
 constexpr std::string_view view_of(const std::vector<char>& key) { return {key.data(), key.size()}; }
 
-// The name that a decoder's function gives to a value of its own.
+// The name of a value that no table prints.
 struct Key {
     const char* text;
 
-    template <std::size_t N>
-    consteval Key(const char (&name)[N]) : text(name) {
-        require(N > 1 && view_of(key_of(name)) == std::string_view(name, N - 1), name,
+    consteval Key(const char* name) : text(name) {
+        require(*name != '\0' && view_of(key_of(name)) == name, name,
                 "a name is of lower-case letters, digits and underscores");
     }
 };
@@ -125,7 +124,7 @@ struct Section {
 
     constexpr std::span<const Row> rows() const;
 };
-// A section that can also be printed by itself.
+// A section that can be printed by itself.
 template <const auto& rows_of_it>
 struct Placed : Section {
     static constexpr const auto& table = rows_of_it;
@@ -228,6 +227,19 @@ consteval Placed<rows> section(const char* group, Offsets base) {
     return {section(group, Table(rows), base)};
 }
 
+consteval Row row_of(const Row& row) { return row; }
+consteval Row row_of(const Section& placed) { return placed; }
+consteval Row row_of(Table rows) { return section("", rows, 0); }
+
+// Pieces that a layout shows together: tables, placed sections, single rows, and pieces again. They are proved as one
+// table, and printed one behind the other, or each by itself under its name.
+template <const auto&... piece>
+struct Pieces {
+    static constexpr Row rows[] = {row_of(piece)...};
+
+    consteval operator Table() const { return rows; }
+};
+
 // One value of a table in one layout: everything that packing and proofs want to know about it.
 struct Element {
     const Row& row;
@@ -236,16 +248,27 @@ struct Element {
     std::string_view group;  // "" outside any group
 };
 
-// Visits every row that a layout shows, sections unfolded: visit(row, base, group).
+// The name of a group inside another one.
+constexpr std::vector<char> group_inside(std::string_view outer, std::string_view group) {
+    std::vector<char> name(outer.begin(), outer.end());
+    if (!outer.empty() && !group.empty()) name.push_back('.');
+    name.insert(name.end(), group.begin(), group.end());
+    return name;
+}
+
+// Visits every row that a layout shows, sections unfolded: visit(row, base, group). The groups of a section are inside
+// the section's own.
 template <typename Visit>
-constexpr void each_row(Table rows, std::size_t layout, std::size_t base, std::string_view group, const Visit& visit) {
+constexpr void each_row(Table rows, std::size_t layout, std::size_t base, std::string_view outer, const Visit& visit) {
+    std::vector<char> group(outer.begin(), outer.end());
     for (const Row& row : rows) {
         if (row.section.group) {
             if (row.section.base.present(layout))
-                each_row(row.section.rows(), layout, base + row.section.base[layout], row.section.group, visit);
+                each_row(row.section.rows(), layout, base + row.section.base[layout],
+                         view_of(group_inside(outer, row.section.group)), visit);
         } else if (row.field.at.present(layout)) {
-            if (row.group) group = row.group;
-            visit(row, base, group);
+            if (row.group) group = group_inside(outer, row.group);
+            visit(row, base, view_of(group));
         }
     }
 }

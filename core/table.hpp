@@ -246,24 +246,21 @@ constexpr std::size_t pooled(std::vector<char>& pool, const std::vector<char>& k
 
 // The groups of a table in the order of their first values, and their keys inside another group.
 struct GroupsDraft {
-    std::vector<std::string_view> names;
+    std::vector<std::vector<char>> names;
     std::vector<std::size_t> at;
     std::vector<char> keys;
 
     constexpr GroupsDraft(Table rows, std::string_view outer) {
         for (std::size_t layout = 0; layout < columns(rows); ++layout)
-            each_row(rows, layout, 0, {}, [&](const Row& row, std::size_t, std::string_view name) {
-                if (row.has_value() && index_of(name) == names.size()) names.push_back(name);
+            each_row(rows, layout, 0, outer, [&](const Row& row, std::size_t, std::string_view name) {
+                if (row.has_value() && index_of(name) == names.size()) names.emplace_back(name.begin(), name.end());
             });
-        for (const std::string_view name : names) {
-            std::vector<char> key = key_of(outer, true);
-            if (!key.empty() && !name.empty()) key.push_back('.');
-            for (const char c : key_of(name, true)) key.push_back(c);
-            at.push_back(pooled(keys, key));
-        }
+        for (const auto& name : names) at.push_back(pooled(keys, key_of(view_of(name), true)));
     }
     constexpr std::size_t index_of(std::string_view name) const {
-        return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+        std::size_t i = 0;
+        while (i < names.size() && view_of(names[i]) != name) ++i;
+        return i;
     }
 };
 

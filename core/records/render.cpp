@@ -19,9 +19,9 @@ constexpr Row header_rows[] = {
     {u16(26), "version"},
 };
 constexpr auto header_of_record = section<header_rows>("header", 0);
-static_assert(sound({header_rows}, {header_size}));
-static_assert(unread({header_rows}, {header_size}, 0) == Bytes{{4, 11}});
-static_assert(longest_text({notice_rows}, 0) + longest_text({header_rows}, 0) < header_room);
+static_assert(sound(header_rows, {header_size}));
+static_assert(unshown(header_rows, {header_size}, {{4, 11}}));
+static_assert(longest_text(notice_rows, 0) + longest_text(header_rows, 0) < header_room);
 static_assert(sizeof(Record) == header_size && alignof(Record) == 1);
 
 void print_header(Report& r, bool notice) {

@@ -10,9 +10,9 @@ constexpr Row dpss_rows[] = {
     {"Phase number: %d\n", s16(26)},    {"Pin number: %d\n", s16(28)},
 };
 constexpr Versions layouts[] = {{0, any, 30}};
-static_assert(sound({dpss_rows}, layouts));
-static_assert(unread({dpss_rows}, layouts, 0) == Bytes{{16, 17}});
-static_assert(longest_text({dpss_rows}, 0) == 121);
+static_assert(sound(dpss_rows, layouts));
+static_assert(unshown(dpss_rows, layouts, 0, {{16, 17}}));
+static_assert(longest_text(dpss_rows, 0) == 121);
 
 void print(Report& r) {
     if (r.payload.size == 0) return r.leave();

@@ -22,8 +22,8 @@ constexpr Row iomux_rows[] = {
     {"\t\t%s:    %08x\t%s:    %08x\n", u32(53, 24), register_names},
 };
 constexpr Versions layouts[] = {{256, 256, 149}};
-static_assert(sound({iomux_rows}, layouts));
-static_assert(unread({iomux_rows}, layouts, 0) == Bytes{});
+static_assert(sound(iomux_rows, layouts));
+static_assert(unshown(iomux_rows, layouts, 0, {}));
 
 void print(Report& r) {
     if (!r.known) return r.unrecognized();

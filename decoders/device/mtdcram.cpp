@@ -15,10 +15,10 @@ constexpr Row mtdcram_rows[] = {
     {"Count           %d\n", s32(12)},
 };
 constexpr Versions layouts[] = {{1, 1, 20}};
-static_assert(sound({mtdcram_rows}, layouts));
-static_assert(unread({mtdcram_rows}, layouts, 0) == Bytes{});
+static_assert(sound(mtdcram_rows, layouts));
+static_assert(unshown(mtdcram_rows, layouts, 0, {}));
 // "write" is one longer than the only name.
-static_assert(longest_text({mtdcram_rows}, 0) + 1 == 113);
+static_assert(longest_text(mtdcram_rows, 0) + 1 == 113);
 
 void print(Report& r) {
     if (!r.known) return r.unrecognized();

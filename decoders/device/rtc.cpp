@@ -62,10 +62,10 @@ constexpr Row software_rows[] = {
     {"\tErr Str: [%s]\n", text(0, 64)},
 };
 constexpr Versions layouts[] = {{0x0101, 0x0101, 24}, {0x0102, 0x0102, 72}};
-static_assert(sound({hardware_rows}, {layouts[0].size}));
-static_assert(unread({hardware_rows}, layouts, 0) == Bytes{{7, 7}});
-static_assert(sound({software_rows}, {layouts[1].size}));
-static_assert(unread({software_rows}, layouts, 1) == Bytes{});
+static_assert(sound(hardware_rows, std::span(layouts).first(1)));
+static_assert(sound(software_rows, std::span(layouts).last(1)));
+static_assert(unshown(hardware_rows, layouts, 0, {{7, 7}}));
+static_assert(unshown(software_rows, layouts, 1, {}));
 
 void print(Report& r) {
     if (!r.known) return r.unrecognized("Unrecognised");

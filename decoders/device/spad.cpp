@@ -18,8 +18,11 @@ constexpr Row spad_rows[] = {
     section("location", location_rows, 16),
 };
 constexpr Versions layouts[] = {{0, any, 20, 1}};
-static_assert(sound({file_rows, spad_rows}, layouts));
-static_assert(unread({file_rows, spad_rows}, layouts, 0) == Bytes{{10, 11}, {16, 16}});
+constexpr Pieces<file_rows, spad_rows> numbered;
+constexpr Pieces<own_file_rows, spad_rows> named_by_us;
+static_assert(sound(numbered, layouts));
+static_assert(sound(named_by_us, layouts));
+static_assert(unshown(numbered, layouts, {{10, 11}, {16, 16}}));
 
 void print(Report& r) {
     r.counts_whole = true;

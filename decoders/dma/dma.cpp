@@ -61,9 +61,9 @@ constexpr Row dma_rows[] = {
     {"\t\t%s: %08x\n", u32({72, 80}, 11), register_names},
 };
 constexpr Versions layouts[] = {{1, 1, 252}, {2, 2, 260}};
-static_assert(sound({dma_rows}, layouts));
-static_assert(unread({dma_rows}, layouts, 0) == Bytes{{116, 123}});
-static_assert(unread({dma_rows}, layouts, 1) == Bytes{{124, 131}});
+static_assert(sound(dma_rows, layouts));
+static_assert(unshown(dma_rows, layouts, 0, {{116, 123}}));
+static_assert(unshown(dma_rows, layouts, 1, {{124, 131}}));
 
 void print(Report& r) {
     if (!r.known) return r.unrecognized();

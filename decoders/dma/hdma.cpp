@@ -26,8 +26,8 @@ constexpr Row hdma_rows[] = {
     {"\tDMA source:       %s\n", named({source_names, 208, "INVALID"}, u32(36))},
 };
 constexpr Versions layouts[] = {{256, 256, 40}};
-static_assert(sound({hdma_rows}, layouts));
-static_assert(unread({hdma_rows}, layouts, 0) == Bytes{});
+static_assert(sound(hdma_rows, layouts));
+static_assert(unshown(hdma_rows, layouts, 0, {}));
 
 void print(Report& r) {
     if (!r.known) return r.unrecognized();

@@ -8,43 +8,12 @@
 namespace ffdc {
 namespace {
 
-constexpr Row slave_rows[] = {
-    {"sisc         0x%8.8x\n", u32(0)},  {"slastd       0x%8.8x\n", u32(4)},  {"sdatat       0x%8.8x\n", u32(8)},
-    {"scmdt        0x%8.8x\n", u32(12)}, {"sstat        0x%8.8x\n", u32(16)},
-};
-constexpr Row fsi_rows[] = {
-    {"- FSI FFDC Data -\n"},
-    {"magic        0x%8.8lx\n", u32(0)},
-    {"strno        0x%8.8lx\n", u32(4)},
-    {"mver         0x%8.8lx\n", u32(8)},
-    {"part         %d\n", s32(12)},
-    {"INFO: MASTER_ERROR=1 PORT_ERROR=2\n"},
-    {"vaddr        %p\n", u32(84)},
-    {"errno        0x%8.8lx\n", u32(88)},
-    {"seqno        0x%8.8lx\n", u32(92)},
-    {"Master Error Info\n", group("master")},
-    {"mesrb        0x%8.8x\n", u32(16)},
-    {"mscsb        0x%8.8x\n", u32(20)},
-    {"matrb        0x%8.8x\n", u32(24)},
-    {"mdtrb        0x%8.8x\n", u32(28)},
-    {"mnr          %d\n", u8(32)},
-    {"recover      %d\n", u8(33)},
-    {"Slave Error - in struct master Info\n"},
-    section("master.slave", slave_rows, 36),
-    {"Port Error Info\n", group("port")},
-    {"mstap        0x%8x\n", u32(56)},
-    {"pnr          %d\n", u8(60)},
-    {"snr          %d\n", u8(61)},
-    {"recover      %d\n", u8(62)},
-    {"Slave Error - in struct port Info\n"},
-    section("port.slave", slave_rows, 64),
-};
 constexpr Versions layouts[] = {{0, any, fsi_size}};
-static_assert(sound({fsi_rows}, layouts));
-static_assert(unread({fsi_rows}, layouts, 0) == Bytes{{34, 35}, {63, 63}});
-static_assert(longest_text({fsi_rows}, 0) == fsi_longest);
+static_assert(sound(fsi_rows, layouts));
+static_assert(unshown(fsi_rows, layouts, 0, {{34, 35}, {63, 63}}));
+static_assert(longest_text(fsi_rows, 0) == fsi_longest);
 
-constexpr auto inside = section<fsi_rows>("fsi", 0);
+constexpr auto inside = fsi_block(0);
 
 template <const auto& rows>
 void print_block(Report& r) {
@@ -56,7 +25,10 @@ void print_block(Report& r) {
 
 const Driver fsi = {layouts, print_block<fsi_rows>};
 
-void embedded_fsi(Report& r, std::size_t at) {
+void print_embedded_fsi(Report& r, int place) {
+    if (place == no) return;
+    const auto at = static_cast<std::size_t>(place);
+
     constexpr std::size_t buffer_size = 32768, given = 100;
     // A short block adds its size message and its dump to the text.
     char local[fsi_longest + 512];

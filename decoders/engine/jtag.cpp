@@ -14,7 +14,7 @@ constexpr const char* register_places[47] = {
 };
 
 constexpr Field file = u32(0), model = u8(20), valid_registers = u8(52), chain_valid = u8(244), mux_mask = u32(268);
-constexpr Field magic = u32({no, no, 336, 336}), trace = bytes(340, 256);
+constexpr Field magic = u32({no, no, 336, 336});
 constexpr Offsets flags = {no, no, 332, 332};
 constexpr std::uint32_t own_file = 0x1A000000, vek1 = 0x11, good_magic = 0xFEEDB0BB;
 
@@ -74,18 +74,19 @@ constexpr Row length_rows[] = {
 };
 constexpr Row error_rows[] = {{"Error-specific data: 0x%x 0x%x 0x%x 0x%x 0x%x\n", u32(288, 5)}};
 constexpr Row trace_rows[] = {{"jtagerr trace:\n"}};
+constexpr Row trace = {bytes({no, no, no, 340}, 256), "trace"};
 
-#define ALL_ROWS                                                                                                 \
-    file_rows, engine_rows, model_rows, lock_rows, register_rows, cache_rows, chain_rows, mux_rows, length_rows, \
-        error_rows
+constexpr Pieces<title_rows, engine_rows, lock_rows, register_rows, cache_rows, chain_rows, mux_rows, length_rows,
+                 error_rows, trace_rows, trace>
+    common;
+constexpr Pieces<common, file_rows, model_rows, good_magic_rows> numbered;
+constexpr Pieces<common, own_file_rows, vek1_rows, bad_magic_rows> named_by_us;
 constexpr Versions layouts[] = {{0, 1, 308}, {2, 2, 312}, {3, 3, 340}, {4, any, 596, 4}};
-static_assert(sound({ALL_ROWS}, layouts));
-static_assert(unread({ALL_ROWS}, layouts, 0) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
-static_assert(unread({ALL_ROWS}, layouts, 1) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
-static_assert(unread({ALL_ROWS}, layouts, 2) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
-static_assert(unread({ALL_ROWS}, layouts, 3, {trace}) == Bytes{{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}});
+static_assert(sound(numbered, layouts));
+static_assert(sound(named_by_us, layouts));
+static_assert(unshown(numbered, layouts, {{6, 7}, {12, 12}, {22, 23}, {53, 55}, {245, 247}}));
 // With a process name of 15 characters and its NUL.
-static_assert(longest_text({title_rows, ALL_ROWS, good_magic_rows, trace_rows}, 3) - 1 == 1311);
+static_assert(longest_text(numbered, 3) - 1 == 1311);
 
 void print(Report& r) {
     r.print<title_rows>();
@@ -104,7 +105,7 @@ void print(Report& r) {
     r.print<error_rows>();
     if (r.version < 4) return;
     r.print<trace_rows>();
-    r.dump(trace, "trace");
+    r.print<trace>();
     if (!r.newer) return;
     r.put("\nUnknown FFDC version ", Digits::decimal(r.version), " -- Raw FFDC:\n");
     r.raw();

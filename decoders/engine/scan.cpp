@@ -7,7 +7,6 @@ namespace ffdc {
 namespace {
 
 constexpr Offsets data = {20, 20, 20, 24};
-constexpr std::size_t fsi_at = 136;
 
 // Offsets a layout:                               v1   v2   v3   v4
 constexpr Row scan_rows[] = {
@@ -32,33 +31,35 @@ constexpr Row scan_rows[] = {
     {"extra Data:\n"},
     {"data: 0x%08lx \n", u32(data, 10)},
 };
-constexpr Versions layouts[] = {{1, 1, fsi_at + fsi_size}, {2, 2, 134}, {3, 3, 144}, {4, 4, 148}, {5, 5, 32}};
-static_assert(sound({scan_rows}, std::span(layouts).first(4)));
-static_assert(unread({scan_rows}, layouts, 0) == Bytes{{128, 135}, {fsi_at, fsi_at + fsi_size - 1}});
-static_assert(unread({scan_rows}, layouts, 1) == Bytes{});
-static_assert(unread({scan_rows}, layouts, 2) == Bytes{{134, 135}});
-static_assert(unread({scan_rows}, layouts, 3) == Bytes{{138, 139}});
+constexpr auto embedded = fsi_block({136, no, no, no});
+constexpr Pieces<scan_rows, embedded> pieces;
+constexpr Versions layouts[] = {{1, 1, 136 + fsi_size}, {2, 2, 134}, {3, 3, 144}, {4, 4, 148}, {5, 5, 32}};
+static_assert(sound(pieces, std::span(layouts).first(4)));
+static_assert(unshown(pieces, layouts, 0, {{128, 135}, {170, 171}, {199, 199}}));
+static_assert(unshown(pieces, layouts, 1, {}));
+static_assert(unshown(pieces, layouts, 2, {{134, 135}}));
+static_assert(unshown(pieces, layouts, 3, {{138, 139}}));
 // The documented lengths are those of a text of 63 characters and its NUL.
-static_assert(longest_text({scan_rows}, 0) + embedded_fsi_longest - 1 == 1242);
-static_assert(longest_text({scan_rows}, 1) - 1 == 510);
-static_assert(longest_text({scan_rows}, 2) - 1 == 582);
-static_assert(longest_text({scan_rows}, 3) - 1 == 606);
+static_assert(longest_text(pieces, 0) + fsi_announcement - 1 == 1242);
+static_assert(longest_text(pieces, 1) - 1 == 510);
+static_assert(longest_text(pieces, 2) - 1 == 582);
+static_assert(longest_text(pieces, 3) - 1 == 606);
 
 constexpr Row bulk_rows[] = {
     {"scan bulk ffdc data v05\n"}, {"ffdc version : 0x%08lx\n", u32(0)}, {"link : 0x%08x\n", u16(16)},
     {"cfam : 0x%08x\n", u16(18)},  {"engine : 0x%08x\n", u16(20)},       {"status  : 0x%08lx\n\n", u32(8)},
     {"rc : 0x%08lx\n", u32(12)},   {"remaining size : %u\n", u32(24)},   {"last executed operation : %u\n", u32(28)},
 };
-static_assert(sound({bulk_rows}, std::span(layouts).last(1)));
-static_assert(unread({bulk_rows}, layouts, 4) == Bytes{{4, 7}, {22, 23}});
-static_assert(longest_text({bulk_rows}, 0) == 209);
+static_assert(sound(bulk_rows, std::span(layouts).last(1)));
+static_assert(unshown(bulk_rows, layouts, 4, {{4, 7}, {22, 23}}));
+static_assert(longest_text(bulk_rows, 0) == 209);
 
 void print(Report& r) {
     r.trace("scan_print called support up to v4");
     if (!r.known) return r.unrecognized();
     if (r.version == 5) return r.print<bulk_rows>();
     r.print<scan_rows>();
-    if (r.version == 1) embedded_fsi(r, fsi_at);
+    print_embedded_fsi(r, r.place<embedded>());
 }
 
 }  // namespace

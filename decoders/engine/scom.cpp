@@ -7,7 +7,6 @@ namespace ffdc {
 namespace {
 
 constexpr Offsets data = {20, 28, 24, 24};
-constexpr std::size_t fsi_at[] = {140, 148, 144};
 
 // Offsets a layout:                               v1   v2   v3   v4
 constexpr Row scom_rows[] = {
@@ -31,25 +30,25 @@ constexpr Row scom_rows[] = {
     {"extra Data:\n"},
     {"data: 0x%08lx \n", u32(data, 10)},
 };
-constexpr Versions layouts[] = {
-    {1, 1, fsi_at[0] + fsi_size}, {2, 2, fsi_at[1] + fsi_size}, {3, 3, fsi_at[2] + fsi_size}, {4, 4, 142}};
-static_assert(sound({scom_rows}, layouts));
-// Eight bytes before the FSI block, and the block itself.
-static_assert(unread({scom_rows}, layouts, 0) == Bytes{{132, layouts[0].size - 1}});
-static_assert(unread({scom_rows}, layouts, 1) == Bytes{{140, layouts[1].size - 1}});
-static_assert(unread({scom_rows}, layouts, 2) == Bytes{{136, layouts[2].size - 1}});
-static_assert(unread({scom_rows}, layouts, 3) == Bytes{});
+constexpr auto embedded = fsi_block({140, 148, 144, no});
+constexpr Pieces<scom_rows, embedded> pieces;
+constexpr Versions layouts[] = {{1, 1, 140 + fsi_size}, {2, 2, 148 + fsi_size}, {3, 3, 144 + fsi_size}, {4, 4, 142}};
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, 0, {{132, 139}, {174, 175}, {203, 203}}));
+static_assert(unshown(pieces, layouts, 1, {{140, 147}, {182, 183}, {211, 211}}));
+static_assert(unshown(pieces, layouts, 2, {{136, 143}, {178, 179}, {207, 207}}));
+static_assert(unshown(pieces, layouts, 3, {}));
 // The documented lengths are those of a text of 63 characters and its NUL.
-static_assert(longest_text({scom_rows}, 0) + embedded_fsi_longest - 1 == 1266);
-static_assert(longest_text({scom_rows}, 1) + embedded_fsi_longest - 1 == 1314);
-static_assert(longest_text({scom_rows}, 2) + embedded_fsi_longest - 1 == 1290);
-static_assert(longest_text({scom_rows}, 3) - 1 == 558);
+static_assert(longest_text(pieces, 0) + fsi_announcement - 1 == 1266);
+static_assert(longest_text(pieces, 1) + fsi_announcement - 1 == 1314);
+static_assert(longest_text(pieces, 2) + fsi_announcement - 1 == 1290);
+static_assert(longest_text(pieces, 3) - 1 == 558);
 
 void print(Report& r) {
     r.trace("scom_print called - suport up to v4");
     if (!r.known) return r.unrecognized();
     r.print<scom_rows>();
-    if (r.version < 4) embedded_fsi(r, fsi_at[r.layout]);
+    print_embedded_fsi(r, r.place<embedded>());
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ constexpr const char* kor_offsets[] = {"04", "08", "0C", "10", "14", "18", "1C",
 constexpr const char* wex_offsets[] = {"04", "05", "06", "07", "08", "09", "0A", "0B", "0C", "0D", "0E", "0F", "10"};
 
 constexpr Field transfer_kind = u8(10), register_format = u8(11), registers_collected = u8(12);
-constexpr Field transfer = bytes(81, 124), trace = bytes(205, 256);
+constexpr Row transfer = {bytes(81, 124), "transfer"}, trace = {bytes({no, no, 205, 205}, 256), "trace"};
 
 constexpr Row summary_rows[] = {
     {"\nFailure Summary\n----------------\n"},
@@ -133,21 +133,25 @@ constexpr Row slave_rows[] = {
     {"data recvd: %08lx\n", u32(185)},
 };
 
+constexpr Pieces<summary_rows, engine_rows, trace> common;
+constexpr Pieces<common, kor_rows, master_rows> of_master;
+constexpr Pieces<common, wex_rows, slave_rows> of_slave;
+constexpr Pieces<common, transfer> unknown;
 constexpr Versions layouts[] = {{0, 0, 205}, {1, 1, 205}, {2, 2, 461}, {3, 3, 469}};
-#define MASTER_ROWS summary_rows, engine_rows, kor_rows, master_rows
-#define SLAVE_ROWS summary_rows, engine_rows, wex_rows, slave_rows
-static_assert(sound({MASTER_ROWS}, layouts));
-static_assert(sound({SLAVE_ROWS}, layouts));
-static_assert(unread({MASTER_ROWS}, layouts, 0) ==
-              Bytes{{73, 80}, {119, 120}, {159, 160}, {169, 184}, {186, 188}, {197, 204}});
-static_assert(unread({MASTER_ROWS}, layouts, 1) ==
-              Bytes{{73, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}, {201, 204}});
-static_assert(unread({MASTER_ROWS}, layouts, 2, {trace}) ==
-              Bytes{{77, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}});
-static_assert(unread({MASTER_ROWS}, layouts, 3, {trace}) == unread({MASTER_ROWS}, layouts, 2, {trace}));
-static_assert(unread({SLAVE_ROWS}, layouts, 1) == Bytes{{26, 48}, {73, 80}, {89, 104}, {130, 130}, {189, 204}});
-static_assert(unread({SLAVE_ROWS}, layouts, 3, {trace}) ==
-              Bytes{{26, 44}, {77, 80}, {89, 104}, {130, 130}, {189, 204}});
+static_assert(sound(of_master, layouts));
+static_assert(sound(of_slave, layouts));
+static_assert(sound(unknown, layouts));
+static_assert(unshown(of_master, layouts, 0, {{73, 80}, {119, 120}, {159, 160}, {169, 184}, {186, 188}, {197, 204}}));
+static_assert(unshown(of_master, layouts, 1,
+                      {{73, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}, {201, 204}}));
+static_assert(unshown(of_master, layouts, 2,
+                      {{77, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}}));
+static_assert(unshown(of_master, layouts, 3,
+                      {{77, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}}));
+static_assert(unshown(of_slave, layouts, 0, {{26, 48}, {73, 80}, {89, 104}, {130, 130}, {189, 204}}));
+static_assert(unshown(of_slave, layouts, 1, {{26, 48}, {73, 80}, {89, 104}, {130, 130}, {189, 204}}));
+static_assert(unshown(of_slave, layouts, 2, {{26, 44}, {77, 80}, {89, 104}, {130, 130}, {189, 204}}));
+static_assert(unshown(of_slave, layouts, 3, {{26, 44}, {77, 80}, {89, 104}, {130, 130}, {189, 204}}));
 
 void print(Report& r) {
     if (!r.known) return r.raw();
@@ -173,12 +177,12 @@ void print(Report& r) {
         iic_master(r);
     } else {
         r.put("Dumping unknown transfer format\n");
-        r.dump(transfer, "transfer");
+        r.print<transfer>();
     }
 
     if (r.version < 2) return;
     r.put("\n---------- Trace Data ----------\n", "          SSTTTTTT TTTTTTFP AARSSSSS DDDDDDDD\n");
-    r.dump(trace, "trace");
+    r.print<trace>();
 }
 
 }  // namespace

@@ -45,6 +45,7 @@ std::string_view text_of_rc(std::int32_t rc, char* buffer, std::size_t room) {
 }
 
 constexpr Field rc = s32({no, no, no, 24, 24});
+constexpr Row rc_text = {rc, "rc_text"};
 
 // Offsets a layout:                               v1   v2   v3   v4   v5
 constexpr Row request_rows[] = {
@@ -135,41 +136,41 @@ constexpr Row interrupt_rows[] = {
     {"\nfsi_irqinfo:\n"},
     {"irqno:     %04lx\n", u16(0)},
     {"slv:\n"},
-    section("fsi_irqinfo.slv", slave_rows, 4),
-    {"cmslv:\n", group("fsi_irqinfo.cmslv")},
+    section("slv", slave_rows, 4),
+    {"cmslv:\n", group("cmslv")},
     {"    cmfsi: %02lx\n", u8(32)},
     {"nextssirq: %02lx\n", u8(33)},
     {"    srsim: %08lx\n", u32(36)},
     {"    srsic: %08lx\n", u32(40)},
     {"slv2:\n"},
-    section("fsi_irqinfo.slv2", slave_rows, 44),
+    section("slv2", slave_rows, 44),
     {"uic0:\n"},
-    section("fsi_irqinfo.uic0", uic_rows, 72),
+    section("uic0", uic_rows, 72),
     {"uic1:\n"},
-    section("fsi_irqinfo.uic1", uic_rows, 80),
+    section("uic1", uic_rows, 80),
     {"uic2:\n"},
-    section("fsi_irqinfo.uic2", uic_rows, 88),
+    section("uic2", uic_rows, 88),
 };
-constexpr Row tail_rows[] = {section("fsi_irqinfo", interrupt_rows, {no, no, no, no, 300})};
+constexpr auto interrupts = section<interrupt_rows>("fsi_irqinfo", {no, no, no, no, 300});
 
-#define ALL_ROWS request_rows, parameter_rows, register_rows, tail_rows
+constexpr Pieces<request_rows, rc_text, parameter_rows, register_rows, interrupts> pieces;
 constexpr Versions layouts[] = {{1, 1, 184}, {2, 2, 268}, {3, 3, 276}, {4, 4, 300}, {5, 5, 396}};
-static_assert(sound({ALL_ROWS}, layouts));
-static_assert(unread({ALL_ROWS}, layouts, 0) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
-static_assert(unread({ALL_ROWS}, layouts, 1) == Bytes{{2, 3}, {15, 15}, {22, 23}, {54, 55}});
-static_assert(unread({ALL_ROWS}, layouts, 2) == Bytes{{1, 3}, {8, 11}, {23, 23}, {30, 31}, {62, 63}});
-static_assert(unread({ALL_ROWS}, layouts, 3) == Bytes{});
-static_assert(unread({ALL_ROWS}, layouts, 4) == Bytes{{302, 303}, {329, 331}, {334, 335}, {369, 371}});
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, 0, {{2, 3}, {15, 15}, {22, 23}, {54, 55}}));
+static_assert(unshown(pieces, layouts, 1, {{2, 3}, {15, 15}, {22, 23}, {54, 55}}));
+static_assert(unshown(pieces, layouts, 2, {{1, 3}, {8, 11}, {23, 23}, {30, 31}, {62, 63}}));
+static_assert(unshown(pieces, layouts, 3, {}));
+static_assert(unshown(pieces, layouts, 4, {{302, 303}, {329, 331}, {334, 335}, {369, 371}}));
 
 void print(Report& r) {
     r.put("Mailbox FFDC version ", Digits::decimal(static_cast<std::int32_t>(r.version)), "\n",
           "============================================================\n");
     if (!r.known) return r.raw();
     r.print<request_rows>();
-    if (r.version >= 4) r.put_value(text_of_rc, rc, "rc_text");
+    r.put_value<rc_text>(text_of_rc);
     r.print<parameter_rows>();
     r.print<register_rows>();
-    r.print<tail_rows>();
+    r.print<interrupts>();
 }
 
 }  // namespace

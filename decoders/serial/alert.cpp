@@ -18,12 +18,13 @@ constexpr Row register_rows[] = {
     {"%15.15s: %08x\n", u32(40, 16), register_names},
 };
 constexpr Versions layouts[] = {{0, any, 104}};
-static_assert(sound({alert_rows, register_rows}, layouts));
-static_assert(unread({alert_rows, register_rows}, layouts, 0) == Bytes{{10, 19}, {33, 39}});
+constexpr Pieces<alert_rows, register_rows> pieces;
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, {{10, 19}, {33, 39}}));
 
 void print(Report& r) {
     r.put("\nKOR ALERT FFDC\n");
-    if (r.version >= 2) driver_version(r, 104, to_the_end);
+    if (r.version >= 2) version_behind(r);
     r.print<alert_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
     close(r);

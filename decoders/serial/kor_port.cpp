@@ -11,8 +11,12 @@ constexpr Field registers_valid = u8(26);
 
 constexpr auto buffer = section<buffer_rows>("buffer", 4);
 constexpr auto origin_rows = origin(0, 20, 24);
-constexpr Row opening_rows[] = {section("", origin_rows, 0), buffer};
 // Layouts: versions 0 and 1; 2; 3 and newer ones.
+constexpr Row opening_rows[] = {
+    {"\nKOR UART FFDC\n"},
+    {"drv ver[%s] ", text({no, 160, 160}, 8)},
+    section("", origin_rows, 0),
+};
 constexpr Row port_rows[] = {
     {registers_valid, "regs valid"},
     {"last port change: ", group("last port change"), shown_with({no, 144, 144})},
@@ -26,15 +30,12 @@ constexpr Row register_rows[] = {
     {"%15.15s: %08x\n", u32(32, 28), register_names},
 };
 constexpr Versions layouts[] = {{0, 1, 144}, {2, 2, 168}, {3, any, 172}};
-static_assert(sound({opening_rows, port_rows, register_rows}, layouts));
-static_assert(unread({opening_rows, port_rows, register_rows}, layouts, 0) == Bytes{{27, 31}});
-static_assert(unread({opening_rows, port_rows, register_rows}, layouts, 1, {bytes(160, 8)}) == Bytes{{27, 31}});
-static_assert(unread({opening_rows, port_rows, register_rows}, layouts, 2, {bytes(160, 8)}) == Bytes{{27, 31}});
+constexpr Pieces<opening_rows, buffer, port_rows, register_rows> pieces;
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, {{27, 31}}));
 
 void print(Report& r) {
-    r.put("\nKOR UART FFDC\n");
-    if (r.version >= 2) driver_version(r, 160, 8);
-    r.print<origin_rows>();
+    r.print<opening_rows>();
     r.print<buffer>();
     r.print<port_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();

@@ -8,10 +8,15 @@ namespace ffdc {
 namespace {
 
 constexpr std::span<const char* const> register_names = std::span(wex_registers).subspan(1);
-constexpr Field registers_valid = u8(96), first_capture = bytes(116, 40), second_capture = bytes(156, 40);
+constexpr Field registers_valid = u8(96);
+constexpr Row first_capture = {bytes({no, 116}, 40), "first_capture"};
+constexpr Row second_capture = {bytes({no, 156}, 40), "second_capture"};
 
 constexpr auto origin_rows = origin(44, 68, 72);
-constexpr Row capture_rows[] = {
+// Layouts: version 0; 1 and newer ones.
+constexpr Row opening_rows[] = {
+    {"\nRS485 UART FFDC\n"},
+    {"drv ver[%s] ", text({no, 106}, 10)},
     section("", origin_rows, 0),
     {registers_valid, "regs valid"},
 };
@@ -24,7 +29,6 @@ constexpr Row count_rows[] = {
     {"rx count[%d]\n", u8(49)},
 };
 constexpr auto buffer = section<buffer_rows>("buffer", 52);
-constexpr Row buffer_section[] = {buffer};
 constexpr Row state_rows[] = {
     {"id[%d]\n", u8(95)},
     {"rx_state[%d]\n", s32(76)},
@@ -41,30 +45,18 @@ constexpr Row counter_rows[] = {
     {"\ntx_bytes[%d]\n", s32(220)},      {"tx_sent[%d]\n", s32(224)},       {"tx_discarded[%d]\n", s32(228)},
     {"tx_retries[%d]\n", s32(232)},
 };
+constexpr auto counters = section<counter_rows>("", {no, 0});
+constexpr Pieces<count_rows, buffer, state_rows, counters, first_capture, second_capture> state;
+constexpr Pieces<opening_rows, register_rows, state> pieces;
 constexpr Versions layouts[] = {{0, 0, 104}, {1, any, 236}};
-static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows}, {layouts[0].size}));
-static_assert(sound({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows},
-                    {layouts[1].size}));
-static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows}, layouts, 0) ==
-              Bytes{{0, 43}, {50, 51}, {74, 75}});
-static_assert(unread({capture_rows, register_rows, count_rows, buffer_section, state_rows, counter_rows}, layouts, 1,
-                     {bytes(106, 10), first_capture, second_capture}) ==
-              Bytes{{0, 43}, {50, 51}, {74, 75}, {104, 105}});
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, 0, {{0, 43}, {50, 51}, {74, 75}}));
+static_assert(unshown(pieces, layouts, 1, {{0, 43}, {50, 51}, {74, 75}, {104, 105}}));
 
 void print(Report& r) {
-    const bool full = r.version >= 1;
-    r.put("\nRS485 UART FFDC\n");
-    if (full) driver_version(r, 106, 10);
-    r.print<capture_rows>();
+    r.print<opening_rows>();
     if (r.peek(registers_valid) != 0) r.print<register_rows>();
-    r.print<count_rows>();
-    r.print<buffer>();
-    r.print<state_rows>();
-    if (full) {
-        r.print<counter_rows>();
-        r.dump(first_capture, "first_capture");
-        r.dump(second_capture, "second_capture");
-    }
+    r.print<state>();
     close(r);
 }
 

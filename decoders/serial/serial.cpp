@@ -4,21 +4,14 @@
 
 namespace ffdc {
 
-static_assert(sound({buffer_rows}, {buffer_size}));
-static_assert(unread({buffer_rows}, {buffer_size}, 0) == Bytes{});
+static_assert(sound(buffer_rows, {buffer_size}));
+static_assert(unshown(buffer_rows, {buffer_size}, {}));
 
 void buffer_descriptor(Report& r) { r.print<buffer_rows>(); }
 
-constexpr Row valid_rows[] = {{port_registers_valid, "regs valid"}};
-void port_opening(Report& r) {
-    r.print<usual_origin>();
-    r.print<port_buffer>();
-    r.print<valid_rows>();
-}
-
-void driver_version(Report& r, std::size_t at, std::size_t size) {
+void version_behind(Report& r) {
     r.put("drv ver[");
-    r.put_text(at, size, "drv_ver");
+    r.put_text_behind("drv_ver");
     r.put("] ");
 }
 

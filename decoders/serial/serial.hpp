@@ -35,16 +35,14 @@ consteval std::array<Row, 3> origin(int rc, int file, int line) {
 
 inline constexpr auto usual_origin = origin(0, 4, 8);
 
-// What the TAM and the WEX port show before their registers; the rows are for the proofs.
+// What the TAM and the WEX port show before their registers.
 inline constexpr Field port_registers_valid = u8(28);
 inline constexpr auto port_buffer = section<buffer_rows>("buffer", 12);
-inline constexpr Row port_opening_rows[] = {
-    section("", usual_origin, 0), port_buffer, {port_registers_valid, "regs valid"}};
-void port_opening(Report& r);
+inline constexpr Row port_valid_rows[] = {{port_registers_valid, "regs valid"}};
+inline constexpr Pieces<usual_origin, port_buffer, port_valid_rows> port_opening;
 
-// The text of the driver's version, which opens the line of the return code in newer layouts.
-inline constexpr std::size_t to_the_end = 65536;
-void driver_version(Report& r, std::size_t at, std::size_t size);
+// The text of the driver's version behind the layout, which opens the line of the return code in newer versions.
+void version_behind(Report& r);
 
 // An empty line and the dump of the whole payload.
 void close(Report& r);

@@ -14,8 +14,9 @@ constexpr Row port_rows[] = {
     {"  vaddr  : 0x%08lx\n", u32(20)}, {"  paddr  : 0x%08lx\n", u32(16)},
 };
 constexpr Versions layouts[] = {{0, any, 24}};
-static_assert(sound({magic_rows, port_rows}, layouts));
-static_assert(unread({magic_rows, port_rows}, layouts, 0) == Bytes{});
+constexpr Pieces<magic_rows, port_rows> pieces;
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, {}));
 
 void print(Report& r) {
     r.put("  version: ", Digits::hex(r.version, 4), "\n");

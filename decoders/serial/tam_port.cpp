@@ -28,14 +28,14 @@ constexpr Row operation_rows[] = {
     {"len[%d]\n", u16(110)},
 };
 constexpr Versions layouts[] = {{0, any, 112}};
-static_assert(sound({port_opening_rows, register_rows, operation_rows}, layouts));
-static_assert(unread({port_opening_rows, register_rows, operation_rows}, layouts, 0) ==
-              Bytes{{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}});
+constexpr Pieces<port_opening, register_rows, operation_rows> pieces;
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, {{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}}));
 
 void print(Report& r) {
     r.put("\nTAM UART FFDC\n");
-    if (r.version >= 2) driver_version(r, 112, to_the_end);
-    port_opening(r);
+    if (r.version >= 2) version_behind(r);
+    r.print<port_opening>();
     if (r.peek(port_registers_valid) != 0) r.print<register_rows>();
     r.print<operation_rows>();
     close(r);

@@ -7,8 +7,10 @@ namespace ffdc {
 namespace {
 
 // Layouts: versions 0 and 1; 2 to 7.
-constexpr Row title_rows[] = {{"\nULO UART HW FFDC\n"}};
 constexpr Row driver_rows[] = {
+    {"\nULO UART HW FFDC\n"},
+    {"drv ver[%s] ", text({no, 72}, 8)},
+    section("", usual_origin, 0),
     {"pid[%ld] ", s32(44)},
     {"tgid[%ld] ", s32(48)},
     {"proc_name[%s]\n", text(52, 16)},
@@ -25,7 +27,6 @@ constexpr Row driver_rows[] = {
     {"rx: "},
 };
 constexpr auto rx_buffer = section<buffer_rows>("rx", 12), tx_buffer = section<buffer_rows>("tx", 28);
-constexpr Row buffers[] = {rx_buffer, tx_buffer};
 
 // Statistics of one direction. A low that was never updated has all bits set and shows as 0.
 constexpr std::uint64_t never_updated = ~std::uint64_t{0};
@@ -38,11 +39,10 @@ consteval std::array<Row, 6> statistics(bool updated) {
 constexpr auto updated_rows = statistics(true), unset_rows = statistics(false);
 constexpr int tx_stats = 112, rx_stats = 152;
 constexpr Field tx_low = u64(tx_stats + 16), rx_low = u64(rx_stats + 16);
-constexpr auto tx_updated = section<updated_rows>("tx stats", tx_stats);
-constexpr auto rx_updated = section<updated_rows>("rx stats", rx_stats);
-constexpr auto tx_unset = section<unset_rows>("tx stats", tx_stats),
-               rx_unset = section<unset_rows>("rx stats", rx_stats);
-constexpr Row stats[] = {tx_updated, rx_updated};
+constexpr auto tx_updated = section<updated_rows>("tx stats", {no, tx_stats});
+constexpr auto rx_updated = section<updated_rows>("rx stats", {no, rx_stats});
+constexpr auto tx_unset = section<unset_rows>("tx stats", {no, tx_stats});
+constexpr auto rx_unset = section<unset_rows>("rx stats", {no, rx_stats});
 
 constexpr Row short_rows[] = {
     {"\nULO UART FFDC\n"},
@@ -51,30 +51,27 @@ constexpr Row short_rows[] = {
     {"fsi_rc[%d]\n\n", s32(8)},
 };
 
-#define ALL_ROWS usual_origin, driver_rows, buffers
+constexpr Pieces<driver_rows, rx_buffer, tx_buffer> common;
+constexpr Pieces<common, tx_updated, rx_updated> updated;
+constexpr Pieces<common, tx_unset, rx_unset> unset;
 constexpr Versions layouts[] = {{0, 1, 72}, {2, 7, 192}, {8, any, 12}};
-static_assert(sound({ALL_ROWS}, std::span(layouts).first(2)));
-static_assert(sound({stats}, {layouts[1].size}));
-static_assert(sound({short_rows}, {layouts[2].size}));
-static_assert(unread({ALL_ROWS}, layouts, 0) == Bytes{{10, 11}});
-static_assert(unread({ALL_ROWS, stats}, layouts, 1, {bytes(72, 8)}) ==
-              Bytes{{10, 11}, {86, 87}, {108, 111}, {124, 127}, {164, 167}});
-static_assert(unread({short_rows}, layouts, 2) == Bytes{});
+static_assert(sound(updated, std::span(layouts).first(2)));
+static_assert(sound(unset, std::span(layouts).first(2)));
+static_assert(sound(short_rows, std::span(layouts).last(1)));
+static_assert(unshown(updated, layouts, 0, {{10, 11}}));
+static_assert(unshown(updated, layouts, 1, {{10, 11}, {86, 87}, {108, 111}, {124, 127}, {164, 167}}));
+static_assert(unshown(short_rows, layouts, 2, {}));
 
 void print(Report& r) {
     if (r.version >= 8) {
         r.print<short_rows>();
         return close(r);
     }
-    const bool full = r.version >= 2;
-    r.print<title_rows>();
-    if (full) driver_version(r, 72, 8);
-    r.print<usual_origin>();
     r.print<driver_rows>();
     r.print<rx_buffer>();
     r.put("tx: ");
     r.print<tx_buffer>();
-    if (full) {
+    if (r.version >= 2) {
         r.put("tx stats:\n");
         r.peek(tx_low) != never_updated ? r.print<tx_updated>() : r.print<tx_unset>();
         r.put("rx stats:\n");

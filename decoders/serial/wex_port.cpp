@@ -13,13 +13,14 @@ constexpr Row register_rows[] = {
     {"%4s:%02x\n", u8(29, 7), register_names},
 };
 constexpr Versions layouts[] = {{0, any, 37}};
-static_assert(sound({port_opening_rows, register_rows}, layouts));
-static_assert(unread({port_opening_rows, register_rows}, layouts, 0) == Bytes{{10, 11}, {36, 36}});
+constexpr Pieces<port_opening, register_rows> pieces;
+static_assert(sound(pieces, layouts));
+static_assert(unshown(pieces, layouts, {{10, 11}, {36, 36}}));
 
 void print(Report& r) {
     r.put("\nWEX UART FFDC\n");
-    if (r.version >= 2) driver_version(r, 37, to_the_end);
-    port_opening(r);
+    if (r.version >= 2) version_behind(r);
+    r.print<port_opening>();
     if (r.peek(port_registers_valid) != 0) r.print<register_rows>();
     close(r);
 }

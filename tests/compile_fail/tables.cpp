@@ -155,10 +155,24 @@ CASE(same_key_twice, "another value of the group has this name",
      ({"TX Data: %d\n", u8(33)}, {"tx/data: %d\n", u8(62)}),
      ({"TX Data: %d\n", u8(33)}, {"RX Data: %d\n", u8(62)}));
 static_assert(sound({same_key_twice}, {96}));
-CASE(forgotten_bytes, "unread",
+CASE(forgotten_bytes, "the byte is not shown, and not listed so",
      ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(2)}),
      ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(1)}));
-static_assert(unread({forgotten_bytes}, {4}, 0) == Bytes{{2, 3}});
+static_assert(unshown(forgotten_bytes, {4}, {{2, 3}}));
+CASE(shown_bytes, "the byte is listed as not shown",
+     ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(1, 2)}),
+     ({"mnr          %d\n", u8(0)}, {"recover      %d\n", u8(1)}));
+static_assert(unshown(shown_bytes, {4}, {{2, 3}}));
+CASE(bytes_behind, "the byte is listed as not shown, but lies behind its layout",
+     ({"mnr          %d\n", u8(0)}),
+     ({"mnr          %d\n", u8(0)}));
+static_assert(unshown(bytes_behind, {2}, {{1, WRONG_OR_RIGHT(2, 1)}}));
+CASE(unproved_area, "the field overlaps another one",
+     ({"mnr          %d\n", u8(8)}),
+     ({"mnr          %d\n", u8(7)}));
+constexpr Row area = {bytes(8, 4), "capture"};
+constexpr Pieces<unproved_area, area> with_an_area;
+static_assert(sound(with_an_area, {12}));
 CASE(lost_blank, "longest_text",
      ({"mnr         %d\n", u8(32)}),
      ({"mnr          %d\n", u8(32)}));
