@@ -29,7 +29,7 @@ def mutants(path):
     for line in text.splitlines(keepends=True):
         body = line.strip()
         is_row = body.startswith(("{\"", "{RULE", "{u", "{s", "Row{", "section("))
-        is_constant = re.match(r"constexpr (Offsets|Field|std::size_t)", body)
+        is_constant = re.match(r"(inline )?constexpr (Offsets|Field|Row \w+ =|auto \w+ = \w+[<(]|std::size_t)", body)
         if is_row or is_constant:
             in_string = [False] * (len(line) + 1)
             inside = False
@@ -58,16 +58,20 @@ def fate(mutant, work):
     text = path.read_text()
     folder = pathlib.Path(tempfile.mkdtemp(dir=work))
     try:
-        copy = folder / path.name
-        copy.write_text(text[:at] + new + text[at + len(old):])
-        compile_it = ["g++", *flags, f"-I{path.parent}", "-c", str(copy), "-o", str(folder / "mutant.o")]
-        if subprocess.run(compile_it, capture_output=True).returncode != 0:
-            return "compiler"
+        shutil.copytree(path.parent, folder, dirs_exist_ok=True)
+        (folder / path.name).write_text(text[:at] + new + text[at + len(old):])
+        # A header's rows are those of its neighbours.
+        changed = [path] if path.suffix == ".cpp" else [
+            source for source in path.parent.glob("*.cpp") if f'"{path.name}"' in source.read_text()]
+        for source in changed:
+            compile_it = ["g++", *flags, "-c", str(folder / source.name), "-o", str(folder / f"{source.name}.o")]
+            if subprocess.run(compile_it, capture_output=True).returncode != 0:
+                return "compiler"
         objects = [str(o) for o in (build / "CMakeFiles" / "tavi_ffdc_objects.dir").rglob("*.o")
-                   if not str(o).endswith(f"{path.relative_to(root)}.o")]
+                   if o.stem not in [source.name for source in changed]]
         library = str(folder / "libtavi_ffdc.so")
         link = ["gcc", "-shared", "-Wl,-soname,libtavi_ffdc.so", f"-Wl,--version-script={root}/core/exports.map"]
-        subprocess.run([*link, *objects, str(folder / "mutant.o"), "-o", library], check=True, capture_output=True)
+        subprocess.run([*link, *objects, *map(str, folder.glob("*.o")), "-o", library], check=True, capture_output=True)
         # The build's own library stands in the run path; the environment comes first only with a preload.
         run = subprocess.run([str(build / "tests" / "library_test"), "--source-file=*golden.cpp"],
                              env=os.environ | {"LD_PRELOAD": library}, capture_output=True, timeout=120)
@@ -82,7 +86,7 @@ def fate(mutant, work):
         shutil.rmtree(folder)
 
 
-everything = [m for path in sorted((root / "decoders").rglob("*.cpp")) for m in mutants(path)]
+everything = [m for path in sorted((root / "decoders").rglob("*.?pp")) for m in mutants(path)]
 count = int(sys.argv[1]) if len(sys.argv) > 1 else 400
 random.seed(int(sys.argv[2]) if len(sys.argv) > 2 else 1)
 chosen = random.sample(everything, min(count, len(everything)))
