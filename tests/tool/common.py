@@ -20,11 +20,16 @@ def run(*arguments, input=b"", **more):
     return done.returncode, done.stdout, done.stderr
 
 
-def record(type, version, payload, chained=0, head_version=1, size=None, magic=0xFFDCFFDC, pid=4711, time0=0x5F3C0001, time1=0x2A,
-           tgid=815):
+def record(type, version, payload, chained=0, head_version=1, size=None, magic=0xFFDCFFDC, pid=4711):
     code = codes[type] if type in codes else type
     size = 42 + len(payload) if size is None else size
-    return struct.pack(">I8xIiiHHIIHi", magic, chained, head_version, pid, code, version, time0, time1, size, tgid) + payload
+    header = (magic, chained, head_version, pid, code, version, 0x5F3C0001, 0x2A, size, 815)
+    return struct.pack(">I8xIiiHHIIHi", *header) + payload
+
+
+def resized(data, size):
+    """A record that says another size."""
+    return data[:36] + size.to_bytes(2, "big") + data[38:]
 
 
 def golden(path):

@@ -36,7 +36,10 @@ def at(object, key):
     """The value of a key: number and text, "" for what there is not."""
     node = object if key.startswith("header.") else object["payload"] or {}
     for part in re.findall(r"[^.\[\]]+", key):
-        node = node[int(part)] if isinstance(node, list) and part.isdigit() else node.get(part) if isinstance(node, dict) else None
+        if isinstance(node, list):
+            node = node[int(part)] if part.isdigit() else None
+        else:
+            node = node.get(part) if isinstance(node, dict) else None
     if isinstance(node, dict):
         return node["value"], node["name"]
     return (node, None) if not isinstance(node, str) or re.fullmatch(r"-?\d{1,20}", node) else (None, node)
@@ -45,10 +48,11 @@ def at(object, key):
 class List(unittest.TestCase):
     def test_rows(self):
         _, out, _ = run("list", "-q", input=dump)
+        error = objects(hdma)[0]["payload"]["err_type"]["name"]
         self.assertEqual([re.split(r"\s+", line.strip(), maxsplit=9) for line in out.decode().splitlines()], [
             "INDEX OFFSET TYPE VERSION SIZE PID TGID TIME STATE CAUSE".split(),
             "0 0x000000 DMA 1 294 4711 815 5f3c0001:2a ok".split() + ["rc -305419896"],
-            "1 0x000126 HDMA 256 82 4711 815 5f3c0001:2a ok".split() + ["rc -305419896, " + objects(hdma)[0]["payload"]["err_type"]["name"]],
+            "1 0x000126 HDMA 256 82 4711 815 5f3c0001:2a ok".split() + ["rc -305419896, " + error],
             "2 0x000178 FSI 1 100 4711 815 5f3c0001:2a short -".split(),
             "3 0x0001dc TYPE_14 1 46 4711 815 5f3c0001:2a unknown_type -".split(),
             "4 0x00020a - - - - - - damaged".split() + ["expected magic ffdcffdc, found 6e6f2072"],
@@ -58,10 +62,12 @@ class List(unittest.TestCase):
         self.assertTrue(objects(fsi)[0]["cause"].startswith("errno 0x"))
 
     def test_columns_and_order(self):
-        by = lambda *sort: [row[0] for row in rows("list", "--no-legend", "--columns", "index", "--sort=" + ",".join(sort))]
+        by = lambda *sort: [row[0] for row in rows("list", "--no-legend", "--columns", "index",
+                                                   "--sort=" + ",".join(sort))]
         table = [
-            (("-offset",), "6543210"), (("rc", "-index"), "1065432"), (("-rc", "index"), "5601234"), (("size",), "3120654"),
-            (("type", "-time"), "6021534"), (("-time", "type"), "6021534"), (("state", "-size"), "4506123"), (("err_type", "index"), "1023456"),
+            (("-offset",), "6543210"), (("rc", "-index"), "1065432"), (("-rc", "index"), "5601234"),
+            (("size",), "3120654"), (("type", "-time"), "6021534"), (("-time", "type"), "6021534"),
+            (("state", "-size"), "4506123"), (("err_type", "index"), "1023456"),
         ]
         for sort, expected in table:
             with self.subTest(sort):
@@ -70,27 +76,33 @@ class List(unittest.TestCase):
                     found.remove("5"), (expected := expected.replace("5", ""))
                 self.assertEqual("".join(found), expected)
         self.assertEqual(rows("list", "--columns", "type,registers.sgc,tgid", "-t", "fsi,dma", "--where", "index<3"),
-                         [["TYPE", "REGISTERS.SGC", "TGID"], ["DMA", "0x%08x" % objects(dma)[0]["payload"]["registers"]["sgc"], "815"],
+                         [["TYPE", "REGISTERS.SGC", "TGID"],
+                          ["DMA", "0x%08x" % objects(dma)[0]["payload"]["registers"]["sgc"], "815"],
                           ["FSI", "-", "815"]])
 
 
 class Where(unittest.TestCase):
     def test_conditions(self):
         rc = objects(mbox)[0]["payload"]["rc"]
+        error, base = objects(hdma)[0]["payload"]["err_type"], int(objects(dma)[0]["payload"]["src_base"])
         table = [
-            (("type=DMA",), "06"), (("type != dma",), "1235"), (("type=FFDC_TYPE_HDMA",), "1"), (("type=14",), "3"), (("type=TYPE_14",), "3"),
-            (("type ~ dma",), "016"), (("type=3", "index>0"), "6"), (("offset>=0x1dc", "offset <= 531"), "345"), (("state=damaged",), "4"),
-            (("state='OK'",), "0156"), (("cause ~ MAGIC",), "4"), (("rc=-305419896",), "01"), (("rc = 0xedcba988",), "01"), (("rc != 7",), "015"),
-            (("rc<0",), "015" if rc < 0 else "01"), (("rc > 6", "type=dma"), "6"), (("err_type=" + objects(hdma)[0]["payload"]["err_type"]["name"].lower(),), "1"),
-            (("err_type = %d" % objects(hdma)[0]["payload"]["err_type"]["value"],), "1"), (("time>5f3c0001:2b",), "6"), (("time=5F3C0001:2A",), "01235"),
-            (("pid=4711", "pid!=4711"), ""), (("hint ~ copy",), "06"), (("src_base=%s" % objects(dma)[0]["payload"]["src_base"],), "06"),
-            (("src_base<%s" % hex(int(objects(dma)[0]["payload"]["src_base"]) + 1),), "06"), (("header.chained=0",), "012356"), (("file=-", "index<=1"), "01"),
+            (("type=DMA",), "06"), (("type != dma",), "1235"), (("type=FFDC_TYPE_HDMA",), "1"), (("type=14",), "3"),
+            (("type=TYPE_14",), "3"), (("type ~ dma",), "016"), (("type=3", "index>0"), "6"),
+            (("offset>=0x1dc", "offset <= 531"), "345"), (("state=damaged",), "4"), (("state='OK'",), "0156"),
+            (("cause ~ MAGIC",), "4"), (("rc=-305419896",), "01"), (("rc = 0xedcba988",), "01"), (("rc != 7",), "015"),
+            (("rc<0",), "015" if rc < 0 else "01"), (("rc > 6", "type=dma"), "6"), (("time>5f3c0001:2b",), "6"),
+            (("err_type=" + error["name"].lower(),), "1"), (("err_type = %d" % error["value"],), "1"),
+            (("time=5F3C0001:2A",), "01235"), (("pid=4711", "pid!=4711"), ""), (("hint ~ copy",), "06"),
+            ((f"src_base={base}",), "06"), ((f"src_base<{base + 1:#x}",), "06"),
+            (("header.chained=0",), "012356"), (("file=-", "index<=1"), "01"),
         ]
         for conditions, expected in table:
             with self.subTest(conditions):
                 options = [word for condition in conditions for word in ("--where", condition)]
-                self.assertEqual("".join(row[0] for row in rows("list", "--no-legend", "--columns=index", *options)), expected)
-        for command, count in (("show", rb"(?m)^==> "), ("json", rb"(?m)^{"), ("hex", rb"(?m)^==> "), ("carve", rb"0x"), ("csv", rb"(?m)^-"),
+                self.assertEqual("".join(row[0] for row in rows("list", "--no-legend", "--columns=index", *options)),
+                                 expected)
+        for command, count in (("show", rb"(?m)^==> "), ("json", rb"(?m)^{"), ("hex", rb"(?m)^==> "), ("carve", rb"0x"),
+                               ("csv", rb"(?m)^-"),
                                ("count", rb"(?m)^ .* DMA")):
             with self.subTest(command):
                 status, out, _ = run(command, "--where", "rc=7", "-t", "dma", input=dump)
@@ -113,7 +125,8 @@ class Where(unittest.TestCase):
             (("list", "--sort", "tyme"), "--sort: expected a column, found 'tyme'; the nearest are .*time"),
             (("csv", "--columns", "index,sisk"), "--columns: expected a column, found 'sisk'; the nearest are "),
             (("count", "--by", "sisc"), "--by: expected a column, found 'sisc'; the nearest are .*slave.sisc"),
-            (("show", "--where", "rc"), "--where: expected COLUMN OP VALUE with OP one of = != < <= > >= ~, found 'rc'"),
+            (("show", "--where", "rc"),
+             "--where: expected COLUMN OP VALUE with OP one of = != < <= > >= ~, found 'rc'"),
             (("show", "--where", "rcx=1"), "--where: expected a column, found 'rcx'"),
             (("json", "--where", "pid=0x"), "--where: pid: expected a number, decimal or 0x, found '0x'"),
             (("hex", "--where", "type=dmaa"), "--where: type: expected a code or one of FSI, PSI"),
@@ -139,7 +152,8 @@ class Where(unittest.TestCase):
                 yield ".".join(path)
 
         payload = lambda key: "payload." + key if key in ("file", "offset", "type", "size", "state") else key
-        all_keys = [*keys(schema["header"], ["header"])] + [payload(key) for type in codes for key in keys(schema[type], [])]
+        all_keys = [*keys(schema["header"], ["header"])]
+        all_keys += [payload(key) for type in codes for key in keys(schema[type], [])]
         self.assertGreater(len(all_keys), 700)
         status, out, err = run("csv", "--columns", ",".join(dict.fromkeys(all_keys)), input=dma)
         self.assertEqual((status, err), (0, b""))
@@ -147,17 +161,22 @@ class Where(unittest.TestCase):
 
 class Csv(unittest.TestCase):
     def test_columns_say_what_json_says(self):
-        keys = ["rc", "err_type", "func_rc", "master.slave.sisc", "src_base", "write", "hint", "registers.tx_data[1]", "header.time[0]", "evt"]
+        keys = ["rc", "err_type", "func_rc", "master.slave.sisc", "src_base", "write", "hint", "registers.tx_data[1]",
+                "header.time[0]", "evt"]
         names = ["file", "offset", "index", "type", "version", "state", "size", "pid", "tgid", "time", "cause"]
-        found, expected = csv_rows("--columns", ",".join(names + keys), input=corpus + b"lost"), objects(corpus + b"lost")
-        self.assertEqual([row["cause"] for row in csv_rows(input=corpus)], [object["cause"] or "" for object in expected[:-1]])
+        data = corpus + b"lost"
+        found, expected = csv_rows("--columns", ",".join(names + keys), input=data), objects(data)
+        self.assertEqual([row["cause"] for row in csv_rows(input=corpus)],
+                         [object["cause"] or "" for object in expected[:-1]])
         for row, object in zip(found, expected, strict=True):
             header = object["header"]
             with self.subTest(object["type"], index=object["index"]):
                 of_header = {"size": "", "pid": "", "tgid": "", "time": ""}
                 if header:
-                    of_header = {key: str(header[key]) for key in ("size", "pid", "tgid")} | {"time": "%x:%x" % tuple(header["time"])}
-                texts = {key: "" if object[key] is None else str(object[key]) for key in ("file", "offset", "index", "type", "version", "state", "cause")}
+                    of_header = {key: str(header[key]) for key in ("size", "pid", "tgid")}
+                    of_header["time"] = "%x:%x" % tuple(header["time"])
+                texts = {key: "" if object[key] is None else str(object[key])
+                         for key in ("file", "offset", "index", "type", "version", "state", "cause")}
                 values = {}
                 for key in keys:
                     number, text = at(object, key)
@@ -174,7 +193,8 @@ class Csv(unittest.TestCase):
 
         text = b"a,\"b\"\r\nc\xe9"
         data = corpus + record("SCOM", 1, text + bytes(6) + case("scom", "v1")[1][16:])
-        expected = [(str(o["index"]), *row) for o in objects(data) for row in flat({"header": o["header"]}) + flat(o["payload"])]
+        expected = [(str(o["index"]), *row) for o in objects(data)
+                    for row in flat({"header": o["header"]}) + flat(o["payload"])]
         found = collections.Counter()
         for row in csv_rows("--values", input=data):
             found[row["index"], row["group"], row["name"], row["element"]] += 1
@@ -194,20 +214,27 @@ class Csv(unittest.TestCase):
 
 class Count(unittest.TestCase):
     def test_counts_are_those_of_json(self):
+        def named(object, key):
+            unknown = key == "type" and object["type"] is None and object["header"]
+            value = "TYPE_%d" % object["type_code"] if unknown else object[key]
+            return "-" if value is None else str(value)
+
         data = dump * 3 + corpus
         found = objects(data)
-        table = [((), ("type",)), (("--by", "type,state,cause"), ("type", "state", "cause")), (("--by=version,header.pid",), ("version",))]
+        table = [((), ("type",)), (("--by", "type,state,cause"), ("type", "state", "cause")),
+                 (("--by=version,header.pid",), ("version",))]
         for options, keys in table:
             with self.subTest(options):
                 lines = run("count", "-q", "--no-legend", *options, input=data)[1].decode().splitlines()
                 counts = [int(line.split()[0]) for line in lines]
-                named = lambda o, key: "TYPE_%d" % o["type_code"] if key == "type" and o["type"] is None and o["header"] else o[key]
-                expected = collections.Counter(tuple(str("-" if named(o, key) is None else named(o, key)) for key in keys) for o in found)
+                expected = collections.Counter(tuple(named(o, key) for key in keys) for o in found)
                 self.assertEqual(counts, sorted(expected.values(), reverse=True))
                 if len(keys) == 1 and not options:
-                    self.assertEqual({line.split()[1]: int(line.split()[0]) for line in lines}, {key: n for (key,), n in expected.items()})
+                    self.assertEqual({line.split()[1]: int(line.split()[0]) for line in lines},
+                                     {key: n for (key,), n in expected.items()})
                 if len(keys) == 3:
-                    self.assertEqual({tuple(line.split(maxsplit=3)[1:]): int(line.split()[0]) for line in lines}, expected)
+                    self.assertEqual({tuple(line.split(maxsplit=3)[1:]): int(line.split()[0]) for line in lines},
+                                     expected)
 
 
 if __name__ == "__main__":

@@ -8,7 +8,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from common import codes, dma, fsi, goldens, mbox, record, root, run
+from common import codes, dma, fsi, goldens, mbox, record, resized, root, run
 
 unknown_type = record(14, 1, b"four")
 unknown_version = record("DMA", 9, b"four")
@@ -48,8 +48,9 @@ class Status(unittest.TestCase):
     def test_filters(self):
         data = dma + mbox + fsi + unknown_type
         table = [
-            (("-t", "dma"), ["DMA"], 0), (("-t", "Dma,FSI"), ["DMA", "FSI"], 0), (("-t", "3", "-t", "0x9"), ["DMA", "MBOX"], 0),
-            (("--type=FFDC_TYPE_MBOX",), ["MBOX"], 0), (("-t", "14"), ["TYPE_14"], 3), (("-t", "8250"), [], 1), (("-t", "65535"), [], 1),
+            (("-t", "dma"), ["DMA"], 0), (("-t", "Dma,FSI"), ["DMA", "FSI"], 0), (("-t", "14"), ["TYPE_14"], 3),
+            (("-t", "3", "-t", "0x9"), ["DMA", "MBOX"], 0), (("--type=FFDC_TYPE_MBOX",), ["MBOX"], 0),
+            (("-t", "8250"), [], 1), (("-t", "65535"), [], 1),
         ]
         for options, expected, status in table:
             for command in ("show", "hex", "list", "json", "carve"):
@@ -79,13 +80,15 @@ class Damage(unittest.TestCase):
                 self.assertEqual((status, err), (3, message))
                 self.assertEqual(run(command, "-q", input=damaged)[1:], (out, b""))
                 if command in ("show", "hex"):
-                    self.assertEqual(separators(out), ["- offset 0x000000 record 0 DMA", "- offset 0x000126 record 1 damaged",
+                    self.assertEqual(separators(out), ["- offset 0x000000 record 0 DMA",
+                                                       "- offset 0x000126 record 1 damaged",
                                                        "- offset 0x00027c record 2 FSI"])
                     for data in (dma, fsi):
                         self.assertIn(run(command, "--no-legend", input=data)[1], out)
                 else:
                     states = rb'"state":"(\w+)"' if command == "json" else rb"(?m)^ .* 5f3c0001:2a (\w+)|^ .* (damaged)"
-                    self.assertEqual([b"".join(found) if command == "list" else found for found in re.findall(states, out)],
+                    self.assertEqual([b"".join(found) if command == "list" else found
+                                      for found in re.findall(states, out)],
                                      [b"ok", b"damaged", b"ok"])
 
     def test_every_kind_of_damage(self):
@@ -93,12 +96,15 @@ class Damage(unittest.TestCase):
             ("magic", dma + no_magic, 294, "magic ffdcffdc", "61626364", "damaged"),
             ("too short for a magic", dma + b"\x01", 294, "magic ffdcffdc", "01", "damaged"),
             ("size of nothing", record("FSI", 1, b"", size=0), 0, "a record size of at least 42", "0", "FSI damaged"),
-            ("size below a header", record("FSI", 1, b"", size=41), 0, "a record size of at least 42", "41", "FSI damaged"),
+            ("size below a header", record("FSI", 1, b"", size=41), 0, "a record size of at least 42", "41",
+             "FSI damaged"),
             ("size of a header", record("FSI", 1, b"", size=42), 0, "a payload of 96 bytes", "0 bytes", "FSI"),
-            ("largest size", dma + record("FSI", 1, bytes(96), size=65535), 294, "a record of 65535 bytes", "138 bytes", "FSI damaged"),
+            ("largest size", dma + record("FSI", 1, bytes(96), size=65535), 294, "a record of 65535 bytes", "138 bytes",
+             "FSI damaged"),
             ("cut", dma + fsi[:-1], 294, "a record of 138 bytes", "137 bytes", "FSI damaged"),
             ("cut in the header", fsi[:41], 0, "a header of 42 bytes", "41 bytes", "damaged"),
-            ("end of a chain", record("DIO", 1, b"", chained=1), 42, "another record, which the last one announces", "the end of the input", "damaged"),
+            ("end of a chain", record("DIO", 1, b"", chained=1), 42, "another record, which the last one announces",
+             "the end of the input", "damaged"),
             ("short", short, 0, "a payload of 96 bytes", "58 bytes", "FSI"),
             ("mismatch", mismatch, 0, "a payload of 252 bytes", "251 bytes", "DMA"),
             ("version", unknown_version, 0, "a known version of DMA", "version 9", "DMA"),
@@ -109,11 +115,11 @@ class Damage(unittest.TestCase):
                 _, out, err = run("show", input=data)
                 self.assertEqual(err.decode(), f"ffdc: -: offset 0x{offset:06x}: expected {expected}, found {found}\n")
                 self.assertEqual(separators(out)[-1].split(" ", 5)[-1], marked)
-                self.assertEqual(f"damaged: expected {expected}, found {found}\n" in out.decode("latin-1"), "damaged" in marked)
+                self.assertEqual(f"damaged: expected {expected}, found {found}\n" in out.decode("latin-1"),
+                                 "damaged" in marked)
 
     def test_a_size_that_swallows_the_next_record(self):
-        swallower = dma[:36] + (len(dma) + 100).to_bytes(2, "big") + dma[38:]
-        _, out, err = run("list", "--no-legend", input=swallower + mbox + fsi)
+        _, out, err = run("list", "--no-legend", input=resized(dma, len(dma) + 100) + mbox + fsi)
         self.assertEqual([line.split()[2] for line in out.decode().splitlines()], ["DMA", "MBOX", "FSI"])
         self.assertEqual(err, b"ffdc: -: offset 0x000000: expected a record of 394 bytes, found 294 bytes\n")
 
@@ -126,12 +132,13 @@ class Damage(unittest.TestCase):
 class Show(unittest.TestCase):
     def test_text_of_every_golden(self):
         cases = [(type, name, record(type, version, payload)) for type, name, version, payload in goldens()]
-        texts = re.split(rb"^==> .* <==\n", run("show", "-q", input=b"".join(data for *_, data in cases))[1], flags=re.M)[1:]
+        texts = re.split(rb"^==> .* <==\n", run("show", "-q", input=b"".join(data for *_, data in cases))[1],
+                         flags=re.M)[1:]
         for (type, name, data), text in zip(cases, texts, strict=True):
             with self.subTest(type, case=name):
                 expected = Path(root, "tests", "golden", type.lower(), name + ".txt").read_bytes()
-                head = (f"  head version[1] time[5f3c0001 2a] size[{len(data)}]\n  pid[4711]  tgid[815] type[{codes[type]}]\n"
-                        f"type: FFDC_TYPE_{type}\n").encode()
+                head = (f"  head version[1] time[5f3c0001 2a] size[{len(data)}]\n"
+                        f"  pid[4711]  tgid[815] type[{codes[type]}]\ntype: FFDC_TYPE_{type}\n").encode()
                 self.assertEqual(text, head + expected + (b"" if expected.endswith(b"\n") or not expected else b"\n"))
 
     def test_ascii(self):
@@ -154,7 +161,7 @@ class Hex(unittest.TestCase):
         self.assertIn("  0x000000  61 62 63 64", out)
         self.assertIn("(no record)", out)
         data = b"".join(record(type, version, payload) for type, _, version, payload in goldens()) + damaged
-        data += mbox[:36] + (len(mbox) + 100).to_bytes(2, "big") + mbox[38:] + dma + fsi[:36] + b"\0\5" + fsi[38:] + mbox + fsi[:50]
+        data += resized(mbox, len(mbox) + 100) + dma + resized(fsi, 5) + mbox + fsi[:50]
         out = run("hex", "-q", input=data)[1].decode("latin-1")
         shown, at = bytearray(), 0
         for line in re.findall(r"^==> .*|^  0x.*", out, re.M):
@@ -177,8 +184,9 @@ class Carve(unittest.TestCase):
 
     def test_records_at_any_offset_in_any_bytes(self):
         noise = random.Random(1)
-        fillers = {"zeros": lambda n: bytes(n), "erased flash": lambda n: b"\xff" * n, "pointers": lambda n: (b"\xff\xdc\xff\x00" * n)[:n],
-                   "noise": lambda n: noise.randbytes(n), "magics": lambda n: (b"\xff\xdc\xff\xdc" * n)[:n]}
+        fillers = {"zeros": bytes, "erased flash": lambda n: b"\xff" * n, "noise": noise.randbytes,
+                   "pointers": lambda n: (b"\xff\xdc\xff\x00" * n)[:n],
+                   "magics": lambda n: (b"\xff\xdc\xff\xdc" * n)[:n]}
         for name, filler in fillers.items():
             for junk in (1, 3, 41, 65536, (1 << 20) - 100, (1 << 20) + 1, (2 << 20) - 50):
                 with self.subTest(name, junk=junk):
@@ -198,13 +206,14 @@ class Carve(unittest.TestCase):
         self.assertEqual(self.found(outer + fsi, "--all")[1], [(0, "DIO"), (44, "DMA"), (len(outer), "FSI")])
 
     def test_why_hits_were_rejected(self):
-        data = record("DMA", 1, b"", size=5) + record(99, 1, b"", head_version=7) + dma + record(98, 1, b"", size=60000, head_version=7)
+        data = record("DMA", 1, b"", size=5) + record(99, 1, b"", head_version=7) + dma
+        data += record(98, 1, b"", size=60000, head_version=7)
         status, hits, err = self.found(data, "-v")
         self.assertEqual((status, hits), (0, [(84, "DMA")]))
         self.assertEqual(err.splitlines(), [
             "ffdc: -: offset 0x000000: not a record: expected a record size of at least 42, found 5",
-            "ffdc: -: offset 0x00002a: not a record: expected header version 1, or a known type and a chain flag of 0 or 1, "
-            "found header version 7, type 99, chain flag 0",
+            "ffdc: -: offset 0x00002a: not a record: expected header version 1, or a known type and a chain flag of 0 "
+            "or 1, found header version 7, type 99, chain flag 0",
             "ffdc: -: offset 0x00017a: not a record: expected a record of 60000 bytes, found 42 bytes",
         ])
         self.assertEqual(self.found(data)[2], "")
@@ -216,9 +225,11 @@ class Carve(unittest.TestCase):
                 status, hits, err = self.found(junk + dma + mbox[:-1])
                 self.assertEqual((status, hits), (3, [(size, "DMA"), (size + len(dma), "MBOX")]))
                 self.assertIn("expected a record of 342 bytes, found 341 bytes", err)
-                self.assertEqual(self.found(dma + junk + b"x" + mbox[:-1], "-q")[1], [(0, "DMA"), (len(dma) + size + 1, "MBOX")])
+                self.assertEqual(self.found(dma + junk + b"x" + mbox[:-1], "-q")[1],
+                                 [(0, "DMA"), (len(dma) + size + 1, "MBOX")])
                 status, hits, err = self.found(dma + junk + mbox[:41])
-                self.assertEqual((status, hits, "found 41 bytes" in err), (3, [(0, "DMA"), (len(dma) + size, "-")], True))
+                self.assertEqual((status, hits, "found 41 bytes" in err),
+                                 (3, [(0, "DMA"), (len(dma) + size, "-")], True))
 
     def test_decode_and_json(self):
         data = b"junk" + dma + b"junk" + unknown_type
@@ -227,15 +238,18 @@ class Carve(unittest.TestCase):
         status, out, _ = run("carve", "--json", input=b"junk" + dma + fsi + mbox[:-1])
         moved = lambda object: {**object, "offset": object["offset"] + 4}
         self.assertEqual((status, [json.loads(line) for line in out.splitlines()]),
-                         (3, [moved(json.loads(line)) for line in run("json", input=dma + fsi + mbox[:-1])[1].splitlines()]))
+                         (3, [moved(json.loads(line))
+                              for line in run("json", input=dma + fsi + mbox[:-1])[1].splitlines()]))
         self.assertEqual(run("carve", "--json", "--decode", input=data)[0], 2)
 
     def test_write(self):
         """A file for each chain and for each record; what was written stays; what reads back has no complaint."""
         chained = lambda data: data[:12] + b"\0\0\0\1" + data[16:]
-        data = b"junk" + chained(dma) + chained(mbox) + fsi + chained(fsi) + b"x" + chained(dma) + record("DIO", 1, b"a" + chained(fsi))
+        data = b"junk" + chained(dma) + chained(mbox) + fsi + chained(fsi) + b"x" + chained(dma)
+        data += record("DIO", 1, b"a" + chained(fsi))
         at = {"chain": 4, "alone": 4 + len(dma + mbox + fsi), "end": 4 + len(dma + mbox + fsi + fsi) + 1}
-        expected = {f"0x{at['chain']:08x}-DMA": data[4:at["alone"]], f"0x{at['alone']:08x}-FSI": fsi, f"0x{at['end']:08x}-DMA": data[at["end"]:]}
+        expected = {f"0x{at['chain']:08x}-DMA": data[4:at["alone"]], f"0x{at['alone']:08x}-FSI": fsi,
+                    f"0x{at['end']:08x}-DMA": data[at["end"]:]}
         with tempfile.TemporaryDirectory() as folder:
             def written(*arguments):
                 status, _, err = run("carve", "--write", "new/er", *arguments, cwd=folder)
@@ -249,8 +263,9 @@ class Carve(unittest.TestCase):
                 Path(folder, name).write_bytes(data)
             status, files, err = written("a/dump")
             self.assertEqual((status, files), (0, {name + ".ffdc": bytes for name, bytes in expected.items()}))
-            self.assertEqual(err, f"ffdc: a/dump: offset 0x{at['alone']:06x}: chain flag 1 is cleared in new/er/0x{at['alone']:08x}-FSI.ffdc, "
-                                  "as the record that it announces was not found behind it\n")
+            self.assertEqual(err, f"ffdc: a/dump: offset 0x{at['alone']:06x}: chain flag 1 is cleared in "
+                                  f"new/er/0x{at['alone']:08x}-FSI.ffdc, as the record that it announces was not found "
+                                  "behind it\n")
             again = {f"{name}{number}.ffdc": bytes for name, bytes in expected.items() for number in ("", "-2")}
             self.assertEqual(written("-q", "a/dump"), (0, again, ""))
             both = {f"{input}_dump-{name}.ffdc": bytes for name, bytes in expected.items() for input in "ab"}
@@ -282,9 +297,10 @@ class Diff(unittest.TestCase):
             ("header", dma, pid, 1, ["header.pid 4711 1 4711 1"]),
             ("state", short, short[:-1], 1, None),
             ("damage", damaged, damaged, 3, []),
-            ("bytes of damage", damaged, damaged.replace(b"abcd", b"abce"), 1, ["(bytes) 0x0003 64" + no_magic[4:11].hex() +
-                                                                               " 65" + no_magic[4:11].hex() + " - -"]),
-            ("one more", dma, dma + fsi, 1, ["only in b offset 0x000126 record 1 FSI version 1 time 5f3c0001:2a pid 4711"]),
+            ("bytes of damage", damaged, damaged.replace(b"abcd", b"abce"), 1,
+             ["(bytes) 0x0003 64" + no_magic[4:11].hex() + " 65" + no_magic[4:11].hex() + " - -"]),
+            ("one more", dma, dma + fsi, 1,
+             ["only in b offset 0x000126 record 1 FSI version 1 time 5f3c0001:2a pid 4711"]),
         ]
         for name, a, b, expected, rows in table:
             with self.subTest(name):
@@ -305,7 +321,7 @@ class Diff(unittest.TestCase):
         self.assertEqual(run("diff", "/none", "/none")[0], 2)
 
     def test_partners(self):
-        """The bytes decide, then what a record is; what is left has no partner. Told: the records, by time, on either side."""
+        """The bytes decide, then what a record is; the rest has no partner. Told: records, by time, on either side."""
         def stamped(type, time, payload=b"abcd", pid=1):
             data = record(type, 1, payload)
             return data[:20] + struct.pack(">I", pid) + data[24:28] + struct.pack(">II", time, 0) + data[36:]
@@ -317,13 +333,18 @@ class Diff(unittest.TestCase):
             ("the first is gone", whole, other(1), [(1, None)]),
             ("the last is new", other(999), whole, [(None, 999)]),
             ("some are gone", whole, other(*range(1, 1000, 97)), [(time, None) for time in range(1, 1000, 97)]),
-            ("some are gone and others new", other(7, 8, 500), other(20, 600), [(None, 7), (None, 8), (20, None), (None, 500), (600, None)]),
+            ("some are gone and others new", other(7, 8, 500), other(20, 600),
+             [(None, 7), (None, 8), (20, None), (None, 500), (600, None)]),
             ("a half is gone", whole, other(*range(2, 502)), [(time, None) for time in range(2, 502)]),
             ("one of many twins", same * 500, same * 200 + fsi + same * 299, [(5, None), (None, 0x5f3c0001)]),
-            ("nothing in common", stamped("DIO", 1) * 300, stamped("TONE", 2) * 300, [(1, None)] * 300 + [(None, 2)] * 300),
-            ("changed", other(3, 4) + stamped("DIO", 2000, b"x"), other(3) + stamped("DIO", 2000, b"y"), [(None, 4), (2000, 2000)]),
-            ("at another time", stamped("DIO", 1) + stamped("TONE", 2) + fsi, stamped("TONE", 3) + fsi, [(1, None), (2, 3)]),
-            ("same time, other pid", stamped("DIO", 1, b"a", pid=3), stamped("DIO", 1, b"b", pid=4) + stamped("DIO", 1, b"c", pid=3),
+            ("nothing in common", stamped("DIO", 1) * 300, stamped("TONE", 2) * 300,
+             [(1, None)] * 300 + [(None, 2)] * 300),
+            ("changed", other(3, 4) + stamped("DIO", 2000, b"x"), other(3) + stamped("DIO", 2000, b"y"),
+             [(None, 4), (2000, 2000)]),
+            ("at another time", stamped("DIO", 1) + stamped("TONE", 2) + fsi, stamped("TONE", 3) + fsi,
+             [(1, None), (2, 3)]),
+            ("same time, other pid", stamped("DIO", 1, b"a", pid=3),
+             stamped("DIO", 1, b"b", pid=4) + stamped("DIO", 1, b"c", pid=3),
              [(None, 1), (1, 1)]),
         ]
         for name, a, b, expected in table:
@@ -334,7 +355,8 @@ class Diff(unittest.TestCase):
                     if only := re.match(r"only in (.) .* time (\w+):", line):
                         found.append((int(only[2], 16), None) if only[1] == "a" else (None, int(only[2], 16)))
                     elif pair := re.match(r"==> a offset 0x(\w+) .* \| b offset 0x(\w+) ", line):
-                        found.append(tuple(int.from_bytes(data[int(at, 16) + 28:][:4], "big") for data, at in zip((a, b), pair.groups())))
+                        found.append(tuple(int.from_bytes(data[int(at, 16) + 28:][:4], "big")
+                                           for data, at in zip((a, b), pair.groups())))
                 self.assertEqual((status, found), (1, expected))
 
 
@@ -344,7 +366,8 @@ class Types(unittest.TestCase):
         rows = [line.split(maxsplit=2) for line in out.decode().splitlines()]
         self.assertEqual((status, {row[0]: int(row[1]) for row in rows}), (0, codes))
         layouts = {(row[0], *row[2].rsplit(maxsplit=1)) for row in rows}
-        self.assertLessEqual({("DMA", "1", "252"), ("DMA", "2", "260"), ("FSI", "any", "96"), ("HDMA", "256", "40"), ("DIO", "any", "raw"),
+        self.assertLessEqual({("DMA", "1", "252"), ("DMA", "2", "260"), ("FSI", "any", "96"), ("HDMA", "256", "40"),
+                              ("DIO", "any", "raw"),
                               ("SCAN", "1", "232"), ("IIC", "0-1", "205"), ("UART", "8 and later", "12")}, layouts)
         self.assertEqual(len(run("types", "-t", "dma", "--no-legend")[1].splitlines()), 2)
 

@@ -127,7 +127,8 @@ class Damage(unittest.TestCase):
             with self.subTest(command):
                 found = {offset: what for (file, offset), what in self.found_in(command, name, name + "2").items()}
                 lost = [offset for offset, what in whole.items() if found.get(offset) != what]
-                self.assertEqual((len(whole), lost, [offset for offset in found if offset not in begins]), (150 * (len(records) - 5), [], []))
+                self.assertEqual((len(whole), lost, [offset for offset in found if offset not in begins]),
+                                 (150 * (len(records) - 5), [], []))
 
     def test_list_and_carve(self):
         expected = 0

@@ -88,10 +88,12 @@ class Input(unittest.TestCase):
             "hexdump -C": hexdump(dump), "od -t x1": od(dump, "{:07o}"), "od -Ax -tx1": od(dump, "{:06x}"),
             "od -Ax -tx1z": od(dump, "{:06x}", sign="><"), "od -Ad -tx1": od(dump, "{:07}"),
             "od without its last line": od(dump, "{:06x}", end=False), "od -An": od(dump, ""),
-            "plain hex": dump.hex().encode(), "plain hex in lines": plain, "plain hex, upper case": dump.hex().upper().encode(),
-            "a list": ("unsigned char dump[] = {\n" + offsets(dump, "  ", lambda row: "".join(f"0x{c:x}, " for c in row)).decode() +
-                       "};\nunsigned int dump_len = 814;\n").encode(),
-            "a list with colons": dump.hex(":").encode(), "colons at the ends of lines": offsets(dump, "", lambda row: row.hex(":") + ":"),
+            "plain hex": dump.hex().encode(), "plain hex in lines": plain,
+            "plain hex, upper case": dump.hex().upper().encode(),
+            "a list": b"unsigned char dump[] = {\n%b};\nunsigned int dump_len = 814;\n" %
+                      offsets(dump, "  ", lambda row: "".join(f"0x{c:x}, " for c in row)),
+            "a list with colons": dump.hex(":").encode(),
+            "colons at the ends of lines": offsets(dump, "", lambda row: row.hex(":") + ":"),
             "gdb": offsets(dump, "0x{:x} <buf+16>:\t", lambda row: "\t".join(f"0x{c:02x}" for c in row), columns=8),
             "base64": base64.b64encode(dump), "base64 in lines": base, "base64 without padding": base.rstrip(b"=\n"),
             "base64 of URLs": base.translate(bytes.maketrans(b"+/", b"-_")),
@@ -117,7 +119,8 @@ class Input(unittest.TestCase):
             self.assertIn(b"*\n", hexdump(zeros))
             self.assertEqual(run("json", input=hexdump(zeros)), run("json", input=zeros))
         with self.subTest("base64 that begins with digits of hex"):
-            self.assertEqual(run("json", "-q", input=base64.encodebytes(bytes(120) + fsi)), run("json", "-q", input=bytes(120) + fsi))
+            self.assertEqual(run("json", "-q", input=base64.encodebytes(bytes(120) + fsi)),
+                             run("json", "-q", input=bytes(120) + fsi))
         for name, text in (("xxd", xxd(dump * 200)), ("base64", base64.b64encode(dump * 200))):
             with self.subTest("long enough to be judged by its beginning: " + name):
                 self.assertEqual(run("show", input=text)[1], run("show", input=dump * 200)[1])
@@ -130,18 +133,24 @@ class Input(unittest.TestCase):
         self.assertEqual((found[0], out, found[2]), (0, expected, b""))
 
     def test_what_is_no_sequence_of_bytes_is_refused_by_name(self):
-        words = lambda size, at, gap=" ": offsets(swapped(dump[:800], size), at, lambda row: "".join(gap + row[i:i + size].hex()
-                                                                                                 for i in range(0, len(row), size)))
-        numbers = lambda at, form, size: offsets(dump[:800], at, lambda row: "".join(
-            form.format(int.from_bytes(row[i:i + size], "little")) for i in range(0, 16, size)))
+        def words(size, at, gap=" "):
+            pairs = lambda row: "".join(gap + row[i:i + size].hex() for i in range(0, len(row), size))
+            return offsets(swapped(dump[:800], size), at, pairs)
+
+        def numbers(at, form, size):
+            numbers = lambda row: (int.from_bytes(row[i:i + size], "little") for i in range(0, 16, size))
+            return offsets(dump[:800], at, lambda row: "".join(map(form.format, numbers(row))))
+
         text = lambda row: "".join(chr(c) if 32 <= c < 127 else "." for c in row)
         table = {
             "hexdump": (words(2, "{:07x}"), "hexdump -C"), "hexdump -x": (words(2, "{:07x}", "    "), "hexdump -C"),
             "od -x": (words(2, "{:07o}"), "od -Ax -tx1"), "od -Ax -x": (words(2, "{:06x}"), "dd conv=swab"),
             "od -t x4": (words(4, "{:07o}"), "od -Ax -tx1"), "od": (numbers("{:07o}", " {:06o}", 2), "od -Ax -tx1"),
             "od -b": (numbers("{:07o}", " {:03o}", 1), "od -Ax -tx1"),
-            "xxd -e": (offsets(dump[:800], "{:08x}: ", lambda row: swapped(row, 4).hex(" ", 4) + "  " + text(row)), "xxd FILE, without -e"),
-            "xxd -b": (offsets(dump, "{:08x}: ", lambda row: " ".join(f"{c:08b}" for c in row) + "  " + text(row), columns=6),
+            "xxd -e": (offsets(dump[:800], "{:08x}: ", lambda row: swapped(row, 4).hex(" ", 4) + "  " + text(row)),
+                       "xxd FILE, without -e"),
+            "xxd -b": (offsets(dump, "{:08x}: ", lambda row: " ".join(f"{c:08b}" for c in row) + "  " + text(row),
+                               columns=6),
                        "xxd FILE, without -b"),
             "words in pairs": (swapped(dump[:800], 2).hex(" ", 2).encode(), "without options for words"),
             "a list of words": ("0x" + swapped(dump[:800], 4).hex(" ", 4).replace(" ", ", 0x")).encode(),
@@ -153,7 +162,8 @@ class Input(unittest.TestCase):
             with self.subTest(name):
                 status, out, err = run("json", input=text)
                 self.assertEqual((status, out, err.count(b"\n")), (2, b"", 1), err)
-                self.assertRegex(err.decode(), r"^ffdc: -: expected bytes in their order, found .*what helps: .*" + re.escape(instead))
+                self.assertRegex(err.decode(), "^ffdc: -: expected bytes in their order, found .*what helps: .*" +
+                                 re.escape(instead))
 
     def test_what_only_looks_like_text_stays_as_it_is(self):
         records = lambda out: [line.split()[2:] for line in out.splitlines() if b"damaged" not in line]
@@ -175,24 +185,27 @@ class Input(unittest.TestCase):
     def test_damage_of_a_paste_is_damage_of_its_place(self):
         def states(text, *options):
             status, out, err = run("list", "--no-legend", *options, input=text)
-            return status, [(line.split()[2], int(line.split()[1], 16), line.split()[8]) for line in out.decode().splitlines()], err.decode()
+            return status, [(line.split()[2], int(line.split()[1], 16), line.split()[8])
+                            for line in out.decode().splitlines()], err.decode()
 
         ends = [0, len(dma), len(dma + mbox), len(dump)]
         good = [("DMA", 0, "ok"), ("MBOX", ends[1], "ok"), ("FSI", ends[2], "ok")]
-        for name, text in (("xxd", xxd(dump)), ("hexdump -C", hexdump(dump, False)), ("od -t x1", od(dump, "{:06x}")), ):
+        texts = {"xxd": xxd(dump), "hexdump -C": hexdump(dump, False), "od -t x1": od(dump, "{:06x}")}
+        for name, text in texts.items():
             lines = text.splitlines(keepends=True)
             at = ends[1] // 16 + 3
-            for what, line, told in (("missing", b"", f"line {at + 1}: expected offset 0x{16 * at:06x}, found offset 0x{16 * at + 16:06x}"),
-                                     ("unreadable", lines[at][:12] + b"zz" + lines[at][14:], f"line {at + 1}: expected {name}, found '"),
-                                     ("another", b"-- more --\n", f"line {at + 1}: expected {name}, found '-- more --'")):
+            for what, line, told in (("missing", b"", f"offset 0x{16 * at:06x}, found offset 0x{16 * at + 16:06x}"),
+                                     ("unreadable", lines[at][:12] + b"zz" + lines[at][14:], f"{name}, found '"),
+                                     ("another", b"-- more --\n", f"{name}, found '-- more --'")):
                 with self.subTest(name, line=what):
                     status, found, err = states(b"".join(lines[:at]) + line + b"".join(lines[at + 1:]))
                     self.assertEqual((status, found[0], found[-1]), (3, good[0], good[2]))
                     self.assertEqual(found[1], ("MBOX", ends[1], "damaged"))
                     self.assertEqual(found[2], ("-", 16 * at + 16, "damaged"))
-                    self.assertIn(f"ffdc: -: read as {name}: {told}", err)
+                    self.assertIn(f"ffdc: -: read as {name}: line {at + 1}: expected {told}", err)
                 with self.subTest(name, line="one too many"):
-                    self.assertEqual(states(b"".join(lines[:at]) + b"-- more --\n" + b"".join(lines[at:])), (0, good, ""))
+                    self.assertEqual(states(b"".join(lines[:at]) + b"-- more --\n" + b"".join(lines[at:])),
+                                     (0, good, ""))
         pairs = offsets(dump, "", lambda row: row.hex(" "))
         status, found, err = states(pairs.replace(b"\n", b"\n-- more --\n", 1))
         self.assertEqual((status, found[-2:]), (3, good[1:]))
@@ -203,7 +216,8 @@ class Input(unittest.TestCase):
             ("hex", b"no dump", 2, "line 1: expected hex digits, found 'no dump'"),
             ("hex", dump, 2, "line 1: expected hex digits, found"),
             ("hex", b"ffdc\nffd", 3, "line 2: expected hex digits, found 'ffd'"),
-            ("hex", hexdump(bytes(64)).replace(b"00000040\n", b"10000041\n"), 3, "line 3: expected offset 0x000010, found offset 0x10000041"),
+            ("hex", hexdump(bytes(64)).replace(b"00000040\n", b"10000041\n"), 3,
+             "line 3: expected offset 0x000010, found offset 0x10000041"),
             ("base64", b"/9z/\n3A!=", 3, "line 2: expected base64, found '3A!='"),
             ("base64", b"/9z/3", 3, "expected base64, found that its last group is cut"),
         ]
@@ -247,7 +261,8 @@ class Input(unittest.TestCase):
                                  (3, ["-:a.bin"] * 3 + ["-:dir/b.txt"] * 3 + ["-:c.gz", "-:d"]))
                 self.assertIn(b"ffdc: -:d: offset 0x000000: expected a record of 294 bytes, found 293 bytes", err)
         with self.subTest("cut"):
-            status, out, err = run("list", "--no-legend", input=gzip.compress(random.Random(1).randbytes(100) + dump * 500)[:-300])
+            status, out, err = run("list", "--no-legend",
+                                   input=gzip.compress(random.Random(1).randbytes(100) + dump * 500)[:-300])
             self.assertEqual((status, len(out.splitlines()) > 1000, b"ffdc: -: " in err), (2, True, True))
         with self.subTest("only looks packed"):
             self.assertEqual(run("list", "-q", "--no-legend", input=b"BZh" + dump)[1].count(b"ok"), 3)
@@ -265,7 +280,8 @@ class Input(unittest.TestCase):
     def test_a_pipe_is_read_in_windows(self):
         chance = random.Random(7)
         for n in range(12):
-            data = bytearray(b"".join(chance.choice((dump, fsi, chance.randbytes(chance.randrange(99)), bytes(chance.randrange(200000)),
+            data = bytearray(b"".join(chance.choice((dump, fsi, chance.randbytes(chance.randrange(99)),
+                                                     bytes(chance.randrange(200000)),
                                                      bytes(3 << 20) if n == 5 else dma, record("DIO", 1, bytes(65000))))
                                       for _ in range(60)))
             for _ in range(chance.randrange(30)):
@@ -282,7 +298,8 @@ class Input(unittest.TestCase):
 
     def test_records_come_out_while_input_arrives(self):
         for command in ("show", "list", "csv", "json", "hex", "carve", "carve --json"):
-            with self.subTest(command), subprocess.Popen([ffdc, *command.split(), "-q"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as child:
+            with self.subTest(command), subprocess.Popen([ffdc, *command.split(), "-q"], stdin=subprocess.PIPE,
+                                                         stdout=subprocess.PIPE) as child:
                 child.stdin.write(fsi + bytes(70000))
                 child.stdin.flush()
                 first = child.stdout.read1()
@@ -310,7 +327,8 @@ class Input(unittest.TestCase):
                 self.assertEqual(run("list", "--no-legend", folder)[2].decode(),
                                  f"ffdc: {folder}: skipped 1 directory in it; -r reads them, too\n")
                 status, out, err = run("list", "--no-legend", "-r", folder)
-                self.assertEqual((status, [line.split()[3] for line in out.splitlines()]), (0, [b"DMA", b"FSI", b"MBOX"]))
+                self.assertEqual((status, [line.split()[3] for line in out.splitlines()]),
+                                 (0, [b"DMA", b"FSI", b"MBOX"]))
                 self.assertEqual(err.decode(), f"ffdc: {folder}/below: skipped 1 entry that is no file\n"
                                                f"ffdc: {folder}/below/none: is empty\n")
                 os.remove(Path(folder, "below", "pipe"))
@@ -333,11 +351,13 @@ class Input(unittest.TestCase):
         with tempfile.NamedTemporaryFile() as file:
             file.write(dma * 40000)
             file.flush()
-            with subprocess.Popen([ffdc, "show", "-q", file.name], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as child:
+            with subprocess.Popen([ffdc, "show", "-q", file.name], stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE) as child:
                 child.stdout.read(1)  # the tool has begun, and gets stuck when the pipe is full
                 file.truncate(0)
                 child.stdout.read()
-                self.assertEqual(child.stderr.read(), b"ffdc: an input was cut, or could not be read, while it was in use\n")
+                self.assertEqual(child.stderr.read(),
+                                 b"ffdc: an input was cut, or could not be read, while it was in use\n")
             self.assertEqual(child.returncode, 2)
 
 

@@ -38,15 +38,16 @@ def hex_lines(text):
         if line.startswith("==> "):
             records.append([])
             continue
-        offset, digits, name = re.fullmatch(r"  0x([0-9a-f]{6})  ((?:[0-9a-f]{2} )*(?:[0-9a-f]{2})?) *(?:  (\S.*))?", line).groups()
+        offset, digits, name = re.fullmatch(r"  0x([0-9a-f]{6})  ((?:[0-9a-f]{2} )*(?:[0-9a-f]{2})?) *(?:  (\S.*))?",
+                                            line).groups()
         records[-1].append((int(offset, 16), bytes.fromhex(digits), re.split("  +", name or "")[0]))
     return records
 
 
 class Value(ctypes.Structure):
-    _fields_ = [("group", ctypes.c_char_p), ("name", ctypes.c_char_p), ("index", ctypes.c_int), ("offset", ctypes.c_uint32),
-                ("size", ctypes.c_uint32), ("kind", ctypes.c_int), ("missing", ctypes.c_int), ("number", ctypes.c_int64),
-                ("mask", ctypes.c_uint64)]
+    _fields_ = [("group", ctypes.c_char_p), ("name", ctypes.c_char_p), ("index", ctypes.c_int),
+                ("offset", ctypes.c_uint32), ("size", ctypes.c_uint32), ("kind", ctypes.c_int),
+                ("missing", ctypes.c_int), ("number", ctypes.c_int64), ("mask", ctypes.c_uint64)]
 
 
 TEXT, FLAG, BCD, BYTES, UNSHOWN = 3, 5, 6, 7, 8
@@ -84,7 +85,8 @@ def rebuilt(object):
     if header is None:
         return b"".join(bytes_ for _, bytes_ in runs)
     size = object["damage"]["bytes"] if object["damage"] else header["size"]
-    head = struct.pack(">I8xIiiHHIIHi", header["magic"], header["chained"], header["head_version"], header["pid"], header["type"],
+    head = struct.pack(">I8xIiiHHIIHi", header["magic"], header["chained"], header["head_version"], header["pid"],
+                       header["type"],
                        header["version"], *header["time"], header["size"], header["tgid"])
     data, before = bytearray(head + b"\xff" * (size - len(head))), None
     # What one value is decides what others there are, and some are only there when they are not 0.
@@ -94,7 +96,8 @@ def rebuilt(object):
         for keys, offset, width, kind, mask in told(before):
             value = object if keys[0] == "header" else object["payload"]
             for key in keys:
-                value = value.get(key) if isinstance(value, dict) else value[key] if isinstance(value, list) and key < len(value) else None
+                there = key in value if isinstance(value, dict) else isinstance(value, list) and key < len(value)
+                value = value[key] if there else None
             if value is not None and not (isinstance(value, dict) and value["value"] is None):
                 found.append((offset, width, bytes_of(value, width, kind, mask)))
         data = bytearray(head + b"\xff" * (size - len(head)))
@@ -136,9 +139,12 @@ class Json(unittest.TestCase):
     def test_schema_over_what_is_wrong(self):
         text = case("scom", "v1")[1]
         cases = {
-            "cut record": dma[:200], "cut header": dma[:41], "no magic": b"\0" * 50 + dma, "size below a header": record("DMA", 1, b"", size=41) + dma,
-            "unknown type": record(14, 1, b"abcd"), "highest type": record(65535, 1, b""), "header alone": record("IIC", 2, b""),
-            "header version": record("DMA", 1, dma[42:], head_version=-2), "announced": record("DIO", 1, b"abc", chained=1),
+            "cut record": dma[:200], "cut header": dma[:41], "no magic": b"\0" * 50 + dma,
+            "size below a header": record("DMA", 1, b"", size=41) + dma,
+            "unknown type": record(14, 1, b"abcd"), "highest type": record(65535, 1, b""),
+            "header alone": record("IIC", 2, b""),
+            "header version": record("DMA", 1, dma[42:], head_version=-2),
+            "announced": record("DIO", 1, b"abc", chained=1),
             "bytes above 0x7f": record("SCOM", 1, text[:40] + bytes(range(128, 256)) + text[168:]),
         }
         cases.update({f"{name} cut to {n}": record(name, version, payload[:n])
@@ -155,12 +161,14 @@ class Json(unittest.TestCase):
         """A few layouts by hand: path, struct format, offset in the payload."""
         table = [
             ("DMA", "dma", "v2", [("err_stat", "I", 0), ("err_resp", "I", 4), ("rc", "i", 20), ("src_base", "Q", 36),
-                                  ("src_type.value", "I", 44), ("dest_base", "Q", 56), ("engine", "H", 76), ("channel", "H", 78),
+                                  ("src_type.value", "I", 44), ("dest_base", "Q", 56), ("engine", "H", 76),
+                                  ("channel", "H", 78),
                                   ("registers.cr", "I", 80), ("registers.pmp", "I", 120)]),
-            ("FSI", "fsi", "v1", [("magic", "I", 0), ("part", "i", 12), ("master.mnr", "B", 32), ("master.recover", "B", 33),
-                                  ("master.slave.sisc", "I", 36), ("port.recover", "B", 62), ("port.slave.sstat", "I", 80),
-                                  ("vaddr", "I", 84), ("seqno", "I", 92)]),
-            ("HDMA", "hdma", "v256", [("config_flags", "I", 0), ("err_type.value", "I", 4), ("rc", "i", 12), ("dest_source", "Q", 20)]),
+            ("FSI", "fsi", "v1", [("magic", "I", 0), ("part", "i", 12), ("master.mnr", "B", 32), ("seqno", "I", 92),
+                                  ("master.recover", "B", 33), ("master.slave.sisc", "I", 36), ("vaddr", "I", 84),
+                                  ("port.recover", "B", 62), ("port.slave.sstat", "I", 80)]),
+            ("HDMA", "hdma", "v256",
+             [("config_flags", "I", 0), ("err_type.value", "I", 4), ("rc", "i", 12), ("dest_source", "Q", 20)]),
             ("DMA", "dma", "v1_small", [("rc", "i", 12), ("src_base", "Q", 28), ("registers.sgc", "I", 108)]),
         ]
         for type, folder, name, fields in table:
@@ -173,7 +181,8 @@ class Json(unittest.TestCase):
         flags, = struct.unpack_from(">I", dma, 42)
         payload = objects(dma)[0]["payload"]
         bits = {"fsi": 31, "psi": 30, "mem": 29, "ubuf": 28, "byte": 24, "write": 22, "cmplt": 21, "dp": 15}
-        self.assertEqual({key: payload[key] for key in bits}, {key: bool(flags >> bit & 1) for key, bit in bits.items()})
+        self.assertEqual({key: payload[key] for key in bits},
+                         {key: bool(flags >> bit & 1) for key, bit in bits.items()})
         self.assertEqual(payload["hint"].encode("latin-1"), dma[42 + 124:].split(b"\0")[0])
 
     def test_hex_accounts_for_every_byte_and_agrees_with_json(self):
@@ -201,19 +210,23 @@ class Json(unittest.TestCase):
                         compared += 1
         self.assertGreater(compared, 5000)
 
-    @unittest.skipUnless("TAVI_FFDC" in os.environ, "Python loads the library only where it was built for the same, without sanitizers")
+    @unittest.skipUnless("TAVI_FFDC" in os.environ,
+                         "Python loads the library only where it was built for the same, without sanitizers")
     def test_every_byte_can_be_had_back(self):
         chance = random.Random(13)
         dumps = [Path(path).read_bytes() for path in glob.glob(os.path.join(root, "samples", "*.ffdc"))]
         dumps += [data for _, _, data in corpus]
-        dumps += [b"\0" * 50 + dma + b"\xff\xdc", record("DMA", 1, b"", size=41) + b"lost", record(14, 1, b"abcd"), fsi[:41]]
-        dumps += [record("DMA", 1, dma[42:166] + text + bytes(128 - len(text))) for text in (b"\x01\xc3\x28\xff%n\"\\", b"one\0two", b"")]
+        dumps += [b"\0" * 50 + dma + b"\xff\xdc", record("DMA", 1, b"", size=41) + b"lost", record(14, 1, b"abcd"),
+                  fsi[:41]]
+        dumps += [record("DMA", 1, dma[42:166] + text + bytes(128 - len(text)))
+                  for text in (b"\x01\xc3\x28\xff%n\"\\", b"one\0two", b"")]
         for _ in range(1000):
             dump = bytearray(b"".join(data for _, _, data in chance.sample(corpus, chance.randint(1, 4))))
             for _ in range(chance.randint(1, 5)):
                 at = chance.randrange(len(dump) + 1)
                 what, n = chance.randrange(4), chance.choice((1, 2, 4, 40, 400))
-                dump[at:at + (0 if what == 1 else n)] = b"" if what == 0 else chance.randbytes(n) if what < 3 else bytes([chance.randrange(256)] * n)
+                new = b"" if what == 0 else chance.randbytes(n) if what < 3 else chance.randbytes(1) * n
+                dump[at:at + (0 if what == 1 else n)] = new
             dumps.append(bytes(dump))
         with tempfile.TemporaryDirectory() as folder:
             for number, dump in enumerate(dumps):
@@ -250,7 +263,8 @@ class Json(unittest.TestCase):
         recipes = re.findall(r"```sh\n(.*?)```", Path(root, "docs", "json.md").read_text(), re.S)
         self.assertGreater(len(recipes), 5)
         with tempfile.TemporaryDirectory() as folder:
-            Path(folder, "dump.bin").write_bytes(dma + b"damage" + b"".join(data for type, _, data in corpus if type != "DMA"))
+            others = b"".join(data for type, _, data in corpus if type != "DMA")
+            Path(folder, "dump.bin").write_bytes(dma + b"damage" + others)
             for recipe in recipes:
                 with self.subTest(recipe):
                     done = subprocess.run(["sh", "-c", recipe], cwd=folder, capture_output=True,

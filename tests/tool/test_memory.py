@@ -1,4 +1,4 @@
-"""Memory that is refused, request by request: an error or the same output, never a signal, never a part for the whole."""
+"""Memory that is refused, request by request: an error or the same output, no signal, no part for the whole."""
 import base64
 import os
 import tempfile
@@ -9,10 +9,11 @@ from common import dma, fsi, mbox, record, run
 
 most = 250  # requests that are refused in a command of its own; more are sampled
 commands = [
-    ("show", "dump"), ("list", "dump"), ("list", "--color=always", "folder"), ("json", "dump"), ("json", "--pretty", "dump"),
+    ("show", "dump"), ("list", "dump"), ("list", "--color=always", "folder"), ("json", "--pretty", "dump"),
     ("csv", "--values", "dump"), ("count", "--by=cause", "--where=pid=1", "dump"), ("list", "--sort=-time", "dump"),
     ("hex", "--color=always", "dump"), ("hex", "--from=base64", "folder/text"), ("carve", "-v", "dump"),
-    ("carve", "--decode", "dump"), ("diff", "dump", "folder/other"), ("types", "-t", "dma,scom"), ("--help",), ("show", "--help"),
+    ("carve", "--decode", "dump"), ("diff", "dump", "folder/other"), ("types", "-t", "dma,scom"), ("--help",),
+    ("show", "--help"),
     ("show", "--nope"), ("list", "none"), ("man",), ("completion", "bash"),
 ]
 
@@ -51,11 +52,13 @@ class Memory(unittest.TestCase):
             return expected, int((self.folder / "count").read_text())
 
         expected, start = requests(("--version",))
-        self.check(("--version",), [f"{n}{all}" for n in (*range(1, 50), *range(50, start, 9)) for all in ("", "-")], expected)
+        self.check(("--version",), [f"{n}{all}" for n in (*range(1, 50), *range(50, start, 9)) for all in ("", "-")],
+                   expected)
         for command in commands:
             expected, total = requests(command)
             step = max(1, (total - start) // most)
-            numbers = [str(n) for n in range(start, total + 2, step)] + [f"{n}-" for n in range(start, total + 1, 5 * step)]
+            numbers = [str(n) for n in range(start, total + 2, step)]
+            numbers += [f"{n}-" for n in range(start, total + 1, 5 * step)]
             self.check(command, numbers, expected)
 
 
