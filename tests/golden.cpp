@@ -6,54 +6,32 @@
 
 #include "support.hpp"
 
-TEST_CASE("decoders print the golden texts, and their trace lines") {
+TEST_CASE("golden texts: of decoders and of dd_ffdc_print, with their trace lines, and of dd_ffdc_render without") {
     for (const Golden& g : goldens()) {
         CAPTURE(g.name);
-        std::string text, trace;
-        {
-            Capture capture;
-            text = decoded(*g.driver, g.version, g.payload.data(), static_cast<int>(g.payload.size()));
-            trace = capture.text();
-        }
+        std::string text;
+        CHECK(written_by([&] {
+                  text = decoded(*g.driver, g.version, g.payload.data(), static_cast<int>(g.payload.size()));
+              }) == trace_of(g));
         CHECK(difference(text, g.text) == "");
-        CHECK(trace == trace_of(g));
-    }
-}
 
-TEST_CASE("whole records: dd_ffdc_print, and dd_ffdc_render without trace lines") {
-    for (const Golden& g : goldens()) {
-        CAPTURE(g.name);
         const Bytes bytes = record_of(g);
         const dd_ffdc_hdr* const record = as_record(bytes.data());
         const std::string expected = heading(g) + g.text;
-        char* text = nullptr;
-        int count;
-        std::string trace;
-        {
-            Capture capture;
-            count = dd_ffdc_print(record, 0, &text);
-            trace = capture.text();
-        }
-        REQUIRE(text);
-        CHECK(difference(text, expected) == "");
+        char* whole = nullptr;
+        int count = 0;
+        CHECK(written_by([&] { count = dd_ffdc_print(record, 0, &whole); }) == trace_of(g));
+        REQUIRE(whole);
+        CHECK(difference(whole, expected) == "");
         CHECK(count == static_cast<int>(expected.size()));
-        CHECK(trace == trace_of(g));
-        std::free(text);
+        std::free(whole);
 
-        std::string quiet_text;
         dd_ffdc_state state;
-        int values_state;
-        {
-            Capture capture;
-            quiet_text = record_text(bytes.data(), bytes.size(), &state);
-            values_state = dd_ffdc_values(
-                record, bytes.size(), [](void*, const dd_ffdc_value*) {}, nullptr);
-            std::size_t size;
-            dd_ffdc_layout(g.driver->type, g.version, &size);
-            trace = capture.text();
-        }
-        CHECK(state == values_state);
-        CHECK(difference(quiet_text, expected) == "");
-        CHECK(trace == "");
+        CHECK(written_by([&] {
+                  text = record_text(bytes.data(), bytes.size(), &state);
+                  const auto nothing = [](void*, const dd_ffdc_value*) {};
+                  CHECK(dd_ffdc_values(record, bytes.size(), nothing, nullptr) == state);
+              }) == "");
+        CHECK(difference(text, expected) == "");
     }
 }

@@ -14,38 +14,38 @@ namespace {
 
 constexpr const char* latin_1 = "de_DE.ISO-8859-1";  // generated in LOCALE_DIR by the build
 
-std::string dumped(const Bytes& bytes) {
-    return rendered(
-        [&](char* out, int room) { return pretty_print(bytes.data(), static_cast<int>(bytes.size()), out, room); });
+// Checks with a category in C and in German, which is the program's locale first, and the thread's own later.
+void in_both(int category, const std::function<void(bool)>& check) {
+    setenv("LOCPATH", LOCALE_DIR, 1);
+    check(false);
+    REQUIRE(std::setlocale(category, latin_1) != nullptr);
+    check(true);
+    const locale_t own = duplocale(LC_GLOBAL_LOCALE);
+    std::setlocale(category, "C");
+    check(false);
+    const locale_t before = uselocale(own);
+    check(true);
+    uselocale(before);
+    freelocale(own);
+    check(false);
 }
 
 }  // namespace
 
 TEST_CASE("raw dumps follow the locale, from call to call") {
-    setenv("LOCPATH", LOCALE_DIR, 1);
     Bytes all(256);
     for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<std::uint8_t>(i);
     const Bytes word = {'f', 0xfc, 'r', 0x7f};
-    const std::string in_c = dumped(all);
-    CHECK(in_c == dump_text(all.data(), 256, 10000));
-    CHECK(dumped(word).find("[f.r.....") != std::string::npos);
-
-    REQUIRE(std::setlocale(LC_CTYPE, latin_1) != nullptr);
-    CHECK(dumped(all) == dump_text(all.data(), 256, 10000));
-    CHECK(dumped(all) != in_c);
-    CHECK(dumped(word).find("[f\xfcr.....") != std::string::npos);
-    CHECK(record_text(record_of({.type = FFDC_TYPE_DIO}, word).data(), 46).find("[f\xfcr.") != std::string::npos);
-
-    const locale_t own = duplocale(LC_GLOBAL_LOCALE);
-    std::setlocale(LC_CTYPE, "C");
-    CHECK(dumped(all) == in_c);
-
-    // A thread's own locale counts more than the program's.
-    const locale_t before = uselocale(own);
-    CHECK(dumped(word).find("[f\xfcr.....") != std::string::npos);
-    uselocale(before);
-    freelocale(own);
-    CHECK(dumped(word).find("[f.r.....") != std::string::npos);
+    std::string in_c;
+    in_both(LC_CTYPE, [&](bool german) {
+        const std::string dump =
+            rendered([&](char* out, int room) { return pretty_print(all.data(), 256, out, room); });
+        CHECK(dump == dump_text(all.data(), 256, 10000));
+        if (in_c.empty()) in_c = dump;
+        CHECK((dump != in_c) == german);
+        const std::string record = record_text(record_of({.type = FFDC_TYPE_DIO}, word).data(), 46);
+        CHECK(record.find(german ? "[f\xfcr....." : "[f.r.....") != record.npos);
+    });
 }
 
 TEST_CASE("errors of the mailbox speak the language of the locale") {
@@ -57,22 +57,9 @@ TEST_CASE("errors of the mailbox speak the language of the locale") {
         << std::string_view(reinterpret_cast<const char*>(catalogue), sizeof catalogue) << english << '\0' << german
         << '\0';
     bindtextdomain("libc", LOCALE_DIR);
-    setenv("LOCPATH", LOCALE_DIR, 1);
-
     const Bytes record = record_of({.type = FFDC_TYPE_MBOX, .version = 4}, Bytes(300));
-    const auto says = [&](std::string_view text) {
-        return record_text(record.data(), record.size()).find(text) != std::string::npos;
-    };
-    CHECK(says("Success"));
-    REQUIRE(std::setlocale(LC_MESSAGES, latin_1) != nullptr);
-    CHECK(says("Erfolg"));
-    const locale_t own = duplocale(LC_GLOBAL_LOCALE);
-    std::setlocale(LC_MESSAGES, "C");
-    CHECK(says("Success"));
-
-    const locale_t before = uselocale(own);
-    CHECK(says("Erfolg"));
-    uselocale(before);
-    freelocale(own);
-    CHECK(says("Success"));
+    in_both(LC_MESSAGES, [&](bool translated) {
+        const std::string text = record_text(record.data(), record.size());
+        CHECK(text.find(translated ? german : english) != text.npos);
+    });
 }

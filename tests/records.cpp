@@ -48,6 +48,38 @@ std::string printed(const std::uint8_t* record, int* count = nullptr, int ignore
 
 }  // namespace
 
+TEST_CASE("heads that are refused, and what stays as it was") {
+    const Bytes good = sized(50), bad = sized(50, {.magic = 0xDCFFDCFF});
+    const auto* const mark = as_record(good.data());
+    char out[8] = "intact!", *text = out;
+    const auto called = [](void*, const dd_ffdc_value*) { FAIL("called"); };
+    for (const dd_ffdc_hdr* head : {static_cast<const dd_ffdc_hdr*>(nullptr), as_record(bad.data())}) {
+        const dd_ffdc_hdr *cursor = mark, *found = mark;
+        errno = 99;
+        CHECK(dd_ffdc_chain_size(head) == -EINVAL);
+        CHECK(dd_ffdc_print(head, 0, &text) == -EINVAL);
+        CHECK(dd_ffdc_render(head, 50, out, sizeof out, nullptr) == -EINVAL);
+        CHECK(dd_ffdc_values(head, 50, called, nullptr) == -EINVAL);
+        CHECK(errno == 99);
+        CHECK(dd_ffdc_get_chain(head, &cursor) == -1);
+        CHECK(errno == EINVAL);
+        errno = 99;
+        CHECK(dd_ffdc_get_type(head, 0, &found) == -1);
+        CHECK(errno == EINVAL);
+        CHECK(cursor == mark);
+        CHECK(found == nullptr);
+    }
+    CHECK(dd_ffdc_print(mark, 0, nullptr) == -EINVAL);
+    const Guarded area(1);
+    for (std::size_t there = 0; there < 42; ++there) {
+        const auto* const cut = as_record(area.back(good, there));
+        CHECK(dd_ffdc_render(cut, there, out, sizeof out, nullptr) == -EINVAL);
+        CHECK(dd_ffdc_values(cut, there, called, nullptr) == -EINVAL);
+    }
+    CHECK(text == out);
+    CHECK(out == std::string("intact!"));
+}
+
 TEST_SUITE_BEGIN("chain");
 
 TEST_CASE("walk") {
@@ -71,49 +103,23 @@ TEST_CASE("walk") {
     }
 }
 
-TEST_CASE("invalid heads, and their two conventions") {
-    const Bytes good = sized(42), bad = sized(42, {.magic = 0xFFDCFFDD});
-    const auto* const mark = as_record(good.data());
-    for (const dd_ffdc_hdr* head : {static_cast<const dd_ffdc_hdr*>(nullptr), as_record(bad.data())}) {
-        errno = 99;
-        CHECK(dd_ffdc_chain_size(head) == -EINVAL);
-        CHECK(errno == 99);
-        const dd_ffdc_hdr* cursor = mark;
-        CHECK(dd_ffdc_get_chain(head, &cursor) == -1);
-        CHECK(errno == EINVAL);
-        CHECK(cursor == mark);
-        errno = 99;
-        const dd_ffdc_hdr* found = mark;
-        CHECK(dd_ffdc_get_type(head, 0, &found) == -1);
-        CHECK(errno == EINVAL);
-        CHECK(found == nullptr);
-    }
-}
-
 TEST_CASE("find a type") {
     const Bytes area = joined({sized(50, {.type = 3, .chained = 1}), sized(42, {.type = 65535, .chained = 1}),
                                sized(42, {.type = 7, .chained = 1, .magic = 0}), sized(42, {.type = 7})});
-    const struct {
-        std::int32_t type;
-        long offset;  // -1: none
-    } cases[] = {{3, 0}, {65535, 50}, {7, 92}, {4, -1}, {-1, -1}, {65536 + 7, -1}, {INT_MIN, -1}};
-    for (const auto& c : cases) {
-        CAPTURE(c.type);
+    for (const auto& [type, offset] : {std::pair{3, 0}, {65535, 50}, {7, 92}, {4, -1}, {-1, -1}, {65543, -1}}) {
+        CAPTURE(type);
         const dd_ffdc_hdr* found = as_record(area.data());
-        CHECK(dd_ffdc_get_type(as_record(area.data()), c.type, &found) == 0);
-        CHECK((found ? reinterpret_cast<const std::uint8_t*>(found) - area.data() : -1) == c.offset);
+        CHECK(dd_ffdc_get_type(as_record(area.data()), type, &found) == 0);
+        CHECK((found ? reinterpret_cast<const std::uint8_t*>(found) - area.data() : -1) == offset);
     }
 }
 
 TEST_CASE("size and payload of one record") {
     for (const int size : {42, 40, 0, 100, 65535}) {
-        CAPTURE(size);
         const Bytes bytes = sized(42, {.size = size});
         const void* payload = nullptr;
         std::int32_t n = 0;
-        errno = 99;
         CHECK(dd_ffdc_chain_size(as_record(bytes.data())) == size);
-        CHECK(errno == 99);
         dd_ffdc_driver_data(as_record(bytes.data()), &payload, &n);
         CHECK(payload == bytes.data() + 42);
         CHECK(n == size - 42);
@@ -121,26 +127,6 @@ TEST_CASE("size and payload of one record") {
 }
 
 TEST_SUITE_BEGIN("text of a record");
-
-TEST_CASE("refused") {
-    const Bytes good = sized(50), bad = sized(50, {.magic = 0xDCFFDCFF});
-    char mark[1], *text = mark;
-    CHECK(dd_ffdc_print(nullptr, 0, &text) == -EINVAL);
-    CHECK(dd_ffdc_print(as_record(bad.data()), 0, &text) == -EINVAL);
-    CHECK(dd_ffdc_print(as_record(good.data()), 0, nullptr) == -EINVAL);
-    CHECK(text == mark);
-    char out[8] = "intact!";
-    CHECK(dd_ffdc_render(nullptr, 100, out, sizeof out, nullptr) == -EINVAL);
-    CHECK(dd_ffdc_render(as_record(bad.data()), 50, out, sizeof out, nullptr) == -EINVAL);
-    const Guarded area(1);
-    for (std::size_t there = 0; there < 42; ++there) {
-        const auto* const cut = as_record(area.back(good, there));
-        CHECK(dd_ffdc_render(cut, there, out, sizeof out, nullptr) == -EINVAL);
-        CHECK(dd_ffdc_values(
-                  cut, there, [](void*, const dd_ffdc_value*) { FAIL("called"); }, nullptr) == -EINVAL);
-    }
-    CHECK(out == std::string("intact!"));
-}
 
 TEST_CASE("headers, types without a decoder, sizes below a header") {
     const std::string unknown = "type: UNKNOWN\n";
@@ -152,20 +138,22 @@ TEST_CASE("headers, types without a decoder, sizes below a header") {
         Bytes payload;
         std::string text;  // behind the header
     } cases[] = {
-        {"type 0", {.type = 0}, letters, unknown + dump},
-        {"type 14", {.type = 14, .version = 1}, letters, unknown + dump},
-        {"the type behind the last", {.type = no_type}, letters, unknown + dump},
-        {"type 65535", {.type = 65535}, letters, unknown + dump},
-        {"no payload", {.type = no_type}, {}, unknown},
+        {"type 0, header version 0",
+         {.type = 0, .chained = 1, .head_version = 0, .time = {0, 1}},
+         letters,
+         unknown + dump},
+        {"type 14, lowest numbers",
+         {.type = 14, .version = 1, .head_version = INT_MIN, .pid = -1, .tgid = INT_MIN},
+         letters,
+         unknown + dump},
+        {"the type behind the last", {.type = no_type, .head_version = 2}, letters, unknown + dump},
+        {"type 65535, no payload", {.type = 65535}, {}, unknown},
         {"size 40, unknown", {.type = no_type, .size = 40}, {}, unknown},
         {"size 40, DMA",
          {.type = 3, .version = 1, .size = 40},
          {},
          "type: FFDC_TYPE_DMA\nData size mismatch 252 vs -2\n"},
         {"size 0, DPSS", {.type = 26, .size = 0}, {}, "type: FFDC_TYPE_DPSS\n"},
-        {"head version 2", {.type = no_type, .head_version = 2}, {}, unknown},
-        {"head version lowest", {.type = 14, .head_version = INT_MIN, .pid = -1, .tgid = INT_MIN}, {}, unknown},
-        {"head version 0, chained", {.type = 0, .chained = 1, .head_version = 0, .time = {0, 1}}, {}, unknown},
     };
     for (const auto& c : cases) {
         CAPTURE(c.name);
@@ -302,22 +290,15 @@ TEST_CASE("steps through an area") {
         Bytes area;
         std::string steps;
     } cases[] = {
-        {"empty", {}, "end 0"},
-        {"one", second, "record 0, end 60"},
         {"smallest", sized(42), "record 0, end 42"},
-        {"a chain", joined({first, first, second}), "record 0, record 100, record 200, end 260"},
         {"chains", joined({second, first, second}), "record 0, record 60, record 160, end 220"},
         {"no next", sized(60, {.chained = 0x80000000}), "record 0, no next 60, end 60"},
         {"junk", junk, "no magic 0, end 5"},
-        {"junk before", joined({junk, second}), "no magic 0, record 5, end 65"},
         {"junk between", joined({second, junk, second}), "record 0, no magic 60, record 65, end 125"},
         {"junk behind", joined({second, junk}), "record 0, no magic 60, end 65"},
         {"one byte behind", joined({second, {0}}), "record 0, no magic 60, end 61"},
-        {"a magic's byte behind", joined({second, {0xff}}), "record 0, cut 60, end 61"},
-        {"a magic behind", joined({second, magic}), "record 0, cut 60, end 64"},
         {"size 41", joined({sized(42, {.size = 41}), second}), "bad size 0, record 42, end 102"},
         {"size 0", joined({second, sized(42, {.size = 0})}), "record 0, bad size 60, end 102"},
-        {"cut", half, "cut 0, end 50"},
         {"cut, then a record", joined({half, sized(42)}), "cut 0, record 50, end 92"},
         {"cut, but its size ends inside the next one", joined({half, second}), "cut 0, record 50, end 110"},
         {"a size that reaches into the next record", joined({sized(60, {.size = 70}), second, second}),
@@ -463,13 +444,6 @@ const Driver& driver_of(int type) {
     return *std::find_if(std::begin(drivers), std::end(drivers), [=](const Driver& d) { return d.type == type; });
 }
 
-template <typename Number>
-std::string formatted(const char* format, Number number) {
-    char text[100];
-    std::snprintf(text, sizeof text, format, number);
-    return text;
-}
-
 }  // namespace
 
 TEST_CASE("numbers of every length, as printf shows them") {
@@ -557,20 +531,16 @@ TEST_CASE("test_bit, get_type, names, versions") {
             CHECK(test_bit(value, bit) == (bit < 32 && (value & (1u << (bit & 31))) != 0 ? 1 : 0));
     CHECK(test_bit(0xffffffff, 0xffffffff) == 0);
 
-    const char* const kinds[] = {"INVALID", "ZCOPY", "INVALID", "DIRECT", "DEVICE", "FIFO", "INVALID"};
-    for (std::uint32_t kind = 0; kind < std::size(kinds); ++kind) CHECK(get_type(kind) == std::string(kinds[kind]));
-    CHECK(get_type(0xffffffff) == std::string("INVALID"));
-
-    std::string registers;
-    for (const char* name : kor_reg_names) registers += std::string(name) + ",";
-    CHECK(
-        registers ==
-        "None,BIDI Parity,UNI Parity,FULL Parity,None,BIDI Mask,BIDI Latches,BIDI Alert,UNI Mask,UNI Latches,UNI Alert,"
-        "IRQ Mask,IRQ Conditions,IRQ,Status,Extended Status,FULL Mask,FULL Latches,FULL Alert,RX Port,TX Port,RX Baud,"
-        "TX Baud,RX Mode,TX Mode,RX Watermark,TX Watermark,SC Clock,SC Port,");
-    registers.clear();
-    for (const char* name : wex_regs) registers += std::string(name) + ",";
-    CHECK(registers == "FIFO,IER,IIR,FCR,LCR,MCR,LSR,SCR,");
+    std::string names;
+    for (std::uint32_t kind : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 0xffffffffu}) names += get_type(kind) + std::string(",");
+    for (const char* name : wex_regs) names += name + std::string(",");
+    for (const char* name : kor_reg_names) names += name + std::string(",");
+    CHECK(names ==
+          "INVALID,ZCOPY,INVALID,DIRECT,DEVICE,FIFO,INVALID,INVALID,FIFO,IER,IIR,FCR,LCR,MCR,LSR,SCR,"
+          "None,BIDI Parity,UNI Parity,FULL Parity,None,BIDI Mask,BIDI Latches,BIDI Alert,UNI Mask,"
+          "UNI Latches,UNI Alert,IRQ Mask,IRQ Conditions,IRQ,Status,Extended Status,FULL Mask,FULL Latches,"
+          "FULL Alert,RX Port,TX Port,RX Baud,TX Baud,RX Mode,TX Mode,RX Watermark,TX Watermark,SC Clock,"
+          "SC Port,");
 
     for (const Driver& d : drivers) CHECK(dd_ffdc_type_name(d.type) == std::string(d.name));
     for (int type : {0, 14, no_type, -1, INT_MIN, 65536 + 3}) CHECK(dd_ffdc_type_name(type) == nullptr);
@@ -589,25 +559,17 @@ TEST_CASE("layouts of unknown versions and types") {
         std::uint32_t version;
         std::size_t size;
         int state;
-    } cases[] = {
-        {FFDC_TYPE_FSI, 65535, 96, ok},
-        {FFDC_TYPE_FSI, UINT32_MAX, 96, ok},
-        {FFDC_TYPE_DMA, 3, 0, version},
-        {FFDC_TYPE_JTAG, 5, 596, version},
-        {FFDC_TYPE_JTAG, UINT32_MAX, 596, version},
-        {FFDC_TYPE_IIC, 3, 469, ok},
-        {FFDC_TYPE_IIC, 4, 0, version},
-        {FFDC_TYPE_SPAD, 2, 20, version},
-        {FFDC_TYPE_DIO, 9, 0, ok},
-        {FFDC_TYPE_PSI, 0, 0, version},
-        {FFDC_TYPE_UART, 65535, 12, ok},
-        {FFDC_TYPE_TONE, 9, 0, ok},
-        {FFDC_TYPE_MBOX, 6, 0, version},
-        {FFDC_TYPE_DPSS, 7, 30, ok},
-        {14, 1, 0, type},
-        {-1, 1, 0, type},
-        {no_type, 1, 0, type},
-    };
+    } cases[] = {{FFDC_TYPE_FSI, UINT32_MAX, 96, ok},
+                 {FFDC_TYPE_JTAG, 5, 596, version},
+                 {FFDC_TYPE_IIC, 3, 469, ok},
+                 {FFDC_TYPE_IIC, 4, 0, version},
+                 {FFDC_TYPE_SPAD, 2, 20, version},
+                 {FFDC_TYPE_PSI, 0, 0, version},
+                 {FFDC_TYPE_UART, 65535, 12, ok},
+                 {FFDC_TYPE_MBOX, 6, 0, version},
+                 {14, 1, 0, type},
+                 {-1, 1, 0, type},
+                 {no_type, 1, 0, type}};
     for (const auto& c : cases) {
         CAPTURE(c.type);
         std::size_t size = 12345;

@@ -136,48 +136,42 @@ const std::uint8_t* Guarded::back(const Bytes& bytes, std::size_t size) const {
     return end_ - size;
 }
 
-Capture::Capture() {
+Capture::Capture() : saved_(dup(1)), file_(std::tmpfile()) {
     std::fflush(stdout);
-    char name[] = "/tmp/ffdc_capture_XXXXXX";
-    saved_ = dup(1);
-    file_ = mkstemp(name);
-    if (saved_ < 0 || file_ < 0) give_up("cannot redirect standard output");
-    unlink(name);
-    dup2(file_, 1);
+    if (saved_ < 0 || !file_ || dup2(fileno(file_), 1) < 0) give_up("cannot redirect standard output");
 }
 
 Capture::~Capture() {
     std::fflush(stdout);
     dup2(saved_, 1);
     close(saved_);
-    close(file_);
+    std::fclose(file_);
 }
 
 std::string Capture::text() {
     std::fflush(stdout);
-    std::string s(static_cast<std::size_t>(lseek(file_, 0, SEEK_END)), '\0');
-    if (pread(file_, s.data(), s.size(), 0) != static_cast<ssize_t>(s.size())) give_up("cannot read standard output");
+    std::string s(static_cast<std::size_t>(lseek(1, 0, SEEK_END)), '\0');
+    if (pread(1, s.data(), s.size(), 0) != static_cast<ssize_t>(s.size())) give_up("cannot read standard output");
     return s;
 }
 
+std::string written_by(const std::function<void()>& call) {
+    Capture capture;
+    call();
+    return capture.text();
+}
+
 std::string dump_text(const std::uint8_t* data, int length, long room) {
-    std::string text, words, characters;
-    const int n = length / 4;
-    for (int i = 0; i < (n + 3) / 4 * 4; ++i) {
-        for (int b = 4 * i; b < 4 * i + 4; ++b) {
-            char digits[3];
-            std::snprintf(digits, sizeof digits, "%02x", i < n ? data[b] : 0u);
-            words += digits;
-            characters += i < n && std::isprint(data[b]) ? static_cast<char>(data[b]) : '.';
+    std::string text;
+    const int end = length / 4 * 4;
+    for (int line = 0; line < end && static_cast<long>(text.size()) < room - 69; line += 16) {
+        std::string characters;
+        text += formatted("%08x [", static_cast<unsigned>(line));
+        for (int i = line; i < line + 16; ++i) {
+            text += formatted(i % 4 == 3 ? "%02x " : "%02x", i < end ? data[i] : 0u);
+            characters += i < end && std::isprint(data[i]) ? static_cast<char>(data[i]) : '.';
         }
-        words += ' ';
-        if (i % 4 != 3) continue;
-        if (static_cast<long>(text.size()) >= room - 69) break;
-        char offset[12];
-        std::snprintf(offset, sizeof offset, "%08x", static_cast<unsigned>(4 * (i - 3)));
-        text += offset + (" [" + words) + "] [" + characters + "]\n";
-        words.clear();
-        characters.clear();
+        text += "] [" + characters + "]\n";
     }
     return text;
 }
@@ -223,7 +217,7 @@ Written Fitted::in(int room) const {
 }
 
 std::string rendered(const Renderer& render) {
-    static std::vector<char> buffer(DD_FFDC_RENDER_ROOM);
+    thread_local std::vector<char> buffer(DD_FFDC_RENDER_ROOM);
     buffer[0] = '\0';
     const int n = render(buffer.data(), static_cast<int>(buffer.size()));
     if (n < 0 || std::strlen(buffer.data()) != static_cast<std::size_t>(n))
@@ -279,9 +273,8 @@ bool exact(const Driver& driver) {
 }
 
 bool counts_whole(const Driver& driver, std::string_view text) {
-    const std::set<int> always = {FFDC_TYPE_DMA,  FFDC_TYPE_HDMA,  FFDC_TYPE_RTC,
-                                  FFDC_TYPE_SPAD, FFDC_TYPE_IOMUX, FFDC_TYPE_TONE};
-    return always.contains(driver.type) || text.starts_with("Unrecognized");
+    return exact(driver) || driver.type == FFDC_TYPE_SPAD || driver.type == FFDC_TYPE_TONE ||
+           text.starts_with("Unrecognized");
 }
 
 std::string trace_of(const Golden& golden) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -61,10 +62,20 @@ public:
     std::string text();
 
 private:
-    int saved_, file_;
+    int saved_;
+    std::FILE* file_;
 };
+std::string written_by(const std::function<void()>& call);
 
-// A raw dump as it is documented, word by word.
+// A number as printf shows it.
+template <typename Number>
+std::string formatted(const char* format, Number number) {
+    char text[100];
+    std::snprintf(text, sizeof text, format, number);
+    return text;
+}
+
+// A raw dump as it is documented, byte by byte.
 std::string dump_text(const std::uint8_t* data, int length, long room);
 
 struct Written {

@@ -14,22 +14,19 @@ constexpr int threads = 8, rounds = 2;
 // What one record says, by every way in.
 std::string everything(const Bytes& bytes) {
     const dd_ffdc_hdr* const record = as_record(bytes.data());
-    std::string all;
+    std::string all = record_text(bytes.data(), bytes.size());
     char* text = nullptr;
-    if (dd_ffdc_print(record, 0, &text) >= 0) all = text;
+    if (dd_ffdc_print(record, 0, &text) >= 0) all += text;
     std::free(text);
-
-    std::vector<char> out(1 << 16);  // enough for the small records below
-    dd_ffdc_render(record, bytes.size(), out.data(), static_cast<int>(out.size()), nullptr);
-    all += out.data();
     const auto append = [](void* to, const dd_ffdc_value* v) {
         *static_cast<std::string*>(to) += v->group + std::string(v->name) + std::to_string(v->number);
     };
     dd_ffdc_values(record, bytes.size(), append, &all);
-    print_header(record, out.data());
-    all += out.data();
-    scnprintf(out.data(), 20, "%s %d", get_type(3), test_bit(4, 2));
-    return all + out.data();
+    char out[200];
+    print_header(record, out);
+    all += out;
+    scnprintf(out, 20, "%s %d", get_type(3), test_bit(4, 2));
+    return all + out;
 }
 
 std::size_t steps_along(const Bytes& chain) {
