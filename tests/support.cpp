@@ -263,8 +263,12 @@ std::string record_text(const std::uint8_t* record, std::size_t there, dd_ffdc_s
     return rendered([&](char* out, int room) { return dd_ffdc_render(as_record(record), there, out, room, state); });
 }
 
+Renderer printing(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length) {
+    return [=, &driver](char* out, int room) { return driver.print(payload, version, length, out, room); };
+}
+
 std::string decoded(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length) {
-    return rendered([&](char* out, int room) { return driver.print(payload, version, length, out, room); });
+    return rendered(printing(driver, version, payload, length));
 }
 
 bool exact(const Driver& driver) {

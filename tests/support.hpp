@@ -106,6 +106,7 @@ std::string room_flaw(const Renderer& render, const Fitted& expected, bool count
 std::string difference(std::string_view text, std::string_view expected);
 
 std::string record_text(const std::uint8_t* record, std::size_t there, dd_ffdc_state* state = nullptr);
+Renderer printing(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length);
 std::string decoded(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length);
 // Whether the decoder accepts one length only.
 bool exact(const Driver& driver);

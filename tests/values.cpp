@@ -278,8 +278,28 @@ TEST_CASE("the header's values, types without a decoder, long texts") {
                                         "pid=-5@20+4", "type=14@24+2", "version=7@26+2", "time0=4294967295@28+4",
                                         "time1=1@32+4", "size=45@36+2", "tgid=6@38+4", "=0@42+3"});
     CHECK(list_flaw(values, record.data(), record.size()) == "");
+}
 
-    // A text that goes on behind all layouts.
-    const Bytes long_text = record_of({.type = FFDC_TYPE_WEX_PORT, .version = 2}, Bytes(60000, 'x'));
-    CHECK(list_flaw(values_of(long_text.data(), long_text.size()), long_text.data(), long_text.size()) == "");
+TEST_CASE("records whose sizes lie") {
+    const Capture silence;
+    for (const Driver& driver : drivers)
+        for (const int size : {0, 1, 41, 42, 43, 65535})
+            for (const std::size_t there : {42u, 43u, 600u, 65535u}) {
+                const Guarded area(there);
+                const std::uint8_t* const record =
+                    area.back(record_of({.type = driver.type, .version = 1, .size = size}, Bytes(there - 42, 0x81)));
+                INFO(driver.name << ", size " << size << ", there " << there);
+                dd_ffdc_cursor cursor = {0, 0, 0};
+                const auto says = static_cast<std::size_t>(size);
+                const int step = says < 42 ? DD_FFDC_BAD_SIZE : says > there ? DD_FFDC_CUT : DD_FFDC_RECORD;
+                CHECK(dd_ffdc_next(record, there, &cursor) == step);
+                dd_ffdc_state state = {};
+                const std::string text = record_text(record, there, &state);
+                CHECK(text.starts_with("  head version[1] time[12abcd fedc0001] size[" + std::to_string(size) + "]\n"));
+                // Values end where the record or what is there of it ends, whichever comes first.
+                int values_state;
+                const std::vector<Value> values = values_of(record, there, &values_state);
+                CHECK(values_state == state);
+                CHECK(list_flaw(values, record, std::max<std::size_t>(42, std::min(says, there))) == "");
+            }
 }
