@@ -574,22 +574,8 @@ TEST_CASE("a buffer descriptor") {
                               "TX UNDERRUN", "TX PARITY", "NRT", "FSI"})
         errors += std::string("\t\t\t") + error + " error\n";
     for (const bool quiet : {false, true}) {
-        const Bytes kb = {0,
-                          0,
-                          0x80,
-                          1,
-                          0xff,
-                          0xff,
-                          0,
-                          1,
-                          0,
-                          2,
-                          0xfe,
-                          0xdc,
-                          quiet ? std::uint8_t{0xfc} : std::uint8_t{3},
-                          quiet ? std::uint8_t{0} : std::uint8_t{0xff},
-                          0xff,
-                          0xff};
+        Bytes kb = {0, 0, 0x80, 1, 0xff, 0xff, 0, 1, 0, 2, 0xfe, 0xdc, 0x03, 0xff, 0xff, 0xff};
+        if (quiet) kb[12] = 0xfc, kb[13] = 0;
         const std::uint8_t* const at = area.back(kb);
         const std::string text = std::string("kb: flags[00008001] errors[") + (quiet ? "fc00" : "03ff") +
                                  "ffff] count[65535] head[1] tail[2] size[65244]\n" + (quiet ? "" : errors);
