@@ -21,10 +21,12 @@ std::string rendered(const dd_ffdc_hdr* record, std::size_t there, int room, dd_
 
 // The values of a record against its bytes, and against its text when they know where in it they stand.
 struct Check {
-    const std::string* text;
     std::size_t there;
-    std::vector<char> by_value, by_run;
-    std::size_t at = 0;  // the end of the text before
+    const std::string* text = nullptr;
+    bool whole = true;  // the text, or one that a room cuts
+    std::vector<char> by_value = std::vector<char>(there), by_run = by_value;
+    std::size_t at = 0;     // the end of the text before
+    std::string told = {};  // what all values say
 
     void value(const dd_ffdc_value& v) {
         const std::string name = std::string(v.group) + "/" + v.name;
@@ -39,9 +41,13 @@ struct Check {
         std::size_t length;
         const char* const own = dd_ffdc_value_text(&v, buffer.data(), &length);
         expect(own || length == 0, name + " has a length, but no text");
+        told += name + ":" + std::to_string(v.index) + "@" + std::to_string(v.offset) + "+" + std::to_string(v.size) +
+                "=" + std::to_string(v.number) + "<" + std::string(own ? own : "", length) + ">\n";
         if (!own || !text) return;
-        expect(v.text_at >= at && text->compare(v.text_at, v.text_size, own, length) == 0,
-               name + " is not in the text behind the values before it");
+        expect(whole ? v.text_at >= at && v.text_size == length : v.text_at + v.text_size <= text->size(),
+               name + " is not behind the values before it, or outside the text");
+        expect(text->compare(v.text_at, v.text_size, own, std::min<std::size_t>(length, v.text_size)) == 0,
+               name + " is not where the text shows it");
         at = v.text_at + v.text_size;
     }
     static void each(void* self, const dd_ffdc_value* v) { static_cast<Check*>(self)->value(*v); }
@@ -50,14 +56,18 @@ struct Check {
 void check(const dd_ffdc_hdr* record, std::size_t there) {
     dd_ffdc_state state, state_in_less;
     const std::string text = rendered(record, there, room_for(there), state);
-    Check values = {nullptr, there, std::vector<char>(there), std::vector<char>(there)};
+    Check values = {.there = there};
     expect(dd_ffdc_values(record, there, Check::each, &values) == state, "values and text have two states");
-    Check annotated = {&text, there, std::vector<char>(there), std::vector<char>(there)};
-    const int room = room_for(there);
-    const Exact<char> out(static_cast<std::size_t>(room));
-    expect(dd_ffdc_annotate(record, there, out.data(), room, Check::each, &annotated) == state && text == out.data(),
-           "text and annotated text differ");
-    expect(annotated.by_value == values.by_value, "values and annotations differ");
+    for (const int room : {room_for(there), 700, 150, 1}) {
+        const Exact<char> out(static_cast<std::size_t>(room)), annotated_out(out.size());
+        dd_ffdc_render(record, there, out.data(), room, nullptr);
+        const std::string here = out.data();
+        Check annotated = {.there = there, .text = &here, .whole = here.size() == text.size()};
+        expect(dd_ffdc_annotate(record, there, annotated_out.data(), room, Check::each, &annotated) == state &&
+                   here == annotated_out.data(),
+               "text and annotated text differ");
+        expect(annotated.told == values.told, "values and annotations differ");
+    }
 
     const std::size_t end = std::min<std::size_t>(there, half(record->size));
     for (std::size_t i = header_size; i < end; ++i)

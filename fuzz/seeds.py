@@ -2,6 +2,7 @@
 import base64
 import os
 import pathlib
+import random
 import struct
 import sys
 
@@ -25,6 +26,8 @@ descriptor = len(decoders) + 6
 for type, case, version, payload in goldens():
     name = f"{type.lower()}_{case}"
     put("record", name, record(type, version, payload))
+    for cut in range(1, min(len(payload), 600), 29):
+        put("record", f"{name}_{cut}", record(type, version, payload)[:-cut])
     calls = [decoders.index(type)]
     if type == "IIC" and version <= 3:
         calls += range(len(decoders), descriptor)
@@ -34,6 +37,17 @@ for type, case, version, payload in goldens():
         for room in (0x7000, len(payload) % 300):
             head = struct.pack(">BIhh", call, version, len(payload) & 0x7fff, room)
             put("decoder", f"{name}_{call}_{room}", head + payload)
+
+# Bytes full of headers, of which many lie or are cut.
+chance = random.Random(20)
+for number in range(300):
+    data = b""
+    while len(data) < 2000:
+        size = chance.choice((None, chance.randrange(300)))
+        filler = b"\xff" * chance.randrange(60)
+        one = record(chance.randrange(30), 0, filler, chance.randrange(3), chance.randrange(3), size)
+        data += one[:len(one) - chance.choice((0, chance.randrange(42)))]
+    put("area", f"headers_{number}", data)
 
 for path in sorted((root / "samples").glob("*.ffdc")):
     data = path.read_bytes()

@@ -26,12 +26,10 @@ std::string contents(const std::filesystem::path& path) {
 }
 
 Golden load(const Driver& driver, const std::filesystem::path& hex) {
-    Golden golden = {.driver = &driver,
-                     .name = hex.parent_path().filename().string() + "/" + hex.stem().string(),
-                     .text_file = std::filesystem::path(hex).replace_extension(".txt"),
-                     .version = 0,
-                     .payload = {},
-                     .text = {}};
+    Golden golden = {};
+    golden.driver = &driver;
+    golden.name = hex.parent_path().filename().string() + "/" + hex.stem().string();
+    golden.text_file = std::filesystem::path(hex).replace_extension(".txt");
     if (!std::filesystem::exists(golden.text_file)) give_up(golden.name + ": no .txt beside the .hex");
     golden.text = contents(golden.text_file);
     std::istringstream lines(contents(hex));
