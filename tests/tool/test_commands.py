@@ -118,11 +118,6 @@ class Damage(unittest.TestCase):
                 self.assertEqual(f"damaged: expected {expected}, found {found}\n" in out.decode("latin-1"),
                                  "damaged" in marked)
 
-    def test_a_size_that_swallows_the_next_record(self):
-        _, out, err = run("list", "--no-legend", input=resized(dma, len(dma) + 100) + mbox + fsi)
-        self.assertEqual([line.split()[2] for line in out.decode().splitlines()], ["DMA", "MBOX", "FSI"])
-        self.assertEqual(err, b"ffdc: -: offset 0x000000: expected a record of 394 bytes, found 294 bytes\n")
-
     def test_what_is_there_of_a_cut_record_shows(self):
         _, out, _ = run("show", input=dma[:42 + 100])
         self.assertIn(b"\n  head version[1] time[5f3c0001 2a] size[294]\n", out)

@@ -343,10 +343,6 @@ class Input(unittest.TestCase):
                 status, out, err = run("list", "--no-legend", folder + "/none", b)
                 self.assertEqual((status, out.split()[3]), (2, b"FSI"))
                 self.assertIn(b"/none: No such file", err)
-            with self.subTest("the output is never an input"):
-                before = Path(b).read_bytes()
-                status, _, err = run("show", "-o", b, b)
-                self.assertEqual((status, b"is also the output" in err, Path(b).read_bytes()), (2, True, before))
 
     def test_a_file_that_is_cut_while_it_is_read(self):
         with tempfile.NamedTemporaryFile() as file:
