@@ -43,6 +43,7 @@ struct Check {
         expect(own || length == 0, name + " has a length, but no text");
         told += name + ":" + std::to_string(v.index) + "@" + std::to_string(v.offset) + "+" + std::to_string(v.size) +
                 "=" + std::to_string(v.number) + "<" + std::string(own ? own : "", length) + ">\n";
+        expect((own && text) || (v.text_at == 0 && v.text_size == 0), name + " stands where no text is");
         if (!own || !text) return;
         expect(whole ? v.text_at >= at && v.text_size == length : v.text_at + v.text_size <= text->size(),
                name + " is not behind the values before it, or outside the text");
