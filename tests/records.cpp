@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <random>
@@ -89,9 +88,7 @@ TEST_CASE("walk") {
         Bytes area;
         std::vector<long> offsets;
     } cases[] = {
-        {"single", sized(60), {0}},
-        {"three", joined({sized(100, {.chained = 1}), sized(60, {.chained = 0x80000000}), last}), {0, 100, 160}},
-        {"odd sizes", joined({sized(43, {.chained = 1}), sized(45, {.chained = 1}), last}), {0, 43, 88}},
+        {"three", joined({sized(43, {.chained = 1}), sized(45, {.chained = 0x80000000}), last}), {0, 43, 88}},
         {"magic behind the head", joined({sized(100, {.chained = 1}), wrong_magic}), {0, 100}},
         {"size 41", sized(42, {.size = 41, .chained = 1}), {0}},
         {"size 0", joined({sized(50, {.chained = 1}), sized(42, {.size = 0, .chained = 1})}), {0, 50}},
@@ -106,11 +103,11 @@ TEST_CASE("walk") {
 TEST_CASE("find a type") {
     const Bytes area = joined({sized(50, {.type = 3, .chained = 1}), sized(42, {.type = 65535, .chained = 1}),
                                sized(42, {.type = 7, .chained = 1, .magic = 0}), sized(42, {.type = 7})});
-    for (const auto& [type, offset] : {std::pair{3, 0}, {65535, 50}, {7, 92}, {4, -1}, {-1, -1}, {65543, -1}}) {
-        CAPTURE(type);
+    for (const auto& c : {std::pair{3, 0}, {65535, 50}, {7, 92}, {4, -1}, {-1, -1}, {65543, -1}}) {
+        CAPTURE(c.first);
         const dd_ffdc_hdr* found = as_record(area.data());
-        CHECK(dd_ffdc_get_type(as_record(area.data()), type, &found) == 0);
-        CHECK((found ? reinterpret_cast<const std::uint8_t*>(found) - area.data() : -1) == offset);
+        CHECK(dd_ffdc_get_type(as_record(area.data()), c.first, &found) == 0);
+        CHECK((found ? reinterpret_cast<const std::uint8_t*>(found) - area.data() : -1) == c.second);
     }
 }
 

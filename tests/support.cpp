@@ -124,11 +124,6 @@ Guarded::Guarded(std::size_t size) : page_(static_cast<std::size_t>(sysconf(_SC_
 
 Guarded::~Guarded() { munmap(begin_ - page_, static_cast<std::size_t>(end_ - begin_) + 2 * page_); }
 
-const std::uint8_t* Guarded::front(const Bytes& bytes) const {
-    std::copy(bytes.begin(), bytes.end(), begin_);
-    return begin_;
-}
-
 const std::uint8_t* Guarded::back(const Bytes& bytes, std::size_t size) const {
     std::copy_n(bytes.begin(), size, end_ - size);
     return end_ - size;

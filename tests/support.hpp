@@ -42,10 +42,8 @@ public:
     Guarded(const Guarded&) = delete;
     Guarded& operator=(const Guarded&) = delete;
 
-    std::uint8_t* begin() const { return begin_; }
     std::uint8_t* end() const { return end_; }
-    // Copies bytes so that they begin behind the first guard page, or end before the last one.
-    const std::uint8_t* front(const Bytes& bytes) const;
+    // Copies bytes so that they end before the last page.
     const std::uint8_t* back(const Bytes& bytes, std::size_t size) const;
     const std::uint8_t* back(const Bytes& bytes) const { return back(bytes, bytes.size()); }
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
+#include <cstdlib>
 #include <set>
 
 #include "support.hpp"
