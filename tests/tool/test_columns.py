@@ -59,7 +59,22 @@ class List(unittest.TestCase):
             "5 0x000213 MBOX 4 342 4711 815 5f3c0001:2a ok".split() + [objects(mbox)[0]["cause"]],
             "6 0x000369 DMA 1 294 4711 815 5f3c0001:ffffffff ok".split() + ["rc 7"],
         ])
-        self.assertTrue(objects(fsi)[0]["cause"].startswith("errno 0x"))
+
+    def test_what_tells_the_cause(self):
+        """The first return code, and the first error with a name, of a payload with these numbers at these offsets."""
+        table = [
+            ("SCAN", 2, 134, {8: 7, 16: -5}, "func_rc -5"), ("JTAG", 0, 308, {8: -1}, "return_code -1"),
+            ("UART", 8, 12, {8: 3}, "fsi_rc 3"), ("FSI", 1, 96, {88: 27}, "errno 0x0000001b"),
+            ("IIC", 0, 205, {0: -19}, "status -19"),
+            ("MBOX", 1, 184, {0: 3 << 16, 4: -5}, "rc 0xfffffffb, MBX_WAIT_ERR"),
+            ("MBOX", 4, 300, {24: -5}, "rc -5, Input/output error"),
+        ]
+        for type, version, size, numbers, cause in table:
+            with self.subTest(type, version=version):
+                payload = bytearray(size)
+                for offset, number in numbers.items():
+                    payload[offset:offset + 4] = number.to_bytes(4, "big", signed=True)
+                self.assertEqual(objects(record(type, version, bytes(payload)))[0]["cause"], cause)
 
     def test_columns_and_order(self):
         by = lambda *sort: [row[0] for row in rows("list", "--no-legend", "--columns", "index",

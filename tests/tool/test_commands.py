@@ -188,6 +188,17 @@ class Carve(unittest.TestCase):
                     data = filler(junk) + dma + filler(7) + fsi + filler(100)
                     expected = [(junk, "DMA"), (junk + len(dma) + 7, "FSI")]
                     self.assertEqual(self.found(data)[:2], (0, expected))
+        large = record("DIO", 1, dma + noise.randbytes(65534 - 42 - len(dma)), chained=1)
+        cut = record("DIO", 1, noise.randbytes(65534 - 42 - len(mbox)) + mbox)[:-1]
+        for junk in (5, (1 << 20) - 65536, (1 << 20) - 30000, (1 << 20) - 10, (2 << 20) - 65000):
+            with self.subTest("a large record", junk=junk):
+                expected = [(junk, "DIO"), (junk + len(large), "DIO"), (junk + 2 * len(large), "DMA")]
+                self.assertEqual(self.found(b"x" * junk + large + large + dma)[:2], (0, expected))
+                self.assertEqual(self.found(b"x" * junk + cut)[1], expected[:1])
+        for there in range(65534 - len(mbox) + 1, 65534, 40):
+            with self.subTest("a record that begins in the end of a large size", there=there):
+                data = record("DIO", 1, bytes(there - 42), size=65534) + mbox + bytes(1 << 17)
+                self.assertEqual(self.found(data)[:2], (3, [(0, "DIO"), (there, "MBOX")]))
         with self.subTest("a file gives what a pipe gives"), tempfile.NamedTemporaryFile() as file:
             data = noise.randbytes(3 << 20) + (dma + mbox) * 4000 + noise.randbytes(1000) + fsi
             file.write(data)

@@ -31,6 +31,15 @@ def at(object, path):
     return object
 
 
+def keys(node, path=""):
+    """The key of every value in an object's header or payload."""
+    if isinstance(node, dict) and "name" not in node:
+        return [key for name, inner in node.items() for key in keys(inner, f"{path}.{name}")]
+    if isinstance(node, list):
+        return [key for i, inner in enumerate(node) for key in keys(inner, f"{path}[{i}]")]
+    return [path[1:]]
+
+
 def hex_lines(text):
     """Offset, bytes and name of every line that `ffdc hex` prints about records, a list for each of them."""
     records = []
@@ -157,6 +166,16 @@ class Json(unittest.TestCase):
                 for object in found:
                     self.check(object)
 
+    def test_what_texts_leave_unshown(self):
+        always = [(4, 12), (158, 166)]  # the hint begins behind them
+        for hint, rest in ((b"one" + bytes(125), None), (b"x" * 128, None), (b"one\0\0two" + bytes(120), 170)):
+            with self.subTest(hint):
+                data = dma[:166] + hint
+                object, = objects(data)
+                self.assertEqual(object["payload"]["hint"], hint.split(b"\0")[0].decode())
+                expected = always + ([(rest, len(data))] if rest else [])
+                self.assertEqual(object["unshown"], [{"offset": i, "bytes": data[i:end].hex()} for i, end in expected])
+
     def test_hex_accounts_for_every_byte_and_agrees_with_json(self):
         data = b"".join(data for _, _, data in corpus)
         listed = hex_lines(run("hex", "-q", input=data)[1])
@@ -167,6 +186,8 @@ class Json(unittest.TestCase):
                 shown = [line for line in lines if line[1]]
                 self.assertEqual(b"".join(line[1] for line in shown), bytes_)
                 self.assertEqual([line[0] for line in shown], [0, *(o + len(b) for o, b, _ in shown[:-1])])
+                self.assertEqual(sorted(line[2] for line in lines if line[2] not in ("", "(not shown)")),
+                                 sorted(keys(object["header"], ".header") + keys(object["payload"] or {})))
                 for offset, part, path in shown:
                     if len(part) not in (1, 2, 4, 8) or path in ("", "(not shown)"):
                         continue
