@@ -93,7 +93,7 @@ def rebuilt(object):
     header = object["header"]
     if header is None:
         return b"".join(bytes_ for _, bytes_ in runs)
-    size = object["damage"]["bytes"] if object["damage"] else header["size"]
+    size = object["bytes"]
     head = struct.pack(">I8xIiiHHIIHi", header["magic"], header["chained"], header["head_version"], header["pid"],
                        header["type"],
                        header["version"], *header["time"], header["size"], header["tgid"])

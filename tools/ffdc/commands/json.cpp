@@ -178,6 +178,7 @@ public:
         file,
         offset,
         index,
+        bytes,
         type,
         type_code,
         version,
@@ -275,6 +276,7 @@ Plan::Plan(std::span<const Value> values, bool pretty) {
     for (const auto& [key, what] : {std::pair{"file", file},
                                     {"offset", offset},
                                     {"index", index},
+                                    {"bytes", bytes},
                                     {"type", type},
                                     {"type_code", type_code},
                                     {"version", version},
@@ -399,6 +401,7 @@ private:
             case file: return out_.put(file_text_);
             case offset: return out_.number(entry.offset);
             case index: return out_.number(entry.index);
+            case bytes: return out_.number(entry.bytes.size());
             case type: {
                 const char* const known = entry.has_header() ? dd_ffdc_type_name(entry.type()) : nullptr;
                 return out_.string_or_null(known ? known : "");
@@ -448,7 +451,6 @@ private:
         shape.key("reason"), out_.string(trouble.reason);
         shape.key("expected"), out_.string(trouble.expected);
         shape.key("actual"), out_.string(trouble.found);
-        shape.key("bytes"), out_.number(entry.bytes.size());
         shape.close("}");
     }
 };
