@@ -174,6 +174,7 @@ Output::~Output() {
     } catch (const Left&) {
     }
     if (!temporary_.empty()) unlink(temporary_.c_str());
+    if (held_ >= 0) close(held_);
 }
 
 Output* Output::open_ = nullptr;
@@ -240,6 +241,12 @@ void Output::message(std::string text) {
 }
 
 void Output::finish(bool well) {
+    if (std::exchange(holds_, false)) {
+        if (well)
+            release();
+        else
+            used_ = 0;
+    }
     if (file_ >= 0) flush();
     if (pager_) pclose(std::exchange(pager_, nullptr));
     std::fputs(late_messages_.c_str(), stderr);
@@ -254,13 +261,39 @@ void Output::flush() {
         std::count(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(used_), '\n') >= screen().ws_row)
         start_pager();
     written_ = true;
+    if (holds_ && held_ < 0) {
+        std::error_code error;
+        const fs::path folder = fs::temp_directory_path(error);
+        std::string name = (error ? "/tmp" : folder) / "ffdc-XXXXXX";
+        held_ = mkostemp(name.data(), O_CLOEXEC);
+        if (held_ < 0) throw Fatal(name + ": " + std::strerror(errno));
+        unlink(name.c_str());
+    }
+    write_to(holds_ ? held_ : file_);
+}
+
+void Output::write_to(int file) {
     const std::size_t size = std::exchange(used_, 0);
     for (std::size_t done = 0; done < size;) {
-        const ssize_t n = write(file_, buffer_.data() + done, size - done);
+        const ssize_t n = write(file, buffer_.data() + done, size - done);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0 && errno == EPIPE && pager_) throw Left();
+        if (n < 0 && file == held_) throw Fatal("a temporary file: " + std::string(std::strerror(errno)));
         if (n < 0) fail();
         done += static_cast<std::size_t>(n);
+    }
+}
+
+void Output::release() {
+    if (held_ < 0) return;
+    write_to(held_);
+    for (off_t at = 0;;) {
+        const ssize_t n = pread(held_, buffer_.data(), buffer_.size(), at);
+        if (n < 0) fail();
+        if (n == 0) return;
+        at += n;
+        used_ = static_cast<std::size_t>(n);
+        write_to(file_);
     }
 }
 

@@ -49,6 +49,9 @@ public:
     void pass_on() {
         if (!page_ || written_) flush();
     }
+    // From now on nothing is passed on before all is well: then it all is, and otherwise none of it. What does not fit
+    // the buffer waits in a file without a name.
+    void hold() { holds_ = target_.empty(); }
     // A line to standard error; shown behind the output when both go to a terminal.
     void message(std::string text);
     // Everything is out, and messages are, too. When all is well, an output file takes the place of the old one; else
@@ -69,9 +72,9 @@ private:
     std::size_t used_ = 0;
     std::string name_, target_, temporary_, late_messages_;  // the last two may be empty
     std::size_t late_ = 0;
-    int file_;
+    int file_, held_ = -1;
     std::FILE* pager_ = nullptr;
-    bool terminal_, color_, page_, ascii_, written_ = false;
+    bool terminal_, color_, page_, ascii_, holds_ = false, written_ = false;
 
     static constexpr std::size_t flush_size = 256 * 1024;
     static Output* open_;
@@ -80,6 +83,8 @@ private:
     void open_file(const std::string& path);
     void keep();
     void flush();
+    void write_to(int file);
+    void release();
     void start_pager();
     [[noreturn]] void fail() const;
 };
