@@ -11,26 +11,10 @@
 
 namespace {
 
-Number signed_number(std::int64_t v) { return {false, v}; }
-Number unsigned_number(std::uint64_t v) { return {v > INT64_MAX, static_cast<std::int64_t>(v)}; }
-
 bool contains(std::string_view text, std::string_view part) {
     for (std::size_t i = 0; i + part.size() <= text.size(); ++i)
         if (compare_letters(text.substr(i, part.size()), part) == 0) return true;
     return false;
-}
-
-// Decimal, or hexadecimal behind 0x, and negative or not.
-bool parse_number(std::string_view text, Number& number, bool& hex) {
-    const bool negative = text.starts_with('-');
-    if (negative) text.remove_prefix(1);
-    hex = text.starts_with("0x") || text.starts_with("0X");
-    if (hex) text.remove_prefix(2);
-    std::uint64_t n = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n, hex ? 16 : 10);
-    if (error != std::errc{} || end != text.data() + text.size() || (negative && n > INT64_MAX)) return false;
-    number = negative ? signed_number(-static_cast<std::int64_t>(n)) : unsigned_number(n);
-    return true;
 }
 
 // What may be a return code, or an error with a name, the most telling first.
@@ -45,6 +29,22 @@ std::string_view decimal(const Number& number, Cell::Room& room) {
 }
 
 }  // namespace
+
+Number signed_number(std::int64_t v) { return {false, v}; }
+Number unsigned_number(std::uint64_t v) { return {v > INT64_MAX, static_cast<std::int64_t>(v)}; }
+
+bool parse_number(std::string_view text, Number& number, bool& hex) {
+    const bool negative = text.starts_with('-');
+    if (negative) text.remove_prefix(1);
+    hex = text.starts_with("0x") || text.starts_with("0X");
+    if (hex) text.remove_prefix(2);
+    std::uint64_t n = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n, hex ? 16 : 10);
+    if (error != std::errc{} || end != text.data() + text.size() || (negative && n > std::uint64_t{INT64_MAX} + 1))
+        return false;
+    number = negative ? signed_number(static_cast<std::int64_t>(0 - n)) : unsigned_number(n);
+    return true;
+}
 
 std::string_view Cell::for_people(Room& room) const {
     return kind == Kind::number && text.empty() ? decimal(number, room) : text;
@@ -207,21 +207,27 @@ std::size_t distance(std::string_view a, std::string_view b) {
 constexpr std::string_view payload = "payload.";
 
 [[noreturn]] void no_such_column(const std::string& name, const char* option) {
-    std::vector<std::pair<std::size_t, std::string>> near;
-    const auto add = [&](const std::string& known) {
-        // Whoever gives a part of a long key most likely means it.
-        const std::size_t there = known.find(name) != std::string::npos && !name.empty() ? 1 : distance(name, known);
-        near.emplace_back(there, known);
-    };
-    for (const FixedColumn& column : fixed) add(column.column.name);
-    for (const auto& [key, _] : known_keys(true)) add(find_fixed(key) ? std::string(payload) + key : key);
-    std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    std::string text;
-    for (std::size_t i = 0; i < 5; ++i) text += (i == 0 ? "" : ", ") + near[i].second;
-    throw Fatal(std::string(option) + ": expected a column, found '" + name + "'; the nearest are " + text);
+    std::vector<std::string> known = fixed_columns();
+    for (const auto& [key, _] : known_keys(true)) known.push_back(find_fixed(key) ? std::string(payload) + key : key);
+    throw Fatal(std::string(option) + ": expected a column, found '" + name + "'; the nearest are " +
+                nearest(name, known));
 }
 
 }  // namespace
+
+std::string nearest(std::string_view name, std::span<const std::string> known) {
+    std::vector<std::pair<std::size_t, const std::string*>> near;
+    for (const std::string& one : known) {
+        // Whoever gives a part of a long name most likely means it.
+        const bool part = one.find(name) != std::string::npos && !name.empty();
+        near.emplace_back(part ? 1 : distance(name, one), &one);
+    }
+    std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::string text;
+    for (std::size_t i = 0; i < std::min<std::size_t>(5, near.size()); ++i)
+        text += (i == 0 ? "" : ", ") + *near[i].second;
+    return text;
+}
 
 std::vector<std::string> fixed_columns() {
     std::vector<std::string> names;

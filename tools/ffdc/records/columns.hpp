@@ -21,6 +21,14 @@ struct Number {
     auto operator<=>(const Number&) const = default;
 };
 
+Number signed_number(std::int64_t v);
+Number unsigned_number(std::uint64_t v);
+// Decimal, or hexadecimal behind 0x, and negative or not.
+bool parse_number(std::string_view text, Number& number, bool& hex);
+
+// The names nearest to one that is not known, one after the other.
+std::string nearest(std::string_view name, std::span<const std::string> known);
+
 // What one column says of one record.
 struct Cell {
     enum class Kind : std::uint8_t { none, number, name, text };  // a name has a number, too

@@ -140,7 +140,14 @@ private:
     int find_element(int path, int index) const;
 };
 
-// Calls visit(type, version, value) for the values of made-up records of every layout, together of every key there is,
-// most of them many times. With `thorough` also of keys that only show where others have certain values.
+// A record of so many bytes, with zeros behind its header.
+std::vector<std::uint8_t> made_up(int type, unsigned version, std::size_t size);
+// Calls visit for the values of such a record, and with `thorough` of others with other bytes in its payload: together
+// of every key there is, most of them many times, also those that only show where others have certain values.
+void each_possible_value(int type, unsigned version, std::size_t size, bool thorough,
+                         const std::function<void(const dd_ffdc_value&)>& visit);
+// Calls visit for every version of a type that may have keys of its own, with the bytes of its records.
+void each_layout(int type, const std::function<void(unsigned version, std::size_t size)>& visit);
+// The values of all layouts of all types.
 using KnownValue = std::function<void(int type, unsigned version, const dd_ffdc_value& value)>;
 void each_known_value(bool thorough, const KnownValue& visit);
