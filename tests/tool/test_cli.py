@@ -16,7 +16,7 @@ from pathlib import Path
 
 from common import case, dma, ffdc, fsi, mbox, record, resized, run
 
-commands = ("show", "list", "count", "json", "csv", "hex", "carve", "diff", "html", "types")
+commands = ("show", "list", "count", "json", "csv", "hex", "carve", "diff", "html", "types", "make")
 helps = {command: run(command, "--help")[1].decode() for command in commands}
 top = run("--help")[1].decode()
 

@@ -13,7 +13,7 @@ commands = [
     ("csv", "--values", "dump"), ("count", "--by=cause", "--where=pid=1", "dump"), ("list", "--sort=-time", "dump"),
     ("hex", "--color=always", "dump"), ("hex", "--from=base64", "folder/text"), ("carve", "-v", "dump"),
     ("carve", "--decode", "dump"), ("diff", "dump", "folder/other"), ("types", "-t", "dma,scom"), ("--help",),
-    ("show", "--help"),
+    ("show", "--help"), ("make", "objects"), ("types", "--json=dma"),
     ("show", "--nope"), ("list", "none"), ("man",), ("completion", "bash"),
 ]
 
@@ -29,6 +29,7 @@ class Memory(unittest.TestCase):
         (self.folder / "refuse").symlink_to(os.environ["REFUSE_LIBRARY"])  # LD_PRELOAD ends at a space
         (self.folder / "dump").write_bytes(dump)
         (self.folder / "folder" / "other").write_bytes(dma[:-1] + b"\0" + mbox)
+        (self.folder / "objects").write_bytes(run("json", "-q", input=dump)[1])
         (self.folder / "folder" / "text").write_bytes(base64.encodebytes(dump))
 
     def run_refused(self, what, command):

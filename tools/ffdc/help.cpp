@@ -263,6 +263,10 @@ changes with the shape. Texts are decoded byte by byte, each byte as the charact
 valid UTF\-8 whatever a record holds, and no byte is lost. With
 .B \-\-type
 a damaged place without a header is told on standard error only.
+.PP
+.B make
+turns such objects into the bytes that they stand for. What they do not say is zero, or follows from the rest: magic, size and
+chain flags. Values that share bits have to agree. All objects are checked before any byte is written.
 .SH "EXIT STATUS"
 .TP
 .B 0

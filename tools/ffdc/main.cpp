@@ -34,6 +34,9 @@ constexpr Command commands[] = {
     {"json", json, "a JSON object for every record, one a line", "[FILE...]", false,
      "  ffdc json dump.bin | jq 'select(.type == \"DMA\").payload.rc'\n"
      "  ffdc json --pretty -t mbox dump.bin"},
+    {"make", make, "records from the objects that json prints", "[FILE...]", false,
+     "  ffdc json -t dma dump.bin | jq '.payload.rc = -5' | ffdc make | ffdc show\n"
+     "  echo '{\"type\": \"DMA\", \"version\": 2, \"payload\": {\"rc\": -22}}' | ffdc make"},
     {"csv", csv, "rows for databases and spreadsheets (RFC 4180)", "[FILE...]", false,
      "  ffdc csv dumps/*.ffdc > records.csv\n"
      "  ffdc csv --values dump.bin | sqlite3 v.db '.import --csv /dev/stdin v'"},
@@ -51,7 +54,7 @@ constexpr Command commands[] = {
      "  ffdc html before.bin after.bin -o ticket.html"},
     {"types", types, "types, versions and layout sizes that are known", "", false,
      "  ffdc types\n"
-     "  ffdc types -t mbox,jtag"},
+     "  ffdc types --json dma --pretty"},
 };
 
 // What options that ask for columns take.
@@ -75,7 +78,7 @@ constexpr char readers[] = "show list count json csv hex carve diff html",
                everywhere[] = "show list count json csv hex carve diff types";
 constexpr Choice choices[] = {
     {"-t,--type", "TYPE,...", "only records of these types, by name or code", everywhere, &Options::types},
-    {"-r,--recursive", "", "also the directories in a directory", "show list count json csv hex carve html",
+    {"-r,--recursive", "", "also the directories in a directory", "show list count json make csv hex carve html",
      &Options::recursive},
     {"--where", "CONDITION", "only records for which COLUMN OP VALUE holds", with_columns, &Options::where},
     {"--columns", "COLUMN,...", "what to show of a record", "list csv", &Options::columns},
@@ -84,14 +87,15 @@ constexpr Choice choices[] = {
     {"--values", "", "a row for every value, not for every record", "csv", &Options::values},
     {"--from", "auto|raw|hex|base64", "what the input is (carve: raw)", readers, &Options::from},
     {"-o,--output", "FILE", "write there when all is well; - is standard output",
-     "show list count json csv hex carve diff html types", &Options::output},
+     "show list count json make csv hex carve diff html types", &Options::output},
     {"--color", "auto|always|never", "colour; auto: on a terminal, without NO_COLOR", everywhere, &Options::color},
     {"--no-legend", "", "no separator lines and no headings", "show list count csv hex carve diff types",
      &Options::no_legend},
     {"--no-pager", "", "write to the terminal straight", "show list count hex diff", &Options::no_pager},
     {"-q,--quiet", "", "no messages about damaged or unknown records", readers, &Options::quiet},
     {"--ascii", "", "bytes beyond ASCII as \\xNN", "show carve", &Options::ascii},
-    {"--pretty", "", "indented, for people", "json carve", &Options::pretty},
+    {"--json", "TYPE,...", "objects with all keys of a type, for make", "types", &Options::templates},
+    {"--pretty", "", "indented, for people", "json carve types", &Options::pretty},
     {"--decode", "", "show the records instead of listing them", "carve", &Options::decode},
     {"--json", "", "print them as the command json does", "carve", &Options::json},
     {"--write", "DIR", "write each record or chain to DIR/OFFSET-TYPE.ffdc", "carve", &Options::write_to},
@@ -150,8 +154,11 @@ int run(int argc, char** argv) {
                       command.examples);
         const bool two = std::string_view(command.files) == "FILE1 FILE2";
         if (*command.files) {
-            CLI::Option* const files = added->add_option(
-                "FILE", options.files, two ? "the two dumps" : "a dump or a directory of them; - is standard input");
+            CLI::Option* const files =
+                added->add_option("FILE", options.files,
+                                  two                   ? "the two dumps"
+                                  : command.run == make ? "what json prints; - is standard input"
+                                                        : "a dump or a directory of them; - is standard input");
             files->type_name(command.files);
             if (two) files->expected(2)->required();
         }

@@ -7,7 +7,7 @@
 #include "input/input.hpp"
 
 struct Options {
-    std::vector<std::string> files, types, columns, sort, where, count_by;
+    std::vector<std::string> files, types, columns, sort, where, count_by, templates;
     std::string color = "auto", from, output, write_to;
     bool no_legend = false, quiet = false, no_pager = false, pretty = false, decode = false, json = false,
          verbose = false, all = false, recursive = false, ascii = false, values = false;

@@ -4,9 +4,12 @@
 #include "records/columns.hpp"
 #include "records/records.hpp"
 
+constexpr int json_format = 2;  // changes whenever the shape of the objects does
+
 int show(Session& s);
 int list(Session& s);
 int json(Session& s);
+int make(Session& s);
 int csv(Session& s);
 int count(Session& s);
 int hex(Session& s);
@@ -18,6 +21,8 @@ int diff(Session& s);
 // Pieces that carve uses too.
 int show_entry(Session& s, const Entry& entry);
 Session::Visit json_visit(Session& s);  // puts the object of an entry
+// Puts what make needs of an object with these values.
+void put_template(Session& s, int type, unsigned version, std::span<const Value> values);
 class Listing {
 public:
     explicit Listing(Session& s);

@@ -1,5 +1,4 @@
-// One JSON object a record, written as its values come. Its shape is a contract (docs/record.schema.json): `format`
-// changes whenever the shape does.
+// One JSON object a record, written as its values come. Its shape is a contract (docs/record.schema.json).
 #include <nettle/base16.h>
 #include <rapidjson/encodings.h>
 #include <rapidjson/memorystream.h>
@@ -13,8 +12,6 @@
 #include "commands/commands.hpp"
 
 namespace {
-
-constexpr int format = 2;
 
 // A character of a string, in ASCII: at most 12 of them.
 char* put_character(char* at, unsigned code) {
@@ -195,8 +192,8 @@ public:
         What what;
         std::uint32_t number = 0;
     };
-    // No values: a place where not even a header is.
-    Plan(std::span<const Value> values, bool pretty);
+    // No values: a place where not even a header is. Less than `whole` is what `make` wants to know.
+    Plan(std::span<const Value> values, bool pretty, bool whole = true);
 
     bool fits(std::span<const Value> values) const {
         return std::equal(values.begin(), values.end(), keys_.begin(), keys_.end(), [](const Value& v, const Key& key) {
@@ -242,7 +239,7 @@ private:
     void add_node(Shape<Plan>& shape, const Node& node);
 };
 
-Plan::Plan(std::span<const Value> values, bool pretty) {
+Plan::Plan(std::span<const Value> values, bool pretty, bool whole) {
     Node root{""};
     root.members = {{"header"}, {"payload"}};
     for (std::uint32_t i = 0; i < values.size(); ++i) {
@@ -266,8 +263,10 @@ Plan::Plan(std::span<const Value> values, bool pretty) {
     }
     Shape<Plan> shape(*this, pretty, 0);
     shape.open("{");
-    shape.key("format");
-    put(std::to_string(format));
+    if (whole) {
+        shape.key("format");
+        put(std::to_string(json_format));
+    }
     const auto add = [&](const char* key, What what) {
         shape.key(key);
         add_step(what);
@@ -282,7 +281,7 @@ Plan::Plan(std::span<const Value> values, bool pretty) {
                                     {"version", version},
                                     {"state", state},
                                     {"cause", cause}})
-        add(key, what);
+        if (whole || what == type || what == version) add(key, what);
     for (const Node& part : root.members) {
         if (!values.empty()) {
             add_node(shape, part);
@@ -292,7 +291,7 @@ Plan::Plan(std::span<const Value> values, bool pretty) {
         put("null");
     }
     add("unshown", unshown);
-    add("damage", damage);
+    if (whole) add("damage", damage);
     shape.close("}");
     put("\n");
     add_step(end);
@@ -358,6 +357,20 @@ private:
     }
 };
 
+void put_value(Stream& out, const Value& v) {
+    if (v.missing) return out.put("null");
+    switch (v.kind) {
+        case DD_FFDC_TEXT: return out.string(v.text);
+        case DD_FFDC_FLAG: return out.put(v.number != 0 ? "true" : "false");
+        case DD_FFDC_BYTES: return out.digits(v.bytes);
+        default: break;
+    }
+    if (v.size <= 4) return v.number < 0 ? out.number(v.number) : out.number(static_cast<std::uint32_t>(v.number));
+    out.put("\"");
+    v.is_unsigned_64() ? out.number(static_cast<std::uint64_t>(v.number)) : out.number(v.number);
+    out.put("\"");
+}
+
 class Objects {
 public:
     explicit Objects(Session& s) : s_(s), out_(s.out), plans_(s.options.pretty), cause_(cause_name, "") {}
@@ -393,7 +406,7 @@ private:
     void put_step(const Plan::Step& step, const Entry& entry, int entry_state) {
         using enum Plan::What;
         switch (step.what) {
-            case value: return put_value(values_.shown()[step.number]);
+            case value: return put_value(out_, values_.shown()[step.number]);
             case name: {
                 const Value& v = values_.shown()[step.number];
                 return v.missing ? out_.put("null") : out_.string(v.text.substr(0, v.text.find_last_not_of(' ') + 1));
@@ -414,21 +427,6 @@ private:
             case damage: return entry_state == DD_FFDC_OK ? out_.put("null") : put_trouble(entry, entry_state);
             case end: return;
         }
-    }
-
-    void put_value(const Value& v) {
-        if (v.missing) return out_.put("null");
-        switch (v.kind) {
-            case DD_FFDC_TEXT: return out_.string(v.text);
-            case DD_FFDC_FLAG: return out_.put(v.number != 0 ? "true" : "false");
-            case DD_FFDC_BYTES: return out_.digits(v.bytes);
-            default: break;
-        }
-        if (v.size <= 4)
-            return v.number < 0 ? out_.number(v.number) : out_.number(static_cast<std::uint32_t>(v.number));
-        out_.put("\"");
-        v.is_unsigned_64() ? out_.number(static_cast<std::uint64_t>(v.number)) : out_.number(v.number);
-        out_.put("\"");
     }
 
     void put_unshown() {
@@ -456,6 +454,21 @@ private:
 };
 
 }  // namespace
+
+void put_template(Session& s, int type, unsigned version, std::span<const Value> values) {
+    Stream out(s.out);
+    const Plan plan(values, s.options.pretty, false);
+    const char* text = plan.text();
+    for (const Plan::Step& step : plan.steps()) {
+        out.put_in_blocks(text, step.text);
+        text += step.text;
+        if (step.what == Plan::What::type) out.put('"' + type_name(type) + '"');
+        if (step.what == Plan::What::version) out.number(version);
+        if (step.what == Plan::What::value) put_value(out, values[step.number]);
+        if (step.what == Plan::What::unshown) out.put("[]");
+    }
+    out.flush();
+}
 
 Session::Visit json_visit(Session& s) {
     return [objects = std::make_shared<Objects>(s)](const Entry& entry) { return objects->put(entry); };

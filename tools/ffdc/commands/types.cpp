@@ -1,4 +1,6 @@
 // The driver types, versions and layout sizes that this build knows.
+#include <algorithm>
+
 #include "commands/commands.hpp"
 
 namespace {
@@ -9,9 +11,57 @@ std::string range(const dd_ffdc_versions& v) {
     return std::to_string(v.first) + (v.last == v.first ? "" : "-" + std::to_string(v.last));
 }
 
+bool same_place(const Value& a, const Value& b) {
+    return a.name == b.name && a.group == b.group && a.index == b.index && a.offset == b.offset;
+}
+
+// 0 where a value has its bits alone, null where others have them, too, and for the header, which follows from the
+// rest.
+std::vector<Value> blank(std::vector<Value> values, std::size_t size) {
+    std::vector<std::uint8_t> once(size), more(size);  // bits that values have
+    const auto each_byte = [](const Value& v, auto&& use) {
+        for (std::size_t i = 0; i < v.size; ++i)
+            use(v.offset + i, v.mask == 0 ? 0xffu : static_cast<unsigned>(v.mask >> 8 * (v.size - 1 - i) & 0xff));
+    };
+    for (const Value& v : values)
+        each_byte(v, [&](std::size_t i, unsigned bits) {
+            more[i] = static_cast<std::uint8_t>(more[i] | (once[i] & bits));
+            once[i] = static_cast<std::uint8_t>(once[i] | bits);
+        });
+    for (Value& v : values) {
+        v.number = 0;
+        v.missing = std::string_view(v.group) == "header" || v.size == 0;
+        each_byte(v, [&](std::size_t i, unsigned bits) { v.missing = v.missing || (more[i] & bits) != 0; });
+        if (v.kind == DD_FFDC_NAME) v.kind = DD_FFDC_UNSIGNED;
+    }
+    return values;
+}
+
+// Of each version whose values are not those of the version before.
+int templates(Session& s) {
+    bool any = false;
+    for (const std::string& name : s.options.templates) {
+        const int type = parse_type(name, "--json");
+        std::vector<Value> before;
+        each_layout(type, [&](unsigned version, std::size_t size) {
+            std::vector<Value> values;
+            each_possible_value(type, version, size, true, [&](const dd_ffdc_value& told) {
+                const Value v(told, {}, {});
+                const auto is_known = [&](const Value& known) { return same_place(known, v); };
+                if (v.kind != DD_FFDC_UNSHOWN && std::ranges::none_of(values, is_known)) values.push_back(v);
+            });
+            if (!std::ranges::equal(values, before, same_place)) put_template(s, type, version, blank(values, size));
+            before = values;
+            any = true;
+        });
+    }
+    return any ? exit_ok : exit_none;
+}
+
 }  // namespace
 
 int types(Session& s) {
+    if (!s.options.templates.empty()) return templates(s);
     Table table({{"TYPE"}, {"CODE", true}, {"VERSIONS"}, {"BYTES", true}}, s.out, !s.options.no_legend);
     bool any = false;
     for (const int type : known_types()) {

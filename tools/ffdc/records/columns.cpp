@@ -216,6 +216,7 @@ constexpr std::string_view payload = "payload.";
 }  // namespace
 
 std::string nearest(std::string_view name, std::span<const std::string> known) {
+    name = name.substr(0, 256);
     std::vector<std::pair<std::size_t, const std::string*>> near;
     for (const std::string& one : known) {
         // Whoever gives a part of a long name most likely means it.
