@@ -5,32 +5,35 @@
 #include <initializer_list>
 
 #include "layouts.hpp"
-#include "table.hpp"
+#include "packing.hpp"
 
 namespace ffdc {
 
 // The sizes of layouts, a column each: those of a driver, or as they come.
 struct Sizes {
     std::size_t size[max_layouts] = {}, count = 0;
+    const char* wrong = nullptr;
 
-    consteval Sizes(std::initializer_list<std::size_t> list) : count(list.size()) {
-        std::copy(list.begin(), list.end(), size);
+    consteval Sizes(std::initializer_list<std::size_t> list) {
+        for (const std::size_t bytes : list) add(bytes);
     }
-    consteval Sizes(std::span<const Versions> layouts) : count(layouts.size()) {
-        for (std::size_t i = 0; i < count; ++i) {
-            size[i] = layouts[i].size;
-            require(layouts[i].first <= layouts[i].last && (i == 0 || layouts[i - 1].last < layouts[i].first), "",
-                    "the versions of the layouts are not in order");
+    consteval Sizes(std::span<const Versions> layouts) {
+        for (std::size_t i = 0; i < layouts.size(); ++i) {
+            add(layouts[i].size);
+            if (layouts[i].first > layouts[i].last || (i != 0 && layouts[i - 1].last >= layouts[i].first))
+                wrong = "the versions of the layouts are not in order";
         }
     }
     template <std::size_t N>
     consteval Sizes(const Versions (&layouts)[N]) : Sizes(std::span<const Versions>(layouts)) {}
-};
 
-// By what a row is known to who wrote it.
-constexpr const char* text_of(const Row& row) {
-    return row.section.group ? row.section.group : row.label && row.hidden() ? row.label : row.format.text;
-}
+private:
+    consteval void add(std::size_t bytes) {
+        if (bytes > max_layout) wrong = "a layout has at most 1024 bytes";
+        if (count == max_layouts) wrong = "a driver has at most five layouts";
+        if (!wrong) size[count++] = bytes;
+    }
+};
 
 // The first row with another number of offset columns than one or one a layout.
 constexpr const Row* odd_columns(Table rows, std::size_t layouts) {
@@ -47,9 +50,11 @@ constexpr const Row* odd_columns(Table rows, std::size_t layouts) {
 // layouts show must be shown with a value.
 // A table that is not does not compile, and the compiler shows row, reason and byte.
 consteval Verdict sound(Table rows, Sizes sizes) {
+    if (sizes.wrong) return {"", sizes.wrong};
+    Verdict verdict = fault_of(rows);
+    if (verdict.reason) return verdict;
     if (const Row* row = odd_columns(rows, sizes.count))
-        return {text_of(*row), "an offset column is missing or one too many"};
-    Verdict verdict;
+        return row->refused("an offset column is missing or one too many");
     for (std::size_t layout = 0; layout < sizes.count; ++layout) {
         std::array<std::size_t, max_layout> begin_of{}, end_of{};
         struct Known {
@@ -60,7 +65,7 @@ consteval Verdict sound(Table rows, Sizes sizes) {
         each_element(rows, layout, [&](const Element& e) {
             const Row& row = e.row;
             const auto fail = [&](const char* reason, std::size_t at) {
-                if (!verdict.reason) verdict = {text_of(row), reason, static_cast<int>(at)};
+                if (!verdict.reason) verdict = row.refused(reason, at);
             };
             const std::size_t begin = e.at, end = begin + row.field.width;
             if (end > sizes.size[layout]) return fail("the field ends behind its layout", end - 1);
@@ -81,7 +86,7 @@ consteval Verdict sound(Table rows, Sizes sizes) {
             if (row.has_value() || row.field.at.columns() == 1) return;
             const std::size_t at = base + row.field.at[layout];
             if (!verdict.reason && (at >= sizes.size[layout] || end_of[at] == 0 || begin_of[at] != at))
-                verdict = {text_of(row), "the text is shown with a value that is not there", static_cast<int>(at)};
+                verdict = row.refused("the text is shown with a value that is not there", at);
         });
     }
     return verdict;
@@ -93,27 +98,43 @@ struct Bytes {
         std::size_t first, last;
     };
     std::array<bool, max_layout> in{};
+    Verdict fault;
 
     consteval Bytes() = default;
     consteval Bytes(std::initializer_list<Range> ranges) {
-        for (const Range& r : ranges) std::fill(in.begin() + r.first, in.begin() + r.last + 1, true);
+        for (const Range& r : ranges) {
+            if (r.first > r.last || r.last >= max_layout) {
+                fault = {"", "a range of bytes ends before it begins, or behind every layout",
+                         static_cast<int>(r.last)};
+            } else {
+                std::fill(in.begin() + r.first, in.begin() + r.last + 1, true);
+            }
+        }
     }
     friend consteval Bytes operator|(Bytes a, const Bytes& b) {
         std::transform(a.in.begin(), a.in.end(), b.in.begin(), a.in.begin(), std::logical_or<>());
+        if (b.fault.reason) a.fault = b.fault;
         return a;
     }
 };
 
 // No value shows these bytes of a layout, and values show all others.
 consteval Verdict unshown(Table rows, Sizes sizes, std::size_t layout, Bytes listed) {
+    if (listed.fault.reason) return listed.fault;
+    if (fault_of(rows).reason) return {};  // which sound() says
     std::array<const Row*, max_layout> shown{};
-    each_element(rows, layout, [&](const Element& e) { std::fill_n(shown.begin() + e.at, e.row.field.width, &e.row); });
+    each_element(rows, layout, [&](const Element& e) {
+        for (std::size_t at = e.at; at < std::min(e.at + e.row.field.width, max_layout); ++at) shown[at] = &e.row;
+    });
+    // First what a row is to blame for.
+    for (std::size_t at = 0; at < max_layout; ++at)
+        if (listed.in[at] && shown[at]) return shown[at]->refused("the byte is listed as not shown", at);
     for (std::size_t at = 0; at < max_layout; ++at) {
         const bool inside = at < sizes.size[layout];
         if (listed.in[at] && !inside)
-            return {"", "the byte is listed as not shown, but lies behind its layout", int(at)};
-        if (listed.in[at] && shown[at]) return {text_of(*shown[at]), "the byte is listed as not shown", int(at)};
-        if (inside && !listed.in[at] && !shown[at]) return {"", "the byte is not shown, and not listed so", int(at)};
+            return {"", "the byte is listed as not shown, but lies behind its layout", static_cast<int>(at)};
+        if (inside && !listed.in[at] && !shown[at])
+            return {"", "the byte is not shown, and not listed so", static_cast<int>(at)};
     }
     return {};
 }

@@ -24,26 +24,25 @@ Word load(const std::uint8_t* p) {
 
 // The number of an op, sign-extended.
 inline std::uint64_t number(const Op& op, const std::uint8_t* p) {
-    switch (op.load) {
-        case Load::u8: return *p & op.mask;
+    switch (op.load()) {
+        case Load::u8: return *p & op.mask();
         case Load::u16: return load<std::uint16_t>(p);
         case Load::u32: return load<std::uint32_t>(p);
         case Load::u64: return load<std::uint64_t>(p);
         case Load::s16: return static_cast<std::uint64_t>(load<std::int16_t>(p));
         case Load::s32: return static_cast<std::uint64_t>(load<std::int32_t>(p));
-        case Load::bcd: return (*p & op.mask) / 16u * 10u + (*p & op.mask & 15u);
-        case Load::bit: return (*p & op.mask) != 0;
+        case Load::bcd: return (*p & op.mask()) / 16u * 10u + (*p & op.mask() & 15u);
+        case Load::bit: return (*p & op.mask()) != 0;
     }
     __builtin_unreachable();
 }
 
-constexpr std::uint64_t all_bits(std::size_t size) { return ~std::uint64_t{0} >> (64 - 8 * size); }
-
 // Which bits of the bytes of a value its number is.
 inline std::uint64_t mask_of(const Op& op, const Label& label) {
     if (label.kind == DD_FFDC_TEXT) return 0;
-    const bool of_a_byte = op.show != Show::hex4 && (op.load == Load::u8 || op.load >= Load::bcd);
-    return of_a_byte ? std::uint64_t{op.mask} << 8 * (label.size - 1 - label.back) : all_bits(label.size);
+    const bool of_a_byte =
+        op.show != Show::hex4 && (op.load() == Load::u8 || op.load() == Load::bcd || op.load() == Load::bit);
+    return of_a_byte ? std::uint64_t{op.mask()} << 8 * (label.size - 1 - label.back) : all_bits(label.size);
 }
 
 inline std::int64_t number_of(const Op& op, const Label& label, const std::uint8_t* p) {
@@ -104,14 +103,14 @@ inline char* put_signed(char* out, std::int32_t v) {
 }
 
 char* put_decimal(char* out, const Op& op, std::uint64_t v) {
-    const bool wide = op.load == Load::u64;
+    const bool wide = op.load() == Load::u64;
     const bool negative =
         op.show == Show::decimal && (wide ? static_cast<std::int64_t>(v) : static_cast<std::int32_t>(v)) < 0;
     if (negative) v = 0 - v;
     if (!wide) v = static_cast<std::uint32_t>(v);
     char digits[32];
     const auto n = static_cast<int>(put_decimal_number(digits, v) - digits);
-    out = put_padding(out, n, negative, op.argument & Op::width_bits, (op.argument & Op::zero) != 0);
+    out = put_padding(out, n, negative, op.argument() & Op::width_bits, (op.argument() & Op::zero) != 0);
     std::memcpy(out, digits, 24);
     return out + n;
 }
@@ -142,11 +141,11 @@ struct Texts {
     const char* text;
 };
 inline const char* entry_of(const Op& op, const std::uint8_t* p, const Texts& texts) {
-    const PackedNames& names = texts.names[op.argument];
+    const PackedNames& names = texts.names[op.argument()];
     std::size_t entry = 0;
     if (op.show == Show::name)
         entry = static_cast<std::size_t>(std::min<std::uint64_t>(number(op, p) - names.first, names.count - 1u));
-    if (op.show == Show::choice) entry = (*p & op.mask) != 0;  // to be multiplied: bits are hard to predict
+    if (op.show == Show::choice) entry = (*p & op.mask()) != 0;  // to be multiplied: bits are hard to predict
     return texts.text + names.text + entry * names.stride;
 }
 
@@ -167,7 +166,7 @@ inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const Text
         case Show::HEX2: return put_hex<'A', 2>(out, p);
         case Show::HEX4: return put_hex<'A', 4>(out, p);
         case Show::HEX8: return put_hex<'A', 8>(out, p);
-        case Show::plain_u8: return put_small_number(out, *p & std::uint32_t{op.mask});
+        case Show::plain_u8: return put_small_number(out, *p & std::uint32_t{op.mask()});
         case Show::plain_bcd: {
             const auto v = static_cast<std::uint8_t>(number(op, p));
             *out = '0';
@@ -175,15 +174,15 @@ inline char* put_name(char* out, const Op& op, const std::uint8_t* p, const Text
         }
         case Show::plain_u16: return put_decimal_number(out, std::uint32_t{load<std::uint16_t>(p)});
         case Show::plain_s32: return put_signed(out, load<std::int32_t>(p));
-        case Show::plain_bit: *out = static_cast<char>('0' + ((*p & op.mask) != 0)); return out + 1;
+        case Show::plain_bit: *out = static_cast<char>('0' + ((*p & op.mask()) != 0)); return out + 1;
         case Show::plain_hex: return put_hex_number<'a'>(out, load<std::uint32_t>(p));
-        case Show::hex: return put_hexadecimal<'a'>(out, op.argument, static_cast<std::uint32_t>(number(op, p)));
-        case Show::HEX: return put_hexadecimal<'A'>(out, op.argument, static_cast<std::uint32_t>(number(op, p)));
+        case Show::hex: return put_hexadecimal<'a'>(out, op.argument(), static_cast<std::uint32_t>(number(op, p)));
+        case Show::HEX: return put_hexadecimal<'A'>(out, op.argument(), static_cast<std::uint32_t>(number(op, p)));
         case Show::decimal:
         case Show::unsigned_decimal: return put_decimal(out, op, number(op, p));
         case Show::pointer: return put_pointer(out, load<std::uint32_t>(p));
         case Show::text: {
-            const std::size_t n = strnlen(reinterpret_cast<const char*>(p), op.argument);
+            const std::size_t n = strnlen(reinterpret_cast<const char*>(p), op.argument());
             std::memcpy(out, p, n);
             return out + n;
         }
@@ -456,16 +455,15 @@ std::string_view text_of(const dd_ffdc_value& value, char* buffer) {
     const Head& table = *static_cast<const Head*>(value.own.table);
     const Op& op = *static_cast<const Op*>(value.own.step);
     if (op.show == Show::nothing) return {};
-    if (op.show == Show::text) return characters(value.missing ? value.own.length : op.argument);
+    if (op.show == Show::text) return characters(value.missing ? value.own.length : op.argument());
     if (value.missing) return marks(value.own.length);
     if (op.show == Show::name || op.show == Show::choice || op.show == Show::fixed) {
         const char* const entry = entry_of(op, bytes, {table.names(), table.text()});
         if (*entry != 0 || op.show != Show::name) return {entry + 1, static_cast<std::uint8_t>(*entry)};
     }
-    Op alone = op;
+    Op alone = op.show == Show::hex4 ? Op::run(0) : op;
     alone.at = 0;
     alone.copies = alone.literal = 0;
-    if (op.show == Show::hex4) alone.argument = 0;
     Writer out(buffer, DD_FFDC_VALUE_ROOM);
     print_ops(out, &alone, &alone + 1, bytes, table, nullptr);
     return {buffer, out.length()};

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "layouts.hpp"
-#include "table.hpp"
+#include "packing.hpp"
 #include "tavi_ffdc.h"
 
 namespace ffdc {
@@ -173,13 +173,12 @@ public:
     // Whether there is a text; else only an observer is told.
     bool prints() const { return !observer || observer->annotates; }
 
-    // The number of a field; 0 when it is missing. Inlined, or the library would carry the field.
+    // The number of a field, of which a mask or a bit keeps a part; 0 when it is missing. Inlined, or the library would
+    // carry the field.
     [[gnu::always_inline]] std::uint64_t peek(const Field& field) const {
         const int place = offset(field.at);
         if (place == no) return 0;
-        const bool flag = field.kind == Field::Kind::flag;
-        const auto at = static_cast<std::size_t>(place);
-        return flag ? (number_at(at + field.mask_at, 1) & field.mask) != 0 : number_at(at, field.width);
+        return field.of(number_at(static_cast<std::size_t>(place), field.width));
     }
 
     // For decoders that show nothing of a payload of another size than the layout's: false then, and all is said.

@@ -1,5 +1,5 @@
 // The table language of the decoders. A Row is one printf-like format and the field that feeds it; both are checked
-// against each other when the table is compiled. Rows exist at compile time only: table.hpp packs them.
+// against each other when the table is compiled. Rows exist at compile time only: packing.hpp packs them.
 #pragma once
 
 #include <algorithm>
@@ -40,24 +40,24 @@ struct Key {
     const char* text;
 
     consteval Key(const char* name) : text(name) {
-        require(*name != '\0' && view_of(key_of(name)) == name, name,
-                "a name is of lower-case letters, digits and underscores");
+        if (*name == '\0' || view_of(key_of(name)) != name)
+            refuse(name, "a name is of lower-case letters, digits and underscores");
     }
 };
 
 // One conversion of a format, with the plain text that stands before it.
 struct Conversion {
-    std::uint8_t literal = 0;  // characters of plain text before the conversion
-    std::uint8_t length = 0;   // characters of the conversion itself
-    std::uint8_t width = 0;
-    std::uint8_t precision = 0;  // 0: none given
-    char kind = 0;               // one of d u x X p s
-    bool zero = false;           // flag 0
-    bool prefix = false;         // flag #
-    bool wide = false;           // ll
+    std::size_t literal = 0;  // characters of plain text before the conversion
+    std::size_t length = 0;   // characters of the conversion itself
+    std::size_t width = 0;
+    std::size_t precision = 0;  // 0: none given
+    char kind = 0;              // one of d u x X p s
+    bool zero = false;          // flag 0
+    bool prefix = false;        // flag #
+    bool wide = false;          // ll
 
     // Characters that a missing value fills with '?'.
-    constexpr std::size_t shown() const { return std::max<std::size_t>({width, precision, 1}); }
+    constexpr std::size_t shown() const { return std::max({width, precision, std::size_t{1}}); }
 };
 
 // A printf-like format, taken apart once, at compile time.
@@ -65,45 +65,54 @@ struct Format {
     static constexpr std::size_t max_conversions = 8;
 
     const char* text;
-    std::uint8_t count = 0;
-    std::uint8_t tail = 0;  // characters of plain text after the last conversion
+    std::size_t count = 0;
+    std::size_t tail = 0;  // characters of plain text after the last conversion
     Conversion conversion[max_conversions] = {};
+    const char* wrong = nullptr;
 
     consteval Format(const char* s, std::size_t size) : text(s) {
-        require(size <= 255, s, "a format has at most 255 characters");
-        std::size_t i = 0, start = 0;
-        auto number = [&] {
+        const char *at = s, *start = s, *const end = s + size;
+        const auto number = [&at] {
             int n = 0;
-            for (; s[i] >= '0' && s[i] <= '9'; ++i) n = n * 10 + (s[i] - '0');
-            return static_cast<std::uint8_t>(n);
+            for (; *at >= '0' && *at <= '9'; ++at) n = std::min(n * 10 + (*at - '0'), 1000);
+            return static_cast<std::size_t>(n);
         };
-        for (; i < size; ++i) {
-            if (s[i] != '%') continue;
-            require(count < max_conversions, s, "a format has at most eight conversions");
+        for (; at != end && !wrong; ++at) {
+            if (*at != '%') continue;
+            if (count == max_conversions) {
+                wrong = "a format has at most eight conversions";
+                return;
+            }
             Conversion& c = conversion[count++];
-            c.literal = static_cast<std::uint8_t>(i - start);
-            start = i++;
-            for (; s[i] == '0' || s[i] == '#'; ++i) (s[i] == '0' ? c.zero : c.prefix) = true;
+            c.literal = static_cast<std::size_t>(at - start);
+            start = at++;
+            for (; *at == '0' || *at == '#'; ++at) (*at == '0' ? c.zero : c.prefix) = true;
             c.width = number();
-            if (s[i] == '.') ++i, c.precision = number();
-            if (s[i] == 'l') ++i;
-            if (s[i] == 'l') ++i, c.wide = true;
-            c.kind = s[i];
-            require(std::string_view("duxXps").find(s[i]) != std::string_view::npos, s,
-                    "a conversion is one of d u x X p s");
-            require(c.width < 32 && c.precision < 32, s, "a conversion is at most 31 wide");
-            require(c.kind == 's' || c.width <= 8 || (c.wide && c.kind != 'd' && c.kind != 'u'), s,
-                    "a number is at most eight wide, but for the digits of 64 bits");
-            require(!c.prefix || c.width == 0, s, "a prefix goes without a width");
-            require(c.kind == 's' || c.precision == 0 || (c.precision == c.width && c.kind != 'd'), s,
-                    "the precision of a number equals its width");
+            if (*at == '.') ++at, c.precision = number();
+            if (*at == 'l') ++at;
+            if (*at == 'l') ++at, c.wide = true;
+            c.kind = *at;
+            wrong = wrong_with(c);
             if (c.kind != 's' && c.precision != 0) c.zero = true;
-            c.length = static_cast<std::uint8_t>(i + 1 - start);
-            start = i + 1;
+            c.length = static_cast<std::size_t>(at + 1 - start);
+            start = at + 1;
         }
-        tail = static_cast<std::uint8_t>(size - start);
+        tail = static_cast<std::size_t>(end - start);
     }
     constexpr std::span<const Conversion> conversions() const { return {conversion, count}; }
+
+private:
+    static consteval const char* wrong_with(const Conversion& c) {
+        if (std::string_view("duxXps").find(c.kind) == std::string_view::npos)
+            return "a conversion is one of d u x X p s";
+        if (c.width >= 32 || c.precision >= 32) return "a conversion is at most 31 wide";
+        if (c.kind != 's' && c.width > 8 && (!c.wide || c.kind == 'd' || c.kind == 'u'))
+            return "a number is at most eight wide, but for the digits of 64 bits";
+        if (c.prefix && c.width != 0) return "a prefix goes without a width";
+        if (c.kind != 's' && c.precision != 0 && (c.precision != c.width || c.kind == 'd'))
+            return "the precision of a number equals its width";
+        return nullptr;
+    }
 };
 
 // The heading of a group: its text, and the name under which the values that follow are known.
@@ -141,6 +150,7 @@ struct Row {
     const char* label = nullptr;  // what the value is called, when its format does not say so
     std::span<const char* const> names = {};
     const char* group = nullptr;  // opens a group
+    const char* wrong = nullptr;  // the first reason against the row
     Section section = {nullptr, nullptr, 0, 0};
 
     template <std::size_t N>
@@ -154,9 +164,19 @@ struct Row {
         : Row(Format(text, N - 1), shown, nullptr, {}) {
         group = opened.name;
     }
-    consteval Row(Section inner) : format("", 0), section(inner) {}
+    consteval Row(Section inner) : format("", 0), wrong(inner.base.wrong()), section(inner) {}
     // A value that the text does not show.
-    consteval Row(Field f, const char* called) : format("", 0), field(f), label(called) {}
+    consteval Row(Field f, const char* called) : format("", 0), field(f), label(called), wrong(f.wrong) {}
+
+    // What compilers show of a row that is wrong.
+    constexpr Verdict refused(const char* reason) const {
+        return {section.group ? section.group : *format.text ? format.text : label, reason};
+    }
+    constexpr Verdict refused(const char* reason, std::size_t byte) const {
+        Verdict verdict = refused(reason);
+        verdict.byte = static_cast<int>(byte);
+        return verdict;
+    }
 
     constexpr bool has_value() const { return field.kind != Field::Kind::nothing; }
     // Conversions that print a value, not one of the names.
@@ -191,28 +211,34 @@ struct Row {
 
 private:
     consteval Row(Format fmt, Field f, const char* called, std::span<const char* const> each)
-        : format(fmt), field(f), label(called), names(each) {
-        require(has_value() || fmt.count == 0, fmt.text, "the conversion has no field");
-        require(!has_value() || values() != 0, fmt.text, "the field has no conversion to print it");
-        for (const Conversion& c : fmt.conversions()) {
-            if (c.kind == 's' && !each.empty()) continue;
-            const bool prints_text = c.kind == 's';
-            const bool is_text = f.kind == Field::Kind::text || f.kind == Field::Kind::name ||
-                                 f.kind == Field::Kind::choice || f.kind == Field::Kind::fixed;
-            require(prints_text == is_text, fmt.text, "%s prints texts and names, every other conversion numbers");
-            require(prints_text || c.wide == (f.width == 8), fmt.text,
-                    "ll goes with 64-bit fields, and only with them");
-            const bool is_signed = f.kind == Field::Kind::signed_number;
-            require(c.kind != 'd' || f.width < 4 || is_signed || f.kind == Field::Kind::flag, fmt.text,
-                    "%d prints a word as a signed number");
-            require(c.kind != 'u' || !is_signed, fmt.text, "%u prints an unsigned number");
-            require(f.width < 8 || (c.kind != 'x' && c.kind != 'X') || (c.zero && c.width == 16), fmt.text,
-                    "a 64-bit field shows all its hexadecimal digits");
-            require(c.kind != 'p' || f.width == 4, fmt.text, "%p prints a 32-bit field");
-            require(c.precision == 0 || c.kind != 's', fmt.text, "only names are cut to a precision");
-        }
-        require(values() == 0 || f.count % values() == 0, fmt.text, "the elements do not fill the conversions evenly");
-        require(each.empty() || each.size() == (fmt.count - values()) * repeats(), fmt.text, "one name for each %s");
+        : format(fmt), field(f), label(called), names(each), wrong(wrong_with_it()) {}
+
+    consteval const char* wrong_with_it() const {
+        if (format.wrong) return format.wrong;
+        if (field.wrong) return field.wrong;
+        if (!has_value() && format.count != 0) return "the conversion has no field";
+        if (has_value() && values() == 0) return "the field has no conversion to print it";
+        for (const Conversion& c : format.conversions())
+            if (const char* const reason = c.kind == 's' && !names.empty() ? nullptr : wrong_with(c)) return reason;
+        if (values() != 0 && field.count % values() != 0) return "the elements do not fill the conversions evenly";
+        if (!names.empty() && names.size() != (format.count - values()) * repeats()) return "one name for each %s";
+        return nullptr;
+    }
+    consteval const char* wrong_with(const Conversion& c) const {
+        const bool is_text = field.kind == Field::Kind::text || field.shown != Field::Shown::itself;
+        if ((c.kind == 's') != is_text) return "%s prints texts and names, every other conversion numbers";
+        if (field.shown == Field::Shown::name && c.width != 0) return "names of numbers bring their own blanks";
+        if (is_text) return c.precision == 0 ? nullptr : "only names are cut to a precision";
+        const std::size_t bytes = field.bytes();
+        if (field.kind == Field::Kind::area) return "an area is dumped by itself";
+        if (c.wide != (bytes == 8)) return "ll goes with 64-bit fields, and only with them";
+        const bool is_signed = field.kind == Field::Kind::signed_number;
+        if (c.kind == 'd' && bytes >= 4 && !is_signed) return "%d prints a word as a signed number";
+        if (c.kind == 'u' && is_signed) return "%u prints an unsigned number";
+        if (bytes == 8 && (c.kind == 'x' || c.kind == 'X') && (!c.zero || c.width != 16))
+            return "a 64-bit field shows all its hexadecimal digits";
+        if (c.kind == 'p' && bytes != 4) return "%p prints a 32-bit field";
+        return nullptr;
     }
 };
 
@@ -294,6 +320,15 @@ constexpr std::size_t columns(Table rows) {
         }
     }
     return most;
+}
+
+// The first row that is wrong by itself.
+constexpr Verdict fault_of(Table rows) {
+    for (const Row& row : rows) {
+        if (row.wrong) return row.refused(row.wrong);
+        if (const Verdict inner = fault_of(row.section.rows()); inner.reason) return inner;
+    }
+    return {};
 }
 
 }  // namespace ffdc

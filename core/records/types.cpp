@@ -17,7 +17,7 @@ constexpr Line lines[] = {
 constexpr auto types = [] {
     std::array<Type, std::ranges::max(lines, {}, &Line::code).code + 1> by_code = {};
     for (const Line& line : lines) {
-        require(!by_code[line.code].driver, line.type.name, "another driver has this type");
+        if (by_code[line.code].driver) refuse(line.type.name, "another driver has this type");
         by_code[line.code] = line.type;
     }
     return by_code;

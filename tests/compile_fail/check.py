@@ -1,13 +1,15 @@
-"""Compiles tables.cpp right and wrong: check.py COMPILER [OPTION...]. Every wrong case must be refused for its own
-reason.
+"""Compiles tables right and wrong: check.py COMPILER [OPTION...]. Every wrong one must be refused for its own reason.
 
-One compilation holds all wrong cases: an error belongs to the case whose lines or table it names.
+tables.cpp holds what no table can say: one compilation for all cases, an error belongs to the case whose lines or table
+it names. driver.cpp holds mistakes as they are made, compiled one by one: the first ten lines must show what is wrong.
 """
+import concurrent.futures
 import os
 import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 
 here = pathlib.Path(__file__).parent
 source = here / "tables.cpp"
@@ -15,16 +17,16 @@ core = here.parent.parent / "core"
 clang = "clang" in sys.argv[1]
 
 
-def compile_tables(*options):
+def compile_tables(path, *options):
     command = [*sys.argv[1:], "-std=c++20", "-fsyntax-only", f"-I{core}", f"-I{core.parent / 'include'}", *options]
-    return subprocess.run([*command, str(source)], capture_output=True, text=True, env=os.environ | {"LC_ALL": "C"})
+    return subprocess.run([*command, str(path)], capture_output=True, text=True, env=os.environ | {"LC_ALL": "C"})
 
 
 def cases():
     """The table, the reason and the lines of each case, which last until the next one."""
     starts = []
     for number, line in enumerate(source.read_text().split("\n"), 1):
-        if match := re.match(r'CASE\((\w+), "(.*)",$', line):
+        if match := re.match(r'CASE(?:_OF)?\((\w+), "(.*)",$', line):
             starts.append((number, *match.groups()))
     ends = [number for number, *_ in starts[1:]] + [10000]
     return [(table, reason, range(first, end)) for (first, table, reason), end in zip(starts, ends)]
@@ -44,19 +46,47 @@ def diagnostics(text):
 
 
 def reasons_of_the_language():
-    """What core/ can say against a table."""
-    text = "".join((core / name).read_text() for name in ("field.hpp", "row.hpp", "table.hpp", "proof.hpp"))
-    calls = re.findall(r"\b(?:require|fail)\((.*?)\);", text, re.S)
-    return {strings[-1] for call in calls if (strings := re.findall(r'"((?:[^"\\]|\\.)*)"', call))}
+    """What core/ can say against a table: its literals that are sentences, but for limits that no table comes near."""
+    text = "".join((core / name).read_text() for name in ("field.hpp", "row.hpp", "packing.hpp", "proof.hpp"))
+    sentences = re.findall(r'"([a-z%][^"\\]* [^"\\]*)"', text)
+    return {s for s in sentences if "table has" not in s and "table have" not in s}
+
+
+def mistakes():
+    """Of driver.cpp: the line, the reason, the byte that is to be named or None, and what is wrong in its place."""
+    lines = (here / "driver.cpp").read_text().split("\n")
+    for number, line in enumerate(lines):
+        if match := re.match(r" *// (.+?)(?: \(byte (\d+)\))? \| (.*)", line):
+            yield at, *match.groups()
+        else:
+            at = number
+
+
+def make_mistake(mistake):
+    """What a compiler does not say of it in ten lines, or None."""
+    at, reason, byte, wrong = mistake
+    lines = (here / "driver.cpp").read_text().split("\n")
+    lines[at] = wrong
+    with tempfile.NamedTemporaryFile("w", suffix=".cpp") as driver:
+        driver.write("\n".join(lines))
+        driver.flush()
+        said = compile_tables(driver.name).stderr
+        first = "\n".join(said.split("\n")[:10])
+        row = re.search(r'"([^"\\]*)', wrong)
+        shown = f"{driver.name}:{at + 1}" in first or (row and f'"{row[1]}' in first)
+    if byte:
+        shown = re.search(rf'{re.escape(reason)}"(\)|\[0\]), {byte}\b', first)
+    return None if reason in first and shown else f"{wrong.strip()}\nis not refused at once because {reason!r}:\n{said}"
 
 
 failures = []
-right = compile_tables()
-if right.returncode != 0:
-    failures.append("the right tables do not compile:\n" + right.stderr)
+with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as threads:
+    right = [threads.submit(compile_tables, path) for path in (source, here / "driver.cpp")]
+    all_wrong = threads.submit(compile_tables, source, "-DWRONG", *(["-ferror-limit=0"] if clang else []))
+    said = [failure for failure in threads.map(make_mistake, mistakes()) if failure]
+failures += ["the right tables do not compile:\n" + r.result().stderr for r in right if r.result().returncode != 0] + said
 
-wrong = compile_tables("-DWRONG", *(["-ferror-limit=0"] if clang else []))
-errors = [d for d in diagnostics(wrong.stderr) if ": error: " in d]
+errors = [d for d in diagnostics(all_wrong.result().stderr) if ": error: " in d]
 for table, reason, lines in cases():
     own = [
         error
@@ -68,10 +98,8 @@ for table, reason, lines in cases():
     elif not any(reason in error for error in own):
         failures.append(f"{table} is not refused because {reason!r}, but:\n" + "\n".join(own))
 
-for reason in sorted(reasons_of_the_language() - {reason for _, reason, _ in cases()}):
-    # "a table has at most ...": limits that no table comes near.
-    if not reason.startswith("a table has"):
-        failures.append(f"no case is refused because: {reason}")
+wrong = [reason for _, reason, _ in cases()] + [reason for _, reason, *_ in mistakes()]
+failures += [f"no case is refused because: {reason}" for reason in sorted(reasons_of_the_language() - set(wrong))]
 
-print("\n".join(failures) or f"{len(cases())} wrong tables refused, their twins compile")
+print("\n".join(failures) or f"{len(wrong)} wrong tables refused, their twins compile")
 sys.exit(bool(failures))
