@@ -132,7 +132,7 @@ class Install(unittest.TestCase):
         made = self.built(lambda project: project.replace("find_package(tavi_ffdc 1.1 REQUIRED)", lines))
         inputs = shlex.split(run("ninja", "-C", made, "-t", "inputs", "all"))
         inputs = [path for path in inputs if path.startswith(str(source))]
-        self.assertIn(str(source / "core" / "exports.map"), inputs)
+        self.assertIn(str(source / "core" / "records" / "exports.map"), inputs)
         self.assertEqual([path for path in inputs if not os.path.exists(path)], [])
         run(cmake, "--install", made, "--prefix", self.folder / "theirs")
         self.assertFalse((self.folder / "theirs").exists())

@@ -1,7 +1,7 @@
 // The drivers of the list, and the pieces of them that are exported by themselves.
 #pragma once
 
-#include "report.hpp"
+#include "engine/report.hpp"
 
 namespace ffdc {
 

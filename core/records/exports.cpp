@@ -3,9 +3,9 @@
 #include <cerrno>
 
 #include "drivers.hpp"
+#include "engine/text.hpp"
 #include "record.hpp"
 #include "serial/registers.hpp"
-#include "text.hpp"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "report.hpp"
+#include "engine/report.hpp"
 
 namespace ffdc {
 

@@ -2,7 +2,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "record.hpp"
 
 namespace ffdc {

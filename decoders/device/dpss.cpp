@@ -1,5 +1,5 @@
 // Records of the DPSS driver: one layout, whatever the version. An empty payload has no text at all.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

@@ -1,5 +1,5 @@
 // Records of the IOMUX driver. The registers come from the hardware, or from the driver's copy of them.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

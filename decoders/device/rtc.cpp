@@ -1,5 +1,5 @@
 // Records of the real-time clock: the registers of the clock, or a text of its driver.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

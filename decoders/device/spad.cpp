@@ -1,6 +1,6 @@
 // Records of the scratchpad driver. A version that is newer than this decoder is shown as it is known, and raw.
 #include "engine/location.hpp"
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

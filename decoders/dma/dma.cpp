@@ -1,5 +1,5 @@
 // Records of the base DMA engine: one channel when a transfer failed. The second layout puts two error words in front.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

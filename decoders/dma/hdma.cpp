@@ -1,5 +1,5 @@
 // Records of the host DMA driver: one failed operation.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "proof.hpp"
+#include "language/proof.hpp"
 
 namespace ffdc {
 namespace {

@@ -1,7 +1,7 @@
 // Records of the JTAG driver: one growing layout, to which each version appends. A version that is newer than this
 // decoder is shown as the newest one, and raw.
+#include "language/proof.hpp"
 #include "location.hpp"
-#include "proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

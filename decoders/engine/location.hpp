@@ -1,7 +1,7 @@
 // The engine location word, of which the highest byte is not shown.
 #pragma once
 
-#include "row.hpp"
+#include "language/row.hpp"
 
 namespace ffdc {
 

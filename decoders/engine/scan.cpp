@@ -1,7 +1,7 @@
 // Records of the SCAN driver. Layouts 1 to 4 describe one failed operation; the first carries an FSI error block, the
 // later ones say where the engine is. Layout 5 is the short record of a bulk scan.
 #include "fsi.hpp"
-#include "proof.hpp"
+#include "language/proof.hpp"
 
 namespace ffdc {
 namespace {

@@ -1,7 +1,7 @@
 // Records of the SCOM driver: one failed access. Layouts 1 to 3 end with an FSI error block, the fourth says where the
 // engine is instead.
 #include "fsi.hpp"
-#include "proof.hpp"
+#include "language/proof.hpp"
 
 namespace ffdc {
 namespace {

@@ -1,6 +1,6 @@
 // Records of the IIC driver: what failed, the engine and its registers, the transfer in progress on either side of the
 // bus, and the driver's trace. One layout serves four versions, each of which shows more of it.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

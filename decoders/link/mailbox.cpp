@@ -5,7 +5,7 @@
 #include <clocale>
 #include <cstring>
 
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

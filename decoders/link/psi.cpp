@@ -1,6 +1,6 @@
 // Records of the PSI driver: one failed operation of a link, and the registers of its controller. Three versions of one
 // layout; the first shows fewer of the transmit registers.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

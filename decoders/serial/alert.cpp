@@ -1,5 +1,5 @@
 // Records of the KOR alert engine.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 

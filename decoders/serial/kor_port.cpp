@@ -1,5 +1,5 @@
 // Records of the KOR UART port: three sizes of one layout.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 

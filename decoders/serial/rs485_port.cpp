@@ -1,6 +1,6 @@
 // Records of the RS485 UART port. Version 1 adds the driver's version, counters and two capture blocks, which nobody
 // but the driver can read.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 

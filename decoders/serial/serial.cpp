@@ -1,6 +1,6 @@
 #include "serial.hpp"
 
-#include "proof.hpp"
+#include "language/proof.hpp"
 
 namespace ffdc {
 

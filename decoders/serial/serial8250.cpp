@@ -1,5 +1,5 @@
 // Records of the 8250 serial port: one layout, whatever the version.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {

@@ -1,5 +1,5 @@
 // Records of the TAM UART port. The register block is packed: its words lie at odd offsets.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "serial.hpp"
 
 namespace ffdc {

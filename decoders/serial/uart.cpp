@@ -1,6 +1,6 @@
 // Records of the ULO UART driver. Versions 0 and 1 show the first 72 bytes of the layout, versions 2 to 7 all of it;
 // newer versions hold another, short layout. All end with a dump.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "serial.hpp"
 
 namespace ffdc {

@@ -1,5 +1,5 @@
 // Records of the WEX UART port.
-#include "proof.hpp"
+#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 

@@ -47,7 +47,7 @@ def diagnostics(text):
 
 def reasons_of_the_language():
     """What core/ can say against a table: its literals that are sentences, but for limits that no table comes near."""
-    text = "".join((core / name).read_text() for name in ("field.hpp", "row.hpp", "packing.hpp", "proof.hpp"))
+    text = "".join(path.read_text() for room in ("language", "packing") for path in (core / room).iterdir())
     sentences = re.findall(r'"([a-z%][^"\\]* [^"\\]*)"', text)
     return {s for s in sentences if "table has" not in s and "table have" not in s}
 

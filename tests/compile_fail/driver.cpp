@@ -1,8 +1,8 @@
 // A decoder as any other, and behind its lines the mistakes that are made in them: check.py puts each of them, by itself,
 // in the place of the line above it. The compiler's first ten lines must show the row, or where it stands, and the
 // reason in front of the bar.
-#include "proof.hpp"
-#include "report.hpp"
+#include "language/proof.hpp"
+#include "engine/report.hpp"
 
 namespace ffdc {
 namespace {

@@ -1,7 +1,8 @@
 // What a table cannot say, each above the same table without the mistake. Compiled twice by check.py: with WRONG every
 // case must be refused for the reason that it gives, without WRONG all of it must compile. The mistakes that are made
 // most are in driver.cpp.
-#include "proof.hpp"
+#include "language/proof.hpp"
+#include "packing/pack.hpp"
 
 #define ROWS(...) __VA_ARGS__
 #ifdef WRONG

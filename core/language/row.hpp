@@ -1,5 +1,5 @@
 // The table language of the decoders. A Row is one printf-like format and the field that feeds it; both are checked
-// against each other when the table is compiled. Rows exist at compile time only: packing.hpp packs them.
+// against each other when the table is compiled. Rows exist at compile time only: packing/ packs them.
 #pragma once
 
 #include <algorithm>
@@ -114,6 +114,43 @@ private:
         return nullptr;
     }
 };
+
+inline constexpr std::string_view invalid_longest = "INVALID (0xffffffff)";
+
+// Characters that one conversion can print; without `any_number`, of a number that has a name.
+constexpr std::size_t longest(const Field& f, const Conversion& c, bool any_number) {
+    const auto size = [](const char* s) { return std::string_view(s).size(); };
+    const bool is_signed = f.kind == Field::Kind::signed_number;
+    std::size_t n = 0;
+    switch (f.shown) {
+        case Field::Shown::fixed: n = size(f.set); break;
+        case Field::Shown::choice: n = std::max(size(f.set), size(f.clear)); break;
+        case Field::Shown::name:
+            for (const char* name : f.names.list) n = std::max(n, size(name));
+            if (any_number) n = std::max(n, f.names.otherwise ? size(f.names.otherwise) : invalid_longest.size());
+            break;
+        case Field::Shown::itself:
+            if (f.kind == Field::Kind::text) {
+                n = f.width;
+            } else if (c.kind == 'p') {
+                n = 10;
+            } else if (c.kind == 'd' || c.kind == 'u') {
+                if (f.kind == Field::Kind::flag) {
+                    n = 1;
+                } else {
+                    switch (f.bytes()) {
+                        case 1: n = 3; break;
+                        case 2: n = is_signed ? 6 : 5; break;
+                        case 4: n = c.kind == 'd' ? 11 : 10; break;
+                        default: n = 20;
+                    }
+                }
+            } else {
+                n = (is_signed && f.bytes() < 4 ? 8 : 2 * f.bytes()) + (c.prefix ? 2 : 0);
+            }
+    }
+    return std::max({n, c.width, c.precision});
+}
 
 // The heading of a group: its text, and the name under which the values that follow are known.
 struct Group {

@@ -88,7 +88,7 @@ private:
     }
     // The only place where a number becomes narrower.
     template <typename Narrow>
-    constexpr Narrow narrow(std::uint64_t n, const char* reason) {
+    constexpr Narrow narrow(std::uint64_t n, const char* reason = "a table has no room for it") {
         if (!std::in_range<Narrow>(n)) refuse(reason);
         return static_cast<Narrow>(n);
     }
@@ -199,10 +199,11 @@ private:
         const Field& f = row_->field;
         if (f.kind == Field::Kind::area) refuse("an area is dumped by itself");
         const auto begin = place(at + f.first_byte());
+        if (fault.reason) return;
         const Show show = c.kind == 0 ? Show::nothing : show_of(f, c);
         add_op(show == Show::hex4
                    ? Op::run(begin)
-                   : Op::value(begin, show, load_of(f), narrow<std::uint8_t>(f.bits(), ""), argument(show, c)));
+                   : Op::value(begin, show, load_of(f), narrow<std::uint8_t>(f.bits()), argument(show, c)));
         literals_.insert(literals_.end(), hole_of(show), ' ');
         if (c.kind != 0) longest_ += longest(f, c, true);
         extent_ = std::max(extent_, at + f.width);
@@ -217,7 +218,7 @@ private:
             case Show::choice:
             case Show::fixed:
                 return narrow<std::uint8_t>(names_index(c.width), "a table has at most 256 sets of names");
-            default: return narrow<std::uint8_t>(c.width | (c.zero ? Op::zero : 0) | (c.prefix ? Op::prefix : 0), "");
+            default: return narrow<std::uint8_t>(c.width | (c.zero ? Op::zero : 0) | (c.prefix ? Op::prefix : 0));
         }
     }
 
@@ -273,9 +274,9 @@ private:
                          .group = narrow<std::uint8_t>(groups.index_of(group), "a table has at most 256 groups"),
                          .indexed = f.count > 1 && !row.names_elements(),
                          .size = narrow<std::uint8_t>(f.width, "a text has at most 255 characters"),
-                         .back = narrow<std::uint8_t>(f.first_byte(), ""),
-                         .kind = narrow<std::uint8_t>(kind_of(f, c), ""),
-                         .shown = narrow<std::uint8_t>(condition ? 0 : c.shown(), "a conversion is at most 31 wide")};
+                         .back = narrow<std::uint8_t>(f.first_byte()),
+                         .kind = narrow<std::uint8_t>(kind_of(f, c)),
+                         .shown = narrow<std::uint8_t>(condition ? 0 : c.shown())};
         const auto known = std::find(labels.begin(), labels.end(), l);
         const auto index = static_cast<std::size_t>(known - labels.begin());
         if (known == labels.end()) labels.push_back(l);

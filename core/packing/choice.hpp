@@ -1,48 +1,11 @@
 // How a field is loaded, shown and called: which op a conversion of it becomes.
 #pragma once
 
+#include "language/row.hpp"
 #include "packed.hpp"
-#include "row.hpp"
 #include "tavi_ffdc.h"
 
 namespace ffdc::packing {
-
-constexpr std::string_view invalid_longest = "INVALID (0xffffffff)";
-
-// Characters that one conversion can print; without `any_number`, of a number that has a name.
-constexpr std::size_t longest(const Field& f, const Conversion& c, bool any_number) {
-    const auto size = [](const char* s) { return std::string_view(s).size(); };
-    const bool is_signed = f.kind == Field::Kind::signed_number;
-    std::size_t n = 0;
-    switch (f.shown) {
-        case Field::Shown::fixed: n = size(f.set); break;
-        case Field::Shown::choice: n = std::max(size(f.set), size(f.clear)); break;
-        case Field::Shown::name:
-            for (const char* name : f.names.list) n = std::max(n, size(name));
-            if (any_number) n = std::max(n, f.names.otherwise ? size(f.names.otherwise) : invalid_longest.size());
-            break;
-        case Field::Shown::itself:
-            if (f.kind == Field::Kind::text) {
-                n = f.width;
-            } else if (c.kind == 'p') {
-                n = 10;
-            } else if (c.kind == 'd' || c.kind == 'u') {
-                if (f.kind == Field::Kind::flag) {
-                    n = 1;
-                } else {
-                    switch (f.bytes()) {
-                        case 1: n = 3; break;
-                        case 2: n = is_signed ? 6 : 5; break;
-                        case 4: n = c.kind == 'd' ? 11 : 10; break;
-                        default: n = 20;
-                    }
-                }
-            } else {
-                n = (is_signed && f.bytes() < 4 ? 8 : 2 * f.bytes()) + (c.prefix ? 2 : 0);
-            }
-    }
-    return std::max({n, c.width, c.precision});
-}
 
 constexpr Load load_of(const Field& f) {
     if (f.kind == Field::Kind::bcd) return Load::bcd;

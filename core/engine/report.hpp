@@ -5,8 +5,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "layouts.hpp"
-#include "packing.hpp"
+#include "language/layouts.hpp"
+#include "packing/pack.hpp"
 #include "tavi_ffdc.h"
 
 namespace ffdc {

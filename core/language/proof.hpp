@@ -5,7 +5,7 @@
 #include <initializer_list>
 
 #include "layouts.hpp"
-#include "packing.hpp"
+#include "row.hpp"
 
 namespace ffdc {
 
@@ -154,7 +154,7 @@ consteval std::size_t longest_text(Table rows, std::size_t layout) {
             for (const Conversion& c : row.format.conversions())
                 total += c.literal + (c.kind == 's' && !row.names.empty()
                                           ? std::max(std::string_view(row.names[name++]).size(), std::size_t{c.width})
-                                          : packing::longest(row.field, c, false));
+                                          : longest(row.field, c, false));
             total += row.format.tail;
         }
     });
