@@ -70,7 +70,8 @@ def fate(mutant, work):
         objects = [str(o) for o in (build / "CMakeFiles" / "tavi_ffdc_objects.dir").rglob("*.o")
                    if o.stem not in [source.name for source in changed]]
         library = str(folder / "libtavi_ffdc.so")
-        link = ["gcc", "-shared", "-Wl,-soname,libtavi_ffdc.so", f"-Wl,--version-script={root}/core/records/exports.map"]
+        link = ["gcc", "-shared", "-Wl,-soname,libtavi_ffdc.so",
+                f"-Wl,--version-script={root}/core/records/exports.map"]
         subprocess.run([*link, *objects, *map(str, folder.glob("*.o")), "-o", library], check=True, capture_output=True)
         # The build's own library stands in the run path; the environment comes first only with a preload.
         run = subprocess.run([str(build / "tests" / "library_test"), "--source-file=*golden.cpp"],

@@ -98,6 +98,43 @@ struct Observer {
 
 struct Driver;
 
+// Where the layouts have something.
+class Places {
+public:
+    consteval Places(const Offsets& offsets) : all_alike_(offsets.columns() == 1) {
+        refuse("", offsets.wrong());
+        for (std::size_t i = 0; i < max_layouts; ++i)
+            at_[i] = offsets.present(i) ? static_cast<std::uint16_t>(offsets[i]) : nowhere;
+    }
+    // In a layout; or `no`. Inlined, or the library would carry all places of what is at the same in all layouts.
+    [[gnu::always_inline]] constexpr int in(std::size_t layout) const {
+        const std::uint16_t at = at_[all_alike_ ? 0 : layout];
+        return at == nowhere ? no : at;
+    }
+
+private:
+    static constexpr std::uint16_t nowhere = 0xffff;
+    std::uint16_t at_[max_layouts];
+    bool all_alike_;
+};
+
+// A number for a condition: all of a field, or what a mask or a bit keeps of it.
+struct Peeked {
+    Places at;
+    std::uint8_t width;
+    bool is_flag;
+    std::uint64_t mask;
+
+    consteval Peeked(const Field& f)
+        : at(f.at), width(static_cast<std::uint8_t>(f.width)), is_flag(f.kind == Field::Kind::flag), mask(f.mask) {
+        refuse("", f.wrong);
+        if (!is_flag && !f.is_number()) refuse("", "a condition needs a number or a bit");
+    }
+    [[gnu::always_inline]] constexpr std::uint64_t of(std::uint64_t number) const {
+        return is_flag ? (number & mask) != 0 : number & mask;
+    }
+};
+
 // One rendering of one payload.
 class Report {
 public:
@@ -132,7 +169,7 @@ public:
             else if (const int at = place<piece>(); at != no)
                 run(packed<piece.table>.head, groups_of<piece>(), static_cast<std::size_t>(at));
         } else if constexpr (requires { piece.field; }) {
-            static_assert(piece.field.kind == Field::Kind::area, "a row by itself is one of bytes");
+            static_assert(piece.verdict() && piece.field.kind == Field::Kind::area, "a row by itself is one of bytes");
             if (const int at = place<piece>(); at != no)
                 dump(static_cast<std::size_t>(at), piece.field.width, Key(piece.label));
         } else if constexpr (requires { piece.rows; }) {
@@ -145,11 +182,11 @@ public:
     template <const auto& piece>
     int place() const {
         if constexpr (requires { piece.base; }) {
-            static constexpr Offsets at = piece.base;
-            return offset(at);
+            static constexpr Places at = piece.base;
+            return at.in(layout);
         } else {
-            static constexpr Offsets at = piece.field.at;
-            return offset(at);
+            static constexpr Places at = piece.field.at;
+            return at.in(layout);
         }
     }
     // A piece of text, or several.
@@ -162,6 +199,7 @@ public:
     using Say = std::string_view (*)(std::int32_t number, char* buffer, std::size_t room);
     template <const Row& row>
     void put_value(Say say) {
+        static_assert(row.verdict() && row.field.whole() && row.field.width == sizeof(std::int32_t));
         if (const int at = place<row>(); at != no)
             put_value(say, static_cast<std::size_t>(at), row.field.width, Key(row.label));
     }
@@ -173,12 +211,10 @@ public:
     // Whether there is a text; else only an observer is told.
     bool prints() const { return !observer || observer->annotates; }
 
-    // The number of a field, of which a mask or a bit keeps a part; 0 when it is missing. Inlined, or the library would
-    // carry the field.
-    [[gnu::always_inline]] std::uint64_t peek(const Field& field) const {
-        const int place = offset(field.at);
-        if (place == no) return 0;
-        return field.of(number_at(static_cast<std::size_t>(place), field.width));
+    // The number of a field; 0 when it is missing. Inlined, as the places are.
+    [[gnu::always_inline]] std::uint64_t peek(const Peeked& field) const {
+        const int place = field.at.in(layout);
+        return place == no ? 0 : field.of(number_at(static_cast<std::size_t>(place), field.width));
     }
 
     // For decoders that show nothing of a payload of another size than the layout's: false then, and all is said.
@@ -200,10 +236,6 @@ public:
 private:
     bool closed_ = false;
 
-    // Of one of them, or `no`. Inlined, or the library would carry them.
-    [[gnu::always_inline]] int offset(const Offsets& at) const {
-        return static_cast<int>(at[at.columns() == 1 ? 0 : layout]);
-    }
     template <const auto&... piece>
     void print_each(const Pieces<piece...>&) {
         (print<piece>(), ...);

@@ -103,10 +103,6 @@ struct Field {
         return byte;
     }
     constexpr std::uint64_t bits() const { return whole() ? 0xff : mask >> 8 * (width - 1 - first_byte()); }
-    // What a mask or a bit keeps of the number.
-    constexpr std::uint64_t of(std::uint64_t number) const {
-        return kind == Kind::flag ? (number & mask) != 0 : number & mask;
-    }
 };
 
 consteval Field field(Offsets at, Field::Kind kind, int width, int count = 1) {

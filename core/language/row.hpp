@@ -209,6 +209,7 @@ struct Row {
     constexpr Verdict refused(const char* reason) const {
         return {section.group ? section.group : *format.text ? format.text : label, reason};
     }
+    consteval Verdict verdict() const { return refused(wrong); }
     constexpr Verdict refused(const char* reason, std::size_t byte) const {
         Verdict verdict = refused(reason);
         verdict.byte = static_cast<int>(byte);

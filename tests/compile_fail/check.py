@@ -54,8 +54,8 @@ def reasons_of_the_language():
 
 def mistakes():
     """Of driver.cpp: the line, the reason, the byte that is to be named or None, and what is wrong in its place."""
-    lines = (here / "driver.cpp").read_text().split("\n")
-    for number, line in enumerate(lines):
+    at = 0
+    for number, line in enumerate((here / "driver.cpp").read_text().split("\n")):
         if match := re.match(r" *// (.+?)(?: \(byte (\d+)\))? \| (.*)", line):
             yield at, *match.groups()
         else:
@@ -84,7 +84,8 @@ with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as threads:
     right = [threads.submit(compile_tables, path) for path in (source, here / "driver.cpp")]
     all_wrong = threads.submit(compile_tables, source, "-DWRONG", *(["-ferror-limit=0"] if clang else []))
     said = [failure for failure in threads.map(make_mistake, mistakes()) if failure]
-failures += ["the right tables do not compile:\n" + r.result().stderr for r in right if r.result().returncode != 0] + said
+failures += ["the right tables do not compile:\n" + r.result().stderr for r in right if r.result().returncode != 0]
+failures += said
 
 errors = [d for d in diagnostics(all_wrong.result().stderr) if ": error: " in d]
 for table, reason, lines in cases():

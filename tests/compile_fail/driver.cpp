@@ -1,9 +1,10 @@
-// A decoder as any other, and behind its lines the mistakes that are made in them: check.py puts each of them, by itself,
+// A decoder as any other, and behind its lines the mistakes that are made in them. check.py puts each of them, alone,
 // in the place of the line above it. The compiler's first ten lines must show the row, or where it stands, and the
-// reason in front of the bar.
-#include "language/proof.hpp"
+// reason, which stands before the bar.
 #include "engine/report.hpp"
+#include "language/proof.hpp"
 
+// clang-format off
 namespace ffdc {
 namespace {
 

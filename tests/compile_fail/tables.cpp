@@ -1,8 +1,8 @@
 // What a table cannot say, each above the same table without the mistake. Compiled twice by check.py: with WRONG every
 // case must be refused for the reason that it gives, without WRONG all of it must compile. The mistakes that are made
 // most are in driver.cpp.
+#include "engine/report.hpp"
 #include "language/proof.hpp"
-#include "packing/pack.hpp"
 
 #define ROWS(...) __VA_ARGS__
 #ifdef WRONG
@@ -81,7 +81,11 @@ CASE(high_mask, "a mask selects bits of the lowest byte",
 CASE(high_bit_of_a_long_number, "the bit lies outside its number",
      ({"bit %d\n", bit(64, u64(0))}),
      ({"bit %d\n", bit(63, u64(0))}));
-static_assert(bit(9, u16(0)).of(0x0200) == 1 && masked(0x0f, u8(0)).of(0x3c) == 0x0c && u64(0).of(~0ull) == ~0ull);
+static_assert(Peeked(bit(9, u16(0))).of(0x0200) == 1 && Peeked(masked(0x0f, u8(0))).of(0x3c) == 0x0c);
+static_assert(Peeked(u64(0)).of(~0ull) == ~0ull);
+CASE_OF(text_as_a_condition, "a condition needs a number or a bit",
+     ({u8(0), Peeked(text(0, 4)).is_flag ? "flag" : "text"}),
+     ({u8(0), Peeked(u32(0)).is_flag ? "flag" : "text"}));
 
 // ---- A row: its format and its field ----
 CASE(wide_prefix, "a prefix goes without a width",
