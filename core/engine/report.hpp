@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "language/fault.hpp"
 #include "language/layouts.hpp"
 #include "packing/pack.hpp"
 #include "tavi_ffdc.h"

@@ -9,30 +9,12 @@
 #include <span>
 #include <utility>
 
+#include "fault.hpp"
+
 namespace ffdc {
 
 inline constexpr int max_layouts = 5;
 inline constexpr int no = -1;  // in an offset column: this layout lacks the field
-
-// Never defined: what reaches it does not compile, and the compiler shows row, reason and byte.
-[[noreturn]] void table_error(const char* row, const char* reason, int byte);
-
-constexpr void refuse(const char* row, const char* reason, int byte = -1) {
-    if (reason) table_error(row, reason, byte);
-}
-
-// What is wrong with a table, if anything is. Whoever looks for mistakes returns the first one as a value, and the
-// static_assert above him refuses it: so compilers show what is in here, rather than how it was found.
-struct Verdict {
-    const char* row = nullptr;
-    const char* reason = nullptr;  // null: nothing is wrong
-    int byte = -1;                 // of the layout, where one is to blame
-
-    consteval operator bool() const {
-        refuse(row, reason, byte);
-        return true;
-    }
-};
 
 constexpr std::uint64_t all_bits(std::size_t bytes) { return ~std::uint64_t{0} >> (64 - 8 * bytes); }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <initializer_list>
 
+#include "fault.hpp"
 #include "layouts.hpp"
 #include "row.hpp"
 
