@@ -1,5 +1,4 @@
-// A program that defines names of the library itself, with other meanings. Linked with golden.cpp: the texts stay the
-// same.
+// A program that defines names of the library itself, with other meanings. The texts of golden.cpp stay the same.
 #include <dlfcn.h>
 #include <doctest/doctest.h>
 

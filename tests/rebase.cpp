@@ -6,10 +6,8 @@
 
 int main() {
     for (const Golden& g : goldens()) {
-        const std::string text = [&] {
-            const Capture silence;
-            return decoded(*g.driver, g.version, g.payload.data(), static_cast<int>(g.payload.size()));
-        }();
+        std::string text;
+        written_by([&] { text = decoded(*g.driver, g.version, g.payload.data(), static_cast<int>(g.payload.size())); });
         if (text == g.text) continue;
         const std::string path = g.text_file.string();
         std::filesystem::rename(path, path + "~");
