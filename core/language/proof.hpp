@@ -123,13 +123,15 @@ struct Bytes {
 consteval Verdict unshown(Table rows, Sizes sizes, std::size_t layout, Bytes listed) {
     if (listed.fault.reason) return listed.fault;
     if (fault_of(rows).reason) return {};  // which sound() says
-    std::array<const Row*, max_layout> shown{};
+    Verdict verdict;  // first what a row is to blame for
+    std::array<bool, max_layout> shown{};
     each_element(rows, layout, [&](const Element& e) {
-        for (std::size_t at = e.at; at < std::min(e.at + e.row.field.width, max_layout); ++at) shown[at] = &e.row;
+        for (std::size_t at = e.at; at < std::min(e.at + e.row.field.width, max_layout); ++at) {
+            shown[at] = true;
+            if (listed.in[at] && !verdict.reason) verdict = e.row.refused("the byte is listed as not shown", at);
+        }
     });
-    // First what a row is to blame for.
-    for (std::size_t at = 0; at < max_layout; ++at)
-        if (listed.in[at] && shown[at]) return shown[at]->refused("the byte is listed as not shown", at);
+    if (verdict.reason) return verdict;
     for (std::size_t at = 0; at < max_layout; ++at) {
         const bool inside = at < sizes.size[layout];
         if (listed.in[at] && !inside)
