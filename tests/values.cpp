@@ -144,7 +144,7 @@ std::string list_flaw(const std::vector<Value>& values, const std::uint8_t* reco
             if (covered[i] == 2 || (covered[i] == 1 && own == 2)) return flaw_of("run overlaps a value");
             covered[i] = own == 2 ? 2 : 1;
             shift -= 8;
-            had[i] |= whole ? 0xff : static_cast<std::uint8_t>(v.mask >> shift);
+            had[i] = static_cast<std::uint8_t>(had[i] | (whole ? 0xff : v.mask >> shift));
         }
         if (v.missing) continue;
         if (const std::string flaw = value_flaw(v, record); !flaw.empty()) return flaw_of(flaw + ": " + v.text);

@@ -123,7 +123,8 @@ struct Bytes {
 consteval Verdict unshown(Table rows, Sizes sizes, std::size_t layout, Bytes listed) {
     if (listed.fault.reason) return listed.fault;
     if (fault_of(rows).reason) return {};  // which sound() says
-    Verdict verdict;  // first what a row is to blame for
+    // First what a row is to blame for.
+    Verdict verdict;
     std::array<bool, max_layout> shown{};
     each_element(rows, layout, [&](const Element& e) {
         for (std::size_t at = e.at; at < std::min(e.at + e.row.field.width, max_layout); ++at) {
