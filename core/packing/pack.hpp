@@ -297,11 +297,11 @@ struct PackedGroups {
 };
 
 // How much there is of each part.
-struct Sizes {
+struct Counts {
     std::size_t layouts, ops, values, labels, names, chunks, text, keys, groups, group_keys;
 };
 struct Measure {
-    Sizes sizes;
+    Counts counts;
     Verdict fault;
 
     consteval Verdict sound() const { return fault; }
@@ -317,22 +317,22 @@ template <const auto& rows>
 struct Measured {
     static constexpr Measure measured = measure(rows);
     static_assert(measured.sound());
-    static constexpr Sizes sizes = measured.sizes;
+    static constexpr Counts counts = measured.counts;
 };
 
-template <Sizes sizes>
-requires(sizes.keys != 0)  // as they always are, but with sizes that the compiler has refused
+template <Counts counts>
+requires(counts.keys != 0)  // as they always are, but with counts that the compiler has refused
     struct Packed {
     Head head;
-    std::array<Layout, sizes.layouts> layouts;
-    std::array<Op, sizes.ops> ops;
-    std::array<std::uint8_t, sizes.values> label_of;
-    std::array<Label, sizes.labels> labels;
-    std::array<PackedNames, sizes.names> names;
-    std::array<std::uint16_t, sizes.chunks> chunks;
-    PackedGroups<sizes.groups, sizes.group_keys> groups;
-    std::array<char, sizes.text> text;
-    std::array<char, sizes.keys> keys;
+    std::array<Layout, counts.layouts> layouts;
+    std::array<Op, counts.ops> ops;
+    std::array<std::uint8_t, counts.values> label_of;
+    std::array<Label, counts.labels> labels;
+    std::array<PackedNames, counts.names> names;
+    std::array<std::uint16_t, counts.chunks> chunks;
+    PackedGroups<counts.groups, counts.group_keys> groups;
+    std::array<char, counts.text> text;
+    std::array<char, counts.keys> keys;
 
     consteval explicit Packed(const Draft& d)
         : head{}, layouts{}, ops{}, label_of{}, labels{}, names{}, chunks{}, groups(d.groups), text{}, keys{} {
@@ -345,25 +345,19 @@ requires(sizes.keys != 0)  // as they always are, but with sizes that the compil
         std::copy(d.chunks.begin(), d.chunks.end(), chunks.begin());
         std::copy(d.text.begin(), d.text.end(), text.begin());
         std::copy(d.keys.begin(), d.keys.end(), keys.begin());
-        head = {sizes.layouts,
-                offsetof(Packed, layouts),
-                offsetof(Packed, ops),
-                offsetof(Packed, label_of),
-                offsetof(Packed, labels),
-                offsetof(Packed, names),
-                offsetof(Packed, chunks),
-                offsetof(Packed, text),
-                offsetof(Packed, keys),
-                offsetof(Packed, groups)};
+        head = {
+            counts.layouts,           offsetof(Packed, layouts), offsetof(Packed, ops),    offsetof(Packed, label_of),
+            offsetof(Packed, labels), offsetof(Packed, names),   offsetof(Packed, chunks), offsetof(Packed, text),
+            offsetof(Packed, keys),   offsetof(Packed, groups)};
     }
 };
 
-consteval Sizes measure_groups(const Section& s) {
+consteval Counts measure_groups(const Section& s) {
     const GroupsDraft d(s.rows(), s.group);
-    Sizes sizes{};
-    sizes.groups = d.at.size();
-    sizes.group_keys = d.keys.size();
-    return sizes;
+    Counts counts{};
+    counts.groups = d.at.size();
+    counts.group_keys = d.keys.size();
+    return counts;
 }
 template <const auto& placed>
 inline constexpr PackedGroups<measure_groups(placed).groups, measure_groups(placed).group_keys> groups_of_placed =
@@ -372,7 +366,7 @@ inline constexpr PackedGroups<measure_groups(placed).groups, measure_groups(plac
 }  // namespace packing
 
 template <const auto& rows>
-inline constexpr auto packed = packing::Packed<packing::Measured<rows>::sizes>(packing::Draft(Table(rows)));
+inline constexpr auto packed = packing::Packed<packing::Measured<rows>::counts>(packing::Draft(Table(rows)));
 
 // The groups of a table that is printed inside another group.
 template <const auto& placed>
