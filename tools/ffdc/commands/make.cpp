@@ -34,12 +34,7 @@ struct Wrong {
 // Where a value lies, and what it is called there.
 struct Place : Value {
     explicit Place(const dd_ffdc_value& v) : Value(v, {}, {}) {}
-    bool is(const dd_ffdc_value& v) const { return v.name == name && v.group == group && v.index == index; }
     bool is_number() const { return kind != DD_FFDC_TEXT && kind != DD_FFDC_BYTES; }
-    // Of a byte of it.
-    std::uint8_t bits(std::size_t i) const {
-        return is_number() ? static_cast<std::uint8_t>(mask >> 8 * (size - 1 - i)) : 0xff;
-    }
 };
 
 // The places of all values that records of one type, version and size may have: as much as has been asked for.

@@ -11,17 +11,12 @@ std::string range(const dd_ffdc_versions& v) {
     return std::to_string(v.first) + (v.last == v.first ? "" : "-" + std::to_string(v.last));
 }
 
-bool same_place(const Value& a, const Value& b) {
-    return a.name == b.name && a.group == b.group && a.index == b.index && a.offset == b.offset;
-}
-
 // 0 where a value has its bits alone, null where others have them, too, and for the header, which follows from the
 // rest.
 std::vector<Value> blank(std::vector<Value> values, std::size_t size) {
     std::vector<std::uint8_t> once(size), more(size);  // bits that values have
     const auto each_byte = [](const Value& v, auto&& use) {
-        for (std::size_t i = 0; i < v.size; ++i)
-            use(v.offset + i, v.mask == 0 ? 0xffu : static_cast<unsigned>(v.mask >> 8 * (v.size - 1 - i) & 0xff));
+        for (std::size_t i = 0; i < v.size; ++i) use(v.offset + i, v.bits(i));
     };
     for (const Value& v : values)
         each_byte(v, [&](std::size_t i, unsigned bits) {
@@ -47,10 +42,11 @@ int templates(Session& s) {
             std::vector<Value> values;
             each_possible_value(type, version, size, true, [&](const dd_ffdc_value& told) {
                 const Value v(told, {}, {});
-                const auto is_known = [&](const Value& known) { return same_place(known, v); };
+                const auto is_known = [&](const Value& known) { return known.is(v); };
                 if (v.kind != DD_FFDC_UNSHOWN && std::ranges::none_of(values, is_known)) values.push_back(v);
             });
-            if (!std::ranges::equal(values, before, same_place)) put_template(s, type, version, blank(values, size));
+            if (!std::ranges::equal(values, before, &Value::is<Value>))
+                put_template(s, type, version, blank(values, size));
             before = values;
             any = true;
         });

@@ -230,6 +230,7 @@ void each_possible_value(int type, unsigned version, std::size_t size, bool thor
 void each_layout(int type, const std::function<void(unsigned version, std::size_t size)>& visit) {
     dd_ffdc_versions row;
     for (std::size_t n = 0; dd_ffdc_layout_row(type, n, &row); ++n)
+        // Versions that share a layout may show more and more of it.
         for (unsigned version = row.first; version <= std::min(row.last, row.first + 11); ++version)
             visit(version, DD_FFDC_HEADER_SIZE + row.size);
 }

@@ -41,6 +41,15 @@ struct Value {
     bool has_number() const {
         return !missing && kind != DD_FFDC_TEXT && kind != DD_FFDC_BYTES && kind != DD_FFDC_UNSHOWN;
     }
+    // Which bits of its byte `i` it is.
+    std::uint8_t bits(std::size_t i) const {
+        return mask == 0 ? 0xff : static_cast<std::uint8_t>(mask >> 8 * (size - 1 - i));
+    }
+    // Whether that is the same value of a record, or of another one like it.
+    template <typename Other>
+    bool is(const Other& v) const {
+        return v.name == name && v.group == group && v.index == index && v.offset == offset;
+    }
     bool is_unsigned_64() const { return size == 8 && kind != DD_FFDC_SIGNED; }
     std::string key() const;          // "master.slave.sisc", "tx_data[3]"
     std::string number_text() const;  // decimal; "" for texts and bytes
