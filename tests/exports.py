@@ -1,7 +1,8 @@
-"""What the shared library shows to the world: exports.py LIBRARY SOURCE_DIR NM READELF [--plain] COMPILER...
+"""What the shared library shows to the world: exports.py LIBRARY ARCHIVE SOURCE_DIR NM READELF [--plain] COMPILER...
 
 Its exported names are those that the public header declares; it needs libc alone, asks for memory in one
 way only, and nothing in its text is relocated (--plain: a build without instruments); the header compiles by itself.
+In its archive, the linker merges nothing that belongs to one file.
 """
 import os
 import pathlib
@@ -10,7 +11,7 @@ import shutil
 import subprocess
 import sys
 
-library, source, nm, readelf, *rest = sys.argv[1:]
+library, archive, source, nm, readelf, *rest = sys.argv[1:]
 plain = "--plain" in rest
 compilers = {c for c in [*rest, "gcc", "g++", "clang", "clang++"] if c != "--plain" and shutil.which(c)}
 header = pathlib.Path(source) / "include" / "tavi_ffdc.h"
@@ -46,6 +47,10 @@ def declared():
 exported = declared()
 # A sanitizer marks what is exported with a name of its own.
 expect("exported", {name for name in symbols("--defined-only") if not name.startswith("__odr_asan.")}, exported)
+
+# A name of an anonymous namespace means something else in each object file: merged, one file would work with another's.
+expect("merged names of anonymous namespaces",
+       set(re.findall(r"^\w* [uVW] (\w*_GLOBAL__N_\w*)$", output(nm, archive), re.M)), set())
 
 dynamic = output(readelf, "-d", library)
 expect("soname", re.findall(r"soname: \[(.*?)\]", dynamic), ["libtavi_ffdc.so"])

@@ -119,6 +119,16 @@ private:
     bool all_alike_;
 };
 
+// Where the layouts have a section that was placed, or the field of a row.
+template <const auto& piece>
+static constexpr Places places_of = [] {
+    if constexpr (requires { piece.base; }) {
+        return Places(piece.base);
+    } else {
+        return Places(piece.field.at);
+    }
+}();
+
 // A number for a condition: all of a field, or what a mask or a bit keeps of it.
 struct Peeked {
     Places at;
@@ -162,8 +172,9 @@ public:
     void choose(std::span<const Versions> layouts);
 
     // A table; where the layout has it, a section that was placed, or a row of bytes, raw; or several pieces.
+    // Inlined, as all functions for a table are: their linkage is that of `packed` with g++ 14.
     template <const auto& piece>
-    void print() {
+    [[gnu::always_inline]] void print() {
         if constexpr (requires { piece.table; }) {
             if constexpr (piece.base.columns() == 1 && piece.base[0] == 0)
                 run(packed<piece.table>.head, groups_of<piece>());
@@ -173,7 +184,7 @@ public:
             static_assert(piece.verdict() && piece.field.kind == Field::Kind::area, "a row by itself is one of bytes");
             if (const int at = place<piece>(); at != no)
                 dump(static_cast<std::size_t>(at), piece.field.width, Key(piece.label));
-        } else if constexpr (requires { piece.rows; }) {
+        } else if constexpr (requires { print_each(piece); }) {
             print_each(piece);
         } else {
             run(packed<piece>.head, packed<piece>.head.groups());
@@ -181,14 +192,8 @@ public:
     }
     // Where the layout has a section that was placed, or the field of a row; or `no`.
     template <const auto& piece>
-    int place() const {
-        if constexpr (requires { piece.base; }) {
-            static constexpr Places at = piece.base;
-            return at.in(layout);
-        } else {
-            static constexpr Places at = piece.field.at;
-            return at.in(layout);
-        }
+    [[gnu::always_inline]] int place() const {
+        return places_of<piece>.in(layout);
     }
     // A piece of text, or several.
     template <typename... Piece>
@@ -199,7 +204,7 @@ public:
     // the buffer.
     using Say = std::string_view (*)(std::int32_t number, char* buffer, std::size_t room);
     template <const Row& row>
-    void put_value(Say say) {
+    [[gnu::always_inline]] void put_value(Say say) {
         static_assert(row.verdict() && row.field.whole() && row.field.width == sizeof(std::int32_t));
         if (const int at = place<row>(); at != no)
             put_value(say, static_cast<std::size_t>(at), row.field.width, Key(row.label));
@@ -238,7 +243,7 @@ private:
     bool closed_ = false;
 
     template <const auto&... piece>
-    void print_each(const Pieces<piece...>&) {
+    [[gnu::always_inline]] void print_each(const Pieces<piece...>&) {
         (print<piece>(), ...);
     }
     // The number of `width` bytes; 0 when they are missing.

@@ -298,10 +298,10 @@ consteval Row row_of(Table rows) { return section("", rows, 0); }
 // Pieces that a layout shows together: tables, placed sections, single rows, and pieces again. They are proved as one
 // table, and printed one behind the other, or each by itself under its name.
 template <const auto&... piece>
+static constexpr Row rows_of_pieces[] = {row_of(piece)...};
+template <const auto&... piece>
 struct Pieces {
-    static constexpr Row rows[] = {row_of(piece)...};
-
-    consteval operator Table() const { return rows; }
+    consteval operator Table() const { return rows_of_pieces<piece...>; }
 };
 
 // One value of a table in one layout: everything that packing and proofs want to know about it.

@@ -359,18 +359,25 @@ consteval Counts measure_groups(const Section& s) {
     counts.group_keys = d.keys.size();
     return counts;
 }
+template <const auto& rows>
+consteval auto pack() {
+    return Packed<Measured<rows>::counts>(Draft(Table(rows)));
+}
+
+// Internal linkage (static, not inline) for whatever depends on a table: g++ 14 makes instances for tables of an
+// anonymous namespace global, and the linker would keep one of all tables that have the same name.
 template <const auto& placed>
-inline constexpr PackedGroups<measure_groups(placed).groups, measure_groups(placed).group_keys> groups_of_placed =
+static constexpr PackedGroups<measure_groups(placed).groups, measure_groups(placed).group_keys> groups_of_placed =
     GroupsDraft(placed.rows(), placed.group);
 
 }  // namespace packing
 
 template <const auto& rows>
-inline constexpr auto packed = packing::Packed<packing::Measured<rows>::counts>(packing::Draft(Table(rows)));
+static constexpr auto packed = packing::pack<rows>();
 
 // The groups of a table that is printed inside another group.
 template <const auto& placed>
-constexpr Groups groups_of() {
+[[gnu::always_inline]] constexpr Groups groups_of() {
     return packing::groups_of_placed<placed>.at.data();
 }
 

@@ -41,6 +41,14 @@ inline constexpr auto port_buffer = section<buffer_rows>("buffer", 12);
 inline constexpr Row port_valid_rows[] = {{port_registers_valid, "regs valid"}};
 inline constexpr Pieces<usual_origin, port_buffer, port_valid_rows> port_opening;
 
+// Packed once for all files that print them, not once in each file.
+template <>
+inline constexpr auto packed<buffer_rows> = packing::pack<buffer_rows>();
+template <>
+inline constexpr auto packed<usual_origin> = packing::pack<usual_origin>();
+template <>
+inline constexpr auto packed<port_valid_rows> = packing::pack<port_valid_rows>();
+
 // The text of the driver's version behind the layout, which opens the line of the return code in newer versions.
 void version_behind(Report& r);
 
