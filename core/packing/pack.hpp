@@ -230,7 +230,8 @@ private:
         for (std::size_t i = 0; i < named_.size(); ++i) {
             const Field& g = named_[i].row->field;
             if (named_[i].width == width && g.shown == f.shown && g.names.list.data() == f.names.list.data() &&
-                g.names.first == f.names.first && equal(g.set, f.set) && equal(g.clear, f.clear))
+                g.names.first == f.names.first && equal(g.names.otherwise, f.names.otherwise) && equal(g.set, f.set) &&
+                equal(g.clear, f.clear))
                 return i;
         }
         named_.push_back({row_, width});

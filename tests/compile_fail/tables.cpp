@@ -183,6 +183,15 @@ CASE_OF(lost_blank, "longest_text",
      ({"mnr          %d\n", u8(32)}));
 static_assert(longest_text(lost_blank, 0) == 17);
 
+// ---- What is packed once ----
+constexpr Row names_and_others[] = {{"path %s\n", named({two_names, 0, "unknown"}, u8(0))},
+                                    {"type %s\n", named(two_names, u8(1))},
+                                    {"mode %s\n", named({two_names, 0, "none"}, u8(2))},
+                                    {"kind %s\n", named(two_names, u8(3))}};
+constexpr auto names_of = [](std::size_t row) { return packed<names_and_others>.ops[row].argument(); };
+static_assert(names_of(0) != names_of(1) && names_of(1) != names_of(2) && names_of(0) != names_of(2));
+static_assert(names_of(1) == names_of(3));
+
 // clang-format on
 
 }  // namespace
