@@ -13,7 +13,7 @@ from common import case, codes, dma, fsi, goldens, mbox, record, root, run
 hdma = record("HDMA", *case("hdma", "v256"))
 short = record("FSI", 1, fsi[42:100])
 unknown_type = record(14, 1, b"four")
-late = dma[:28] + bytes.fromhex("5f3c0001ffffffff") + dma[36:54] + (7).to_bytes(4, "big") + dma[58:]  # time, rc
+late = dma[:28] + bytes.fromhex("5f3c000100000100") + dma[36:54] + (7).to_bytes(4, "big") + dma[58:]  # time, rc
 # 0 DMA, 1 HDMA, 2 FSI (short), 3 TYPE_14, 4 damage, 5 MBOX, 6 DMA
 dump = dma + hdma + short + unknown_type + b"no record" + mbox + late
 corpus = b"".join(record(type, version, payload) for type, _, version, payload in goldens())
@@ -57,7 +57,7 @@ class List(unittest.TestCase):
             "3 0x0001dc TYPE_14 1 46 4711 815 5f3c0001:2a unknown_type -".split(),
             "4 0x00020a - - - - - - damaged".split() + ["expected magic ffdcffdc, found 6e6f2072"],
             "5 0x000213 MBOX 4 342 4711 815 5f3c0001:2a ok".split() + [objects(mbox)[0]["cause"]],
-            "6 0x000369 DMA 1 294 4711 815 5f3c0001:ffffffff ok".split() + ["rc 7"],
+            "6 0x000369 DMA 1 294 4711 815 5f3c0001:100 ok".split() + ["rc 7"],
         ])
 
     def test_what_tells_the_cause(self):
@@ -82,7 +82,7 @@ class List(unittest.TestCase):
         table = [
             (("-offset",), "6543210"), (("rc", "-index"), "1065432"), (("-rc", "index"), "5601234"),
             (("size",), "3120654"), (("type", "-time"), "6021534"), (("-time", "type"), "6021534"),
-            (("state", "-size"), "4506123"), (("err_type", "index"), "1023456"),
+            (("state", "-size"), "4506123"), (("err_type", "index"), "1023456"), (("time", "type"), "0215364"),
         ]
         for sort, expected in table:
             with self.subTest(sort):
@@ -107,7 +107,8 @@ class Where(unittest.TestCase):
             (("cause ~ MAGIC",), "4"), (("rc=-305419896",), "01"), (("rc = 0xedcba988",), "01"), (("rc != 7",), "015"),
             (("rc<0",), "015" if rc < 0 else "01"), (("rc > 6", "type=dma"), "6"), (("time>5f3c0001:2b",), "6"),
             (("err_type=" + error["name"].lower(),), "1"), (("err_type = %d" % error["value"],), "1"),
-            (("time=5F3C0001:2A",), "01235"), (("pid=4711", "pid!=4711"), ""), (("hint ~ copy",), "06"),
+            (("time=5F3C0001:0000002A",), "01235"), (("time<5f3c0001:9",), ""), (("pid=4711", "pid!=4711"), ""),
+            (("hint ~ copy",), "06"), (("hint != '=a or b<'",), "06"),
             ((f"src_base={base}",), "06"), ((f"src_base<{base + 1:#x}",), "06"),
             (("header.chained=0",), "012356"), (("file=-", "index<=1"), "01"),
         ]
@@ -146,6 +147,17 @@ class Where(unittest.TestCase):
             (("json", "--where", "pid=0x"), "--where: pid: expected a number, decimal or 0x, found '0x'"),
             (("hex", "--where", "type=dmaa"), "--where: type: expected a code or one of FSI, PSI"),
         ]
+        values = [
+            ("time >= 0x60015180", "two words in hexadecimal", "0x60015180"), ("time > 100", "two words", "100"),
+            ("time < 1:123456789", "two words", "1:123456789"), ("rc == -5", "a value, in quotes", "= -5"),
+            ("rc <> 0", "a value, in quotes", "> 0"), ("rc = -5 or rc = -22", "a value", "-5 or rc = -22"),
+            ("hint =~ stuck.*", "a value, in quotes", r"~ stuck\.\*"), ("write = true", "0 or 1", "true"),
+            ("rc = ETIMEDOUT", "a number", "ETIMEDOUT"), ("offset = x", "a number", "x"), ("pid =", "a value", ""),
+            ("hint ~ 'a' or hint ~ 'b'", "one text in quotes", "'a' or hint ~ 'b'"), ("write < 2", "0 or 1", "2"),
+            ("state = broken", "ok, short, .* or damaged", "broken"),
+        ]
+        table += [(("list", "--where", given), f"--where: {given.split()[0]}: expected {expected}.*, found '{found}'$")
+                  for given, expected, found in values]
         for arguments, message in table:
             with self.subTest(arguments):
                 status, out, err = run(*arguments, input=dump)
@@ -189,7 +201,7 @@ class Csv(unittest.TestCase):
                 of_header = {"size": "", "pid": "", "tgid": "", "time": ""}
                 if header:
                     of_header = {key: str(header[key]) for key in ("size", "pid", "tgid")}
-                    of_header["time"] = "%x:%x" % tuple(header["time"])
+                    of_header["time"] = "%08x:%08x" % tuple(header["time"])
                 texts = {key: "" if object[key] is None else str(object[key])
                          for key in ("file", "offset", "index", "type", "version", "state", "cause")}
                 values = {}

@@ -49,16 +49,22 @@ bool parse_number(std::string_view text, Number& number, bool& hex) {
 std::string_view Cell::for_people(Room& room) const {
     return kind == Kind::number && text.empty() ? decimal(number, room) : text;
 }
-std::string_view Cell::for_machines(Room& room) const { return kind == Kind::number ? decimal(number, room) : text; }
+std::string_view Cell::for_machines(Room& room) const {
+    if (kind != Kind::time) return kind == Kind::number ? decimal(number, room) : text;
+    constexpr int digits = 8;
+    for (int i = 0; i <= 2 * digits; ++i)
+        room[i] = i == digits ? ':' : "0123456789abcdef"[number.bits >> 4 * (2 * digits - i - (i < digits)) & 15];
+    return {room, 2 * digits + 1};
+}
 
 std::weak_ordering order(const Cell& a, const Cell& b) {
-    const auto rank = [](const Cell& c) {
-        return c.kind == Cell::Kind::none ? 2 : c.kind == Cell::Kind::number ? 0 : 1;
-    };
+    const auto rank = [](const Cell& c) { return c.kind == Cell::Kind::none ? 2 : c.kind < Cell::Kind::name ? 0 : 1; };
     if (rank(a) != rank(b) || rank(a) == 2) return rank(a) <=> rank(b);
     if (rank(a) == 0) return a.number <=> b.number;
     return compare_letters(a.text, b.text);
 }
+
+constexpr char a_number[] = "a number, decimal or 0x";
 
 // A column of the record itself. What `get` leaves alone is not there.
 struct FixedColumn {
@@ -77,8 +83,8 @@ struct FixedColumn {
         void text(std::string_view text) const {
             if (!text.empty()) cell = {.kind = Cell::Kind::text, .text = text};
         }
-        void name(Number n, std::string_view text) const {
-            cell = {.kind = Cell::Kind::name, .number = n, .text = text};
+        void name(Number n, std::string_view text, Cell::Kind kind = Cell::Kind::name) const {
+            cell = {.kind = kind, .number = n, .text = text};
         }
         std::string_view keep(std::string_view text) const { return columns.keep(text); }
         std::string_view cause() const { return columns.cause(entry, state); }
@@ -87,14 +93,16 @@ struct FixedColumn {
     Column column;
     Need need;
     void (*get)(const Asking& a);
-    bool (*parse)(const std::string& text, Number& number) = nullptr;  // values in conditions of its own form
+    const char* expected = a_number;  // of a value in a condition, or null where it may be any text
+    // Returns whether a text is such a value.
+    bool (*parse)(std::string_view text, Number& number, bool& hex) = parse_number;
 };
 
 namespace {
 
 using Asking = FixedColumn::Asking;
 
-bool parse_time(const std::string& text, Number& number) {
+bool parse_time(std::string_view text, Number& number, bool&) {
     std::uint32_t words[2] = {};
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -108,10 +116,17 @@ bool parse_time(const std::string& text, Number& number) {
     return true;
 }
 
+bool parse_state(std::string_view text, Number& number, bool&) {
+    int state = DD_FFDC_OK;
+    while (state <= damaged && compare_letters(text, state_name(state)) != 0) ++state;
+    number = signed_number(state);
+    return state <= damaged;
+}
+
 // Memory that is refused before main ends the program as it does later.
 // NOLINTNEXTLINE(cert-err58-cpp)
 const FixedColumn fixed[] = {
-    {{"file", false, Cut::begin}, Need::entry, [](const Asking& a) { a.text(a.entry.file); }},
+    {{"file", false, Cut::begin}, Need::entry, [](const Asking& a) { a.text(a.entry.file); }, nullptr},
     {{"offset"},
      Need::entry,
      [](const Asking& a) {
@@ -126,8 +141,9 @@ const FixedColumn fixed[] = {
          const char* const name = dd_ffdc_type_name(a.entry.type());
          a.name(signed_number(a.entry.type()), name ? name : a.keep(type_name(a.entry)));
      },
-     [](const std::string& text, Number& number) {
-         number = signed_number(parse_type(text, "--where: type"));
+     "a type",
+     [](std::string_view text, Number& number, bool&) {
+         number = signed_number(parse_type(std::string(text), "--where: type"));
          return true;
      }},
     {{"version", true, Cut::never, true},
@@ -135,7 +151,11 @@ const FixedColumn fixed[] = {
      [](const Asking& a) {
          if (a.entry.has_header()) a.number(signed_number(a.entry.version()));
      }},
-    {{"state"}, Need::state, [](const Asking& a) { a.text(state_name(a.state)); }},
+    {{"state"},
+     Need::state,
+     [](const Asking& a) { a.name(signed_number(a.state), state_name(a.state)); },
+     "ok, short, size_mismatch, unknown_version, unknown_type or damaged",
+     parse_state},
     {{"size", true, Cut::never, true},
      Need::entry,
      [](const Asking& a) {
@@ -157,10 +177,11 @@ const FixedColumn fixed[] = {
          if (!a.entry.has_header()) return;
          const dd_ffdc_hdr& header = a.entry.header();
          a.name(unsigned_number(std::uint64_t{word(header.time[0])} << 32 | word(header.time[1])),
-                a.keep(time_text(header)));
+                a.keep(time_text(header)), Cell::Kind::time);
      },
+     "two words in hexadecimal, such as 5f3c0001:2a",
      parse_time},
-    {{"cause", false, Cut::end}, Need::values, [](const Asking& a) { a.text(a.cause()); }},
+    {{"cause", false, Cut::end}, Need::values, [](const Asking& a) { a.text(a.cause()); }, nullptr},
 };
 
 const FixedColumn* find_fixed(std::string_view name) {
@@ -169,21 +190,20 @@ const FixedColumn* find_fixed(std::string_view name) {
     return found == std::end(fixed) ? nullptr : found;
 }
 
-bool is_plain_number(dd_ffdc_kind kind) {
-    return kind != DD_FFDC_TEXT && kind != DD_FFDC_NAME && kind != DD_FFDC_BYTES && kind != DD_FFDC_UNSHOWN;
-}
+// Bits, one for each enum dd_ffdc_kind.
+using Kinds = unsigned;
+constexpr Kinds only_flag = 1u << DD_FFDC_FLAG, texts = 1u << DD_FFDC_TEXT | 1u << DD_FFDC_NAME | 1u << DD_FFDC_BYTES;
 
-// The keys of all values there are, each with one of its kinds.
-using KnownKeys = std::map<std::string, dd_ffdc_kind>;
+// The keys of all values there are, each with its kinds.
+using KnownKeys = std::map<std::string, Kinds, std::less<>>;
 const KnownKeys& known_keys(bool thorough) {
     static KnownKeys keys[2];
     KnownKeys& known = keys[thorough];
     if (!known.empty()) return known;
-    std::set<std::tuple<const char*, const char*, int>> seen;
+    std::set<std::tuple<const char*, const char*, int, dd_ffdc_kind>> seen;
     each_known_value(thorough, [&](int, unsigned, const dd_ffdc_value& v) {
-        if (v.kind != DD_FFDC_UNSHOWN && seen.emplace(v.group, v.name, v.index).second) {
-            known.emplace(Value(v, {}, {}).key(), v.kind);
-        }
+        if (v.kind != DD_FFDC_UNSHOWN && seen.emplace(v.group, v.name, v.index, v.kind).second)
+            known[Value(v, {}, {}).key()] |= 1u << v.kind;
     });
     return known;
 }
@@ -206,11 +226,24 @@ std::size_t distance(std::string_view a, std::string_view b) {
 // Before the key of a value, where a column of the record itself has the same name.
 constexpr std::string_view payload = "payload.";
 
+std::string_view key_of(std::string_view column) {
+    return column.substr(column.starts_with(payload) ? payload.size() : 0);
+}
+
 [[noreturn]] void no_such_column(const std::string& name, const char* option) {
     std::vector<std::string> known = fixed_columns();
     for (const auto& [key, _] : known_keys(true)) known.push_back(find_fixed(key) ? std::string(payload) + key : key);
     throw Fatal(std::string(option) + ": expected a column, found '" + name + "'; the nearest are " +
                 nearest(name, known));
+}
+
+// The kinds of a value with this key in any layout; `thorough`: also those that few records have.
+Kinds kinds_of(const std::string& column, const char* option, bool thorough = false) {
+    for (const bool all : {thorough, true}) {
+        const KnownKeys& known = known_keys(all);
+        if (const auto found = known.find(key_of(column)); found != known.end()) return found->second;
+    }
+    no_such_column(column, option);
 }
 
 }  // namespace
@@ -242,21 +275,10 @@ Columns::Columns(std::span<const std::string> names, const char* option) {
         for (const std::string_view key : cause_keys) keys_.add(std::string(key));
     for (const std::string& name : names) {
         const FixedColumn* const own = find_fixed(name);
-        dd_ffdc_kind kind = DD_FFDC_UNSIGNED;
-        if (!own) {
-            const std::string key = name.substr(name.starts_with(payload) ? payload.size() : 0);
-            const KnownKeys* known = &known_keys(false);
-            if (!known->contains(key)) known = &known_keys(true);
-            const auto found = known->find(key);
-            if (found == known->end()) no_such_column(name, option);
-            kind = found->second;
-            asked_.push_back({nullptr, keys_.add(key)});
-        } else {
-            asked_.push_back({own, -1});
-        }
+        const bool plain = !own && (kinds_of(name, option) & texts) == 0;
+        asked_.push_back({own, own ? -1 : keys_.add(std::string(key_of(name)))});
         need_ = std::max(need_, own ? own->need : Need::values);
-        headings_.push_back(own ? own->column
-                                : Column{name, is_plain_number(kind), is_plain_number(kind) ? Cut::never : Cut::end});
+        headings_.push_back(own ? own->column : Column{name, plain, plain ? Cut::never : Cut::end});
         for (char& c : headings_.back().name)
             if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
     }
@@ -338,6 +360,8 @@ struct Where::Condition {
     bool is_number = false, is_hex = false;
 
     static Condition parse(const std::string& given, std::string& column);
+    // Throws Fatal unless `text` is what the column may be.
+    void read_value(const std::string& column);
     bool holds(const Cell& cell) const;
 };
 
@@ -365,16 +389,33 @@ Where::Condition Where::Condition::parse(const std::string& given, std::string& 
         throw Fatal("--where: expected COLUMN OP VALUE with OP one of = != < <= > >= ~, found '" + given + "'");
     column = trim(given.substr(0, at));
     Condition condition = {op->second, trim(given.substr(at + op->first.size()))};
-    std::string& value = condition.text;
-    if (value.size() >= 2 && (value[0] == '"' || value[0] == '\'') && value.back() == value[0])
-        value = value.substr(1, value.size() - 2);
-    if (condition.op == Op::contains) return condition;
-    const FixedColumn* const own = find_fixed(column);
-    condition.is_number = own && own->parse ? own->parse(value, condition.number)
-                                            : parse_number(value, condition.number, condition.is_hex);
-    if (!condition.is_number && own && own->column.right)
-        throw Fatal("--where: " + column + ": expected a number, decimal or 0x, found '" + value + "'");
+    condition.read_value(column);
     return condition;
+}
+
+void Where::Condition::read_value(const std::string& column) {
+    const auto refuse = [&](const std::string& expected) {
+        throw Fatal("--where: " + column + ": expected " + expected + ", found '" + text + "'");
+    };
+    const FixedColumn* const own = find_fixed(column);
+    Kinds kinds = own ? 0 : kinds_of(column, "--where");
+    const char quote = text.empty() ? '\0' : text.front();
+    if (quote == '"' || quote == '\'') {
+        if (text.size() < 2 || text.find(quote, 1) != text.size() - 1) refuse("one text in quotes");
+        text = text.substr(1, text.size() - 2);
+    } else if (text.empty() || text.find_first_of("=!<>~") != std::string::npos) {
+        refuse("a value, in quotes where it is empty or holds an operator");
+    }
+    if (op == Op::contains || (own && !own->expected)) return;
+    is_number = own ? own->parse(text, number, is_hex) : parse_number(text, number, is_hex);
+    if (own) {
+        if (!is_number) refuse(own->expected);
+        return;
+    }
+    if (!is_number && (kinds & texts) == 0) kinds = kinds_of(column, "--where", true);
+    const bool is_bit = is_number && !number.large && (number.bits & ~1) == 0;
+    if (kinds == only_flag && !is_bit) refuse("0 or 1");
+    if (!is_number && (kinds & texts) == 0) refuse(a_number);
 }
 
 bool Where::Condition::holds(const Cell& cell) const {

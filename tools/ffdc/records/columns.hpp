@@ -31,7 +31,7 @@ std::string nearest(std::string_view name, std::span<const std::string> known);
 
 // What one column says of one record.
 struct Cell {
-    enum class Kind : std::uint8_t { none, number, name, text };  // a name has a number, too
+    enum class Kind : std::uint8_t { none, number, time, name, text };  // times and names have numbers, too
 
     Kind kind = Kind::none;
     std::uint8_t width = 0;       // bytes of a signed number
@@ -39,8 +39,9 @@ struct Cell {
     Number number = {};
     std::string_view text = {};  // of a number only where people do not see it in decimal
 
-    bool has_number() const { return kind == Kind::number || kind == Kind::name; }
-    // As people see it, and as machines do. A number is written into `room`.
+    bool has_number() const { return kind != Kind::none && kind != Kind::text; }
+    // As people see it, and as machines do: a time so that its text sorts as the time does. Numbers and times are
+    // written into `room`.
     using Room = char[24];
     std::string_view for_people(Room& room) const;
     std::string_view for_machines(Room& room) const;
