@@ -96,6 +96,7 @@ class Make(unittest.TestCase):
         """For every value of a record: its key, the object with another one, the bytes with that, and whether no
         other value has those bits."""
         object, = objects(data)
+        del object["index"]  # many of them are made into one dump
         values = [(*value[:4], [value[4] >> 8 * (value[2] - 1 - i) & 0xff if value[4] else 0xff
                                 for i in range(value[2])]) for value in told(data)]
         owners = {}
@@ -173,6 +174,8 @@ class Make(unittest.TestCase):
             "digits": (of("RTC", 257, clock), small("RTC", 257, 24, ("B", 2, 0xd9), ("B", 11, 0x23))),
             "no layout": ({"type": None, "type_code": 99, "unshown": [{"offset": 45, "bytes": "0aFF"}]},
                           small(99, 0, 5, ("H", 3, 0x0aff))),
+            "nothing in it": ({"type": "DMA", "version": 2, "header": {"time": []}, "payload": {"registers": {}},
+                               "unshown": []}, small("DMA", 2, 260)),
             "a cut record": (of("SPAD", 1, {"return_code": 9}, bytes=50), small("SPAD", 1, 8, ("I", 0, 9))),
             "a wrong size": ({"type": "DRA", "header": {"size": 7}, "bytes": 44}, small("DRA", 0, 2, size=7)),
             "no record": ({"header": None, "bytes": 3, "unshown": [{"offset": 1, "bytes": "fe"}]}, b"\0\xfe\0"),
@@ -183,6 +186,22 @@ class Make(unittest.TestCase):
         dra, end = {"type": "DRA"}, {"type": "DRA", "header": {"chained": 0}}
         made = self.made(dra, dra, end, dra, {"header": None, "bytes": 42}, dra)
         self.assertEqual([made[42 * n + 15] for n in range(6)], [1, 1, 0, 1, 0, 0])
+
+    def test_records_removed_and_added(self):
+        first, last, other = objects(record("DRA", 0, b"", chained=1) + record("DRA", 0, b"") + mbox)
+        note = ("ffdc: -: line %d: header.chained: expected %d, as %s record follows, found %d (the first such record; "
+                "without this key, make sets it)\n")
+        cases = [
+            ([first, last, other], ""), ([first, other], ""), ([last, other | {"file": "x", "index": 0}], ""),
+            ([first], note % (1, 0, "no", 1)), ([last, first], note % (1, 1, "another", 0)),
+            ([first, last, {"type": "DRA"}], note % (2, 1, "another", 0)),
+            ([first, last, {"header": None, "bytes": 1}], ""), ([last | {"header": {}}, first, {"type": "DRA"}], ""),
+        ]
+        for made, expected in cases:
+            with self.subTest([object.get("index") for object in made]):
+                status, out, messages = run("make", input=lines(made))
+                self.assertEqual((status, messages.decode()), (0, expected))
+                self.assertEqual(out[15], made[0]["header"].get("chained", 1))
 
     def test_what_is_wrong(self):
         """Line, path, what was expected and what was found."""
@@ -214,7 +233,16 @@ class Make(unittest.TestCase):
             (of("IIC", 3, {"trace": 514 * "0"}), r"payload.trace: expected at most 256 bytes, found 257"),
             (of("IIC", 3, {"trace": "0g"}), r"payload.trace: expected two hex digits for every byte, found '0g'"),
             (of("IIC", 3, {"kor": {"registers": 10 * [0]}}), r"payload.kor.registers\[9\]: expected a key of IIC vers"),
-            (dma2(src_type="DIRECTLY"), r"payload.src_type: expected a number or a name, the nearest of which are DIR"),
+            (dma2(src_type="DIRECTLY"), r"payload.src_type: expected a number or a name, the nearest of which are "
+             "DIRECT, DEVICE, ZCOPY, FIFO, INVALID, found 'DIRECTLY'$"),
+            *((dma2(rcc=empty), rf"payload.rcc{path}: expected a key of DMA version 2, found none such; ")
+              for empty, path in (({}, ""), ([], ""), ({"x": [{}]}, r".x\[0\]"))),
+            (dma2(registers=[]), r"payload.registers: expected a key of DMA version 2, found none such; "),
+            (dma2(rc={}), r"payload.rc: expected an integer, found \{\}$"),
+            (dma2() | {"typ": {}}, r"typ: expected a key of an object, found 'typ'; "),
+            (dma2() | {"unshown": {}}, r"unshown: expected an array, found an object$"),
+            (dma2() | {"unshown": [{}]}, r"unshown\[0\]: expected an offset and bytes, as hex digits, found \{\}$"),
+            (dma2() | {"file": []}, r"file: expected one value, found an array$"),
             (dma2(src_type={"value": 3, "name": "FIFO"}),
              r"payload.src_type.name: expected 'DIRECT', the name of 3, found 'FIFO'"),
             (dma2(flags=0, fsi=True),

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <map>
 #include <optional>
+#include <set>
 #include <tuple>
 #include <unordered_map>
 #include <utility>
@@ -66,6 +67,33 @@ public:
         each_possible_value(type_, version_, size_, true, [&](const dd_ffdc_value& v) { add(v); });
         return true;
     }
+    // Whether there are values in the object or array that the leaf is, without any.
+    bool has_part(const Leaf& leaf) const {
+        const std::string begin = std::string(leaf.path) + (leaf.kind == Leaf::Kind::object ? '.' : '[');
+        return std::ranges::any_of(places_, [&](const auto& place) { return place.first.starts_with(begin); });
+    }
+    // Calls use(number, name) for 0 to 4095 and -1 to -4095 until it returns true; never where a record with this
+    // payload has no such value. The record is decoded once: the text of a value follows its number and its bytes.
+    template <typename Use>
+    void each_name(Bytes record, const Place& place, Use use) const {
+        constexpr std::int64_t most = 4096;
+        const std::string name;
+        std::vector<std::uint8_t> bytes = with_payload(record);
+        const std::vector<std::uint8_t> unchanged = bytes;
+        each_value({name, 0, 0, bytes}, [&](const dd_ffdc_value& v) {
+            if (!place.is(v)) return;
+            dd_ffdc_value changed = v;
+            bool found = false;
+            for (std::int64_t n = 0; !found && n < 2 * most - 1; ++n) {
+                const std::int64_t number = n < most ? n : most - 1 - n;
+                changed.number = number;
+                for (std::size_t i = 0; i < place.size; ++i)
+                    bytes[place.offset + i] = static_cast<std::uint8_t>(number >> 8 * (place.size - 1 - i));
+                found = use(number, name_of(changed));
+            }
+            bytes = unchanged;
+        });
+    }
     // The name of a number in a record with this payload, which holds it; none where the record has no such value.
     std::optional<std::string> name(Bytes record, const Place& place, std::uint64_t bits) {
         constexpr std::size_t most = 20000;
@@ -73,12 +101,7 @@ public:
         if (const auto known = names_.find({&place, bits}); known != names_.end()) return known->second;
         std::optional<std::string> name;
         tell(record, [&](const dd_ffdc_value& v) {
-            if (!place.is(v)) return;
-            char buffer[DD_FFDC_VALUE_ROOM];
-            std::size_t length = 0;
-            const char* const text = dd_ffdc_value_text(&v, buffer, &length);
-            name.emplace(text, length);
-            name->erase(name->find_last_not_of(' ') + 1);
+            if (place.is(v)) name = name_of(v);
         });
         if (name) names_.emplace(std::pair(&place, bits), *name);
         return name;
@@ -101,13 +124,24 @@ private:
         const Place place(v);
         places_.try_emplace((std::string_view(v.group) == "header" ? "" : "payload.") + place.key(), place);
     }
+    static std::string name_of(const dd_ffdc_value& v) {
+        char buffer[DD_FFDC_VALUE_ROOM];
+        std::size_t length = 0;
+        const char* const text = dd_ffdc_value_text(&v, buffer, &length);
+        std::string name(text, length);
+        return name.erase(name.find_last_not_of(' ') + 1);
+    }
     // The header is that of the layout: what the record says there may be wrong on purpose.
-    template <typename Each>
-    void tell(Bytes record, Each each) const {
-        const std::string name;
+    std::vector<std::uint8_t> with_payload(Bytes record) const {
         std::vector<std::uint8_t> bytes = made_up(type_, version_, size_);
         std::copy(record.begin() + DD_FFDC_HEADER_SIZE, record.begin() + static_cast<std::ptrdiff_t>(size_),
                   bytes.begin() + DD_FFDC_HEADER_SIZE);
+        return bytes;
+    }
+    template <typename Each>
+    void tell(Bytes record, Each each) const {
+        const std::string name;
+        const std::vector<std::uint8_t> bytes = with_payload(record);
         each_value({name, 0, 0, bytes}, each);
     }
 };
@@ -165,6 +199,7 @@ class Maker {
 public:
     // Until the next call. Throws Wrong.
     std::vector<std::uint8_t>& make(const std::vector<Leaf>& leaves);
+    bool is_record() const { return record_; }
     // Whether it is a record that did not say whether another one follows.
     bool is_open() const { return open_; }
 
@@ -179,7 +214,7 @@ private:
     std::vector<Said> values_, names_;        // names are looked up when all else is there
     const Leaf* size_ = nullptr;
     std::size_t needed_ = 0;  // where no size is said
-    bool open_ = false;
+    bool record_ = false, open_ = false;
 
     const Place& header_place(const char* path) const { return *header_layout_.find(path); }
     const dd_ffdc_hdr& header() const { return *reinterpret_cast<const dd_ffdc_hdr*>(bytes_.data()); }
@@ -217,8 +252,8 @@ std::vector<std::uint8_t>& Maker::make(const std::vector<Leaf>& leaves) {
     values_.clear();
     size_ = nullptr;
     needed_ = 0;
-    open_ = false;
-    bool record = false, no_header = false;
+    record_ = open_ = false;
+    bool no_header = false;
     for (const Leaf& leaf : leaves) {
         const std::string_view key = leaf.path.substr(0, leaf.path.find_first_of(".["));
         if (std::ranges::find(keys, key) == std::end(keys))
@@ -226,7 +261,10 @@ std::vector<std::uint8_t>& Maker::make(const std::vector<Leaf>& leaves) {
                         "'" + std::string(key) + "'; the nearest are " +
                             nearest(key, std::vector<std::string>(std::begin(keys), std::end(keys))));
         const bool is_array = key == "unshown", is_object = key == "header" || key == "payload" || key == "damage";
-        const std::string_view behind = leaf.path.substr(key.size(), 1);
+        const std::string_view behind = leaf.path != key                  ? leaf.path.substr(key.size(), 1)
+                                        : leaf.kind == Leaf::Kind::array  ? "["
+                                        : leaf.kind == Leaf::Kind::object ? "."
+                                                                          : "";
         if (leaf.kind == Leaf::Kind::null && behind.empty()) {
             no_header = no_header || key == "header";
         } else if (behind != (is_array ? "[" : is_object ? "." : "")) {
@@ -239,7 +277,7 @@ std::vector<std::uint8_t>& Maker::make(const std::vector<Leaf>& leaves) {
                                         : leaf.told());
         } else if (leaf.kind != Leaf::Kind::null &&
                    (key == "header" || key == "type" || key == "type_code" || key == "version")) {
-            record = true;
+            record_ = true;
         } else if (key == "bytes") {
             size_ = &leaf;
         } else if (key == "format" && number_of(leaf) != Number{false, json_format}) {
@@ -247,7 +285,7 @@ std::vector<std::uint8_t>& Maker::make(const std::vector<Leaf>& leaves) {
         }
     }
     put_unshown(leaves);
-    if (record) {
+    if (record_) {
         put_record(leaves);
     } else if (!no_header) {
         throw Wrong("type", "the name or the code of a type");
@@ -354,6 +392,8 @@ void Maker::put_payload(const std::vector<Leaf>& leaves, Layout& layout) {
 // Returns false when there is no such value, as far as is known.
 bool Maker::put(const Leaf& leaf, const Layout& layout) {
     if (leaf.kind == Leaf::Kind::null) return true;
+    const bool is_empty = leaf.kind == Leaf::Kind::object || leaf.kind == Leaf::Kind::array;
+    if (is_empty && layout.has_part(leaf)) return true;
     const Place* place = layout.find(leaf.path);
     bool as_name = false;
     if (!place) {  // a number that has a name may be an object of both
@@ -469,23 +509,19 @@ void Maker::put_name(const Leaf& leaf, const Place& place, Layout& layout) {
             throw Wrong(leaf, "'" + *name + "', the name of " + told(place));
         return;
     }
-    constexpr std::int64_t most = 4096;
-    std::vector<std::string> known;
-    const auto is_name_of = [&](std::int64_t number) {
-        std::vector<std::uint8_t> trial = bytes_;
-        for (std::size_t i = 0; i < place.size; ++i)
-            trial[place.offset + i] = static_cast<std::uint8_t>(number >> 8 * (place.size - 1 - i));
-        const auto name = layout.name(trial, place, static_cast<std::uint64_t>(number));
-        if (name && (known.empty() || known.back() != *name)) known.push_back(*name);
-        return name && compare_letters(*name, wanted) == 0;
-    };
-    std::int64_t number = 0;
-    while (number < most && !is_name_of(number) && !known.empty()) ++number;
+    constexpr std::size_t most_told = 512;  // beyond are numbers in words
+    std::set<std::string> known;
+    std::optional<std::int64_t> found;
+    layout.each_name(bytes_, place, [&](std::int64_t number, std::string name) {
+        if (compare_letters(name, wanted) == 0) found = number;
+        if (known.size() < most_told) known.insert(std::move(name));
+        return found.has_value();
+    });
     if (known.empty()) throw Wrong(leaf, "a number, as the text of this record has no name for it");
-    if (number == most)
-        for (number = -1; number > -most && !is_name_of(number);) --number;
-    if (number == -most) throw Wrong(leaf, "a number or a name, the nearest of which are " + nearest(wanted, known));
-    put_number(leaf, place, signed_number(number));
+    if (!found)
+        throw Wrong(leaf, "a number or a name, the nearest of which are " +
+                              nearest(wanted, std::vector<std::string>(known.begin(), known.end())));
+    put_number(leaf, place, signed_number(*found));
 }
 
 void Maker::put_default(const char* path, std::size_t number) {
@@ -552,26 +588,68 @@ void Maker::refuse(const Leaf& leaf, const Layout& layout) const {
                     : "no value, as " + kind + (size == 0 && state == DD_FFDC_OK ? " has none" : " is not known"));
 }
 
-// Passes on what is made, each when it is known whether another one follows.
+// What an object says of its place in a chain.
+struct Link {
+    bool is_record = false, is_open = false;  // open: it does not say whether another one follows
+    std::size_t line = 0;
+    std::string file, index;  // where it comes from; empty where it does not say that
+
+    Link() = default;
+    Link(const Maker& maker, const Objects& objects)
+        : is_record(maker.is_record()), is_open(maker.is_open()), line(objects.line()) {
+        for (const Leaf& leaf : objects.leaves())
+            if (leaf.path == "file")
+                file = leaf.text;
+            else if (leaf.path == "index")
+                index = leaf.text;
+    }
+    // Whether this one may have followed `before` where both come from: in the same file, or as the first of another.
+    bool follows(const Link& before) const {
+        Number own, other;
+        bool hex = false;
+        if (before.index.empty() || !parse_number(index, own, hex)) return before.index.empty();
+        return file != before.file || (parse_number(before.index, other, hex) && own > other);
+    }
+};
+
+// Passes on what is made, each when it is known whether another one follows. Reports records that say otherwise, as
+// they do where one was removed or added.
 class Chain {
 public:
-    explicit Chain(Output& out) : out_(out) {}
-    void add(std::vector<std::uint8_t>& bytes, bool open) {
-        end(true);
+    Chain(Output& out, const std::string& name) : out_(out), name_(name) {}
+    void add(std::vector<std::uint8_t>& bytes, const Link& link) {
+        end(&link);
         last_.swap(bytes);
-        open_ = open;
+        link_ = link;
     }
-    void end(bool goes_on = false) {
-        if (open_ && goes_on) reinterpret_cast<dd_ffdc_hdr*>(last_.data())->chained[3] = 1;
+    // What follows is wrong, so it is not known what would.
+    void lose() { link_.is_record = false; }
+    void end(const Link* next = nullptr) {
+        if (link_.is_record) {
+            auto& chained = reinterpret_cast<dd_ffdc_hdr*>(last_.data())->chained;
+            if (link_.is_open)
+                chained[3] |= next != nullptr;
+            else if (word(chained) != 0 ? !next : next && next->is_record && !next->follows(link_))
+                report(next, word(chained));
+        }
         out_.put({reinterpret_cast<const char*>(last_.data()), last_.size()});
         last_.clear();
-        open_ = false;
+        link_ = {};
     }
 
 private:
     Output& out_;
+    const std::string& name_;
     std::vector<std::uint8_t> last_;
-    bool open_ = false;
+    Link link_;
+    bool reported_ = false;
+
+    void report(const Link* next, std::uint32_t found) {
+        if (std::exchange(reported_, true)) return;
+        out_.message(name_ + ": line " + std::to_string(link_.line) + ": header.chained: expected " +
+                     (next ? "1, as another record follows" : "0, as no record follows") + ", found " +
+                     std::to_string(found) + " (the first such record; without this key, make sets it)");
+    }
 };
 
 }  // namespace
@@ -583,12 +661,13 @@ int make(Session& s) {
     s.each_input(
         [&](Input& input) {
             Objects objects(*input.source);
-            Chain chain(s.out);
+            Chain chain(s.out, input.name);
             for (; objects.next(); any = true) try {
                     auto& bytes = maker.make(objects.leaves());
-                    chain.add(bytes, maker.is_open());
+                    chain.add(bytes, {maker, objects});
                 } catch (const Wrong& wrong) {
                     all_well = false;
+                    chain.lose();
                     const std::size_t line = wrong.leaf ? objects.line_of(*wrong.leaf) : objects.line();
                     s.out.message(input.name + ": line " + std::to_string(line) + ": " + wrong.what);
                 }

@@ -51,7 +51,7 @@ private:
     struct Level {
         std::size_t path;  // characters of it
         bool is_array;
-        std::size_t elements;
+        std::size_t elements, leaves;  // the leaves before it
     };
     const rapidjson::MemoryStream& in_;
     std::vector<Leaf>& leaves_;
@@ -66,17 +66,22 @@ private:
     }
     bool add(Leaf::Kind kind, std::string_view text) {
         begin_value();
+        return add_leaf(kind, text);
+    }
+    bool add_leaf(Leaf::Kind kind, std::string_view text) {
         leaves_.push_back({kind, keep(path_), keep(text), in_.Tell()});
         return leaves_.size() < most_values;
     }
     bool open(bool is_array) {
         begin_value();
-        levels_.push_back({path_.size(), is_array, 0});
+        levels_.push_back({path_.size(), is_array, 0, leaves_.size()});
         return levels_.size() <= deepest;
     }
     bool close() {
+        const Level closed = levels_.back();
         levels_.pop_back();
-        return true;
+        if (levels_.empty() || leaves_.size() != closed.leaves) return true;
+        return closed.is_array ? add_leaf(Leaf::Kind::array, "[]") : add_leaf(Leaf::Kind::object, "{}");
     }
     std::string_view keep(std::string_view text) {
         char* const kept = static_cast<char*>(memory_.allocate(text.size() + 1, 1));

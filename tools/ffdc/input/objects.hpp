@@ -8,9 +8,9 @@
 
 #include "input/input.hpp"
 
-// A value that is neither object nor array.
+// A value that is neither object nor array, or an empty one of these.
 struct Leaf {
-    enum class Kind : std::uint8_t { null, boolean, number, text };
+    enum class Kind : std::uint8_t { null, boolean, number, text, object, array };
 
     Kind kind;
     std::string_view path;  // "payload.tx_data[3]"
