@@ -412,10 +412,19 @@ void Report::put_value(Say say, std::size_t at, std::size_t width, Key name) {
     put_and_tell(value);
 }
 
-void Report::put_text_behind(Key name) {
+void Report::put_version(std::string_view before, Text::Version version_as, std::string_view after) {
+    put(before,
+        version_as == Text::Version::decimal ? Digits::decimal(static_cast<std::int32_t>(version))
+                                             : Digits::hex(version, version_as == Text::Version::hex4 ? 4 : 1),
+        after);
+}
+
+void Report::put_text_after_layout(std::string_view before, Key name, std::string_view after) {
+    put(before);
     dd_ffdc_value value = value_of(name, layout_size, payload.from(layout_size, payload.size).size, DD_FFDC_TEXT);
     value.missing = value.size == 0;
     put_and_tell(value);
+    put(after);
 }
 
 void Report::dump(std::size_t at, std::size_t size, Key name) {
@@ -447,8 +456,8 @@ std::string_view text_of(const dd_ffdc_value& value, char* buffer) {
                                     dump(bytes, static_cast<int>(value.own.length), buffer, DD_FFDC_VALUE_ROOM))};
             case DD_FFDC_NAME:
                 if (value.missing) return marks(1);
-                return reinterpret_cast<Report::Say>(const_cast<void*>(value.own.step))(
-                    static_cast<std::int32_t>(value.number), buffer, DD_FFDC_VALUE_ROOM);
+                return reinterpret_cast<Say>(const_cast<void*>(value.own.step))(static_cast<std::int32_t>(value.number),
+                                                                                buffer, DD_FFDC_VALUE_ROOM);
             default: return {};
         }
     }
@@ -484,19 +493,12 @@ void Report::choose(std::span<const Versions> layouts) {
     if (payload.size < layout_size) state = DD_FFDC_SHORT;
 }
 
-bool Report::exact(std::string_view what) {
-    counts_whole = true;
+bool Report::exact(std::string_view word) {
     if (length == static_cast<int>(layout_size)) return true;
     state = DD_FFDC_SIZE_MISMATCH;
-    put(what);
+    put(word);
     close_with_dump();
     return false;
-}
-
-void Report::unrecognized(std::string_view word) {
-    counts_whole = true;
-    put(word, " FFDC version ", Digits::hex(version, 4), "\n");
-    raw();
 }
 
 void Report::raw() {
@@ -509,7 +511,8 @@ void Report::leave() {
     state = DD_FFDC_OK;
 }
 
-void Report::close_with_dump() {
+void Report::close_with_dump(std::string_view before) {
+    put(before);
     if (layout_size != 0 && (state == DD_FFDC_SIZE_MISMATCH || payload.size < layout_size))
         put("Data size mismatch ", Digits::decimal(static_cast<std::int64_t>(layout_size)), " vs ",
             Digits::decimal(length), "\n");

@@ -1,10 +1,11 @@
-// Prints packed tables into a bounded buffer: all that a decoder works on.
+// Prints the sections of bodies into a bounded buffer.
 #pragma once
 
 #include <algorithm>
 #include <cstring>
 #include <string_view>
 
+#include "language/body.hpp"
 #include "language/fault.hpp"
 #include "language/layouts.hpp"
 #include "packing/pack.hpp"
@@ -119,16 +120,6 @@ private:
     bool all_alike_;
 };
 
-// Where the layouts have a section that was placed, or the field of a row.
-template <const auto& piece>
-static constexpr Places places_of = [] {
-    if constexpr (requires { piece.base; }) {
-        return Places(piece.base);
-    } else {
-        return Places(piece.field.at);
-    }
-}();
-
 // A number for a condition: all of a field, or what a mask or a bit keeps of it.
 struct Peeked {
     Places at;
@@ -145,6 +136,18 @@ struct Peeked {
         return is_flag ? (number & mask) != 0 : number & mask;
     }
 };
+
+template <const auto& section>
+consteval Offsets offsets_of() {
+    if constexpr (requires { section.base; })
+        return section.base;
+    else
+        return section.field.at;
+}
+template <const auto& section>
+static constexpr Places places_of = offsets_of<section>();
+template <const auto& condition>
+static constexpr Peeked peeked_of = condition.field;
 
 // One rendering of one payload.
 class Report {
@@ -171,46 +174,23 @@ public:
     void decode(const Driver& driver);
     void choose(std::span<const Versions> layouts);
 
-    // A table; where the layout has it, a section that was placed, or a row of bytes, raw; or several pieces.
-    // Inlined, as all functions for a table are: their linkage is that of `packed` with g++ 14.
-    template <const auto& piece>
-    [[gnu::always_inline]] void print() {
-        if constexpr (requires { piece.table; }) {
-            if constexpr (piece.base.columns() == 1 && piece.base[0] == 0)
-                run(packed<piece.table>.head, groups_of<piece>());
-            else if (const int at = place<piece>(); at != no)
-                run(packed<piece.table>.head, groups_of<piece>(), static_cast<std::size_t>(at));
-        } else if constexpr (requires { piece.field; }) {
-            static_assert(piece.verdict() && piece.field.kind == Field::Kind::area, "a row by itself is one of bytes");
-            if (const int at = place<piece>(); at != no)
-                dump(static_cast<std::size_t>(at), piece.field.width, Key(piece.label));
-        } else if constexpr (requires { print_each(piece); }) {
-            print_each(piece);
-        } else {
-            run(packed<piece>.head, packed<piece>.head.groups());
-        }
-    }
     // Where the layout has a section that was placed, or the field of a row; or `no`.
-    template <const auto& piece>
+    template <const auto& section>
     [[gnu::always_inline]] int place() const {
-        return places_of<piece>.in(layout);
+        return places_of<section>.in(layout);
     }
-    // A piece of text, or several.
-    template <typename... Piece>
-    void put(const Piece&... piece) {
-        (out.put(piece), ...);
+    // Several texts.
+    template <typename... Each>
+    void put(const Each&... text) {
+        (out.put(text), ...);
     }
-    // A text that the table language cannot say: what `say` makes of a row's signed number, in constant memory or in
-    // the buffer.
-    using Say = std::string_view (*)(std::int32_t number, char* buffer, std::size_t room);
-    template <const Row& row>
-    [[gnu::always_inline]] void put_value(Say say) {
-        static_assert(row.verdict() && row.field.whole() && row.field.width == sizeof(std::int32_t));
-        if (const int at = place<row>(); at != no)
-            put_value(say, static_cast<std::size_t>(at), row.field.width, Key(row.label));
+    template <const Text& text>
+    [[gnu::always_inline]] void put_text() {
+        if constexpr (text.before != nullptr && text.version == Text::Version::absent)
+            put(text.before);
+        else if constexpr (text.before != nullptr)
+            put_version(text.before, text.version, text.after);
     }
-    // Characters behind the layout to their NUL, or to the end of the payload.
-    void put_text_behind(Key name);
     // The whole payload, raw.
     void dump() { out.dump(payload.data, payload.size); }
 
@@ -223,16 +203,14 @@ public:
         return place == no ? 0 : field.of(number_at(static_cast<std::size_t>(place), field.width));
     }
 
-    // For decoders that show nothing of a payload of another size than the layout's: false then, and all is said.
-    bool exact(std::string_view what = "");
-    // For a version without a layout: a line and a dump.
-    void unrecognized(std::string_view word = "Unrecognized");
-    // For a version without a layout: only the dump.
+    // Whether the payload has the length of its layout; otherwise the text is complete.
+    bool exact(std::string_view word);
+    // For a version without a layout, or one that contains more: the dump that ends the text.
     void raw();
     // For a payload that shows nothing at all.
     void leave();
-    // The closing dump of the whole payload.
-    void close_with_dump();
+    // The closing dump of the whole payload, after a text.
+    void close_with_dump(std::string_view before = "");
     // Ends the text; called once, by whoever called the decoder. Returns the count.
     int finish();
 
@@ -240,12 +218,51 @@ public:
     void trace(const char* line) const;
 
 private:
+    template <const auto&, const auto&, const auto&>
+    friend struct Proved;
+    template <const auto& leaf, typename Visitor, typename Leaf>
+    friend void body::visit_in(Visitor& v, const Leaf&);
+    template <const auto&, typename Visitor, const auto& condition, const auto& yes, const auto& otherwise>
+    friend void body::visit_in(Visitor& v, const Choice<condition, yes, otherwise>&);
     bool closed_ = false;
 
-    template <const auto&... piece>
-    [[gnu::always_inline]] void print_each(const Pieces<piece...>&) {
-        (print<piece>(), ...);
+    // Only a proved body prints its sections. Inlined, as every function for a table is: see print_payload.
+    template <const auto& section>
+    [[gnu::always_inline]] void show() {
+        using Kind = std::remove_cvref_t<decltype(section)>;
+        if constexpr (std::is_same_v<Kind, Text>) {
+            put_text<section>();
+        } else if constexpr (std::is_same_v<Kind, WholeDump>) {
+            dump();
+        } else if constexpr (std::is_same_v<Kind, TextAfterLayout>) {
+            put_text_after_layout(section.before, Key(section.key), section.after);
+        } else if constexpr (std::is_same_v<Kind, Computed>) {
+            if (const int at = place<body::row_of_computed<section>>(); at != no)
+                put_value(section.say, static_cast<std::size_t>(at), section.row.field.width, Key(section.row.label));
+        } else if constexpr (std::is_same_v<Kind, Row>) {
+            if (const int at = place<section>(); at != no)
+                dump(static_cast<std::size_t>(at), section.field.width, Key(section.label));
+        } else if constexpr (requires { section.longest_before; }) {
+            if (const int at = place<section>(); at != no) section.print(*this, static_cast<std::size_t>(at));
+        } else if constexpr (requires { section.table; }) {
+            if constexpr (section.base.columns() == 1 && section.base[0] == 0)
+                run(packed<section.table>.head, groups_of<section>());
+            else if (const int at = place<section>(); at != no)
+                run(packed<section.table>.head, groups_of<section>(), static_cast<std::size_t>(at));
+        } else {
+            run(packed<section>.head, packed<section>.head.groups());
+        }
     }
+    template <const auto& condition, const auto& yes, const auto& otherwise>
+    [[gnu::always_inline]] void choose() {
+        if ((peek(peeked_of<condition>) == condition.number) == condition.equal)
+            body::visit<yes>(*this);
+        else
+            body::visit<otherwise>(*this);
+    }
+    void put_version(std::string_view before, Text::Version version_as, std::string_view after);
+    // Between the texts, characters after the layout to their NUL, or to the end of the payload.
+    void put_text_after_layout(std::string_view before, Key name, std::string_view after);
     // The number of `width` bytes; 0 when they are missing.
     std::uint64_t number_at(std::size_t at, std::size_t width) const;
     void put_value(Say say, std::size_t at, std::size_t width, Key name);
@@ -264,7 +281,7 @@ private:
 // The text of a value, as dd_ffdc_value_text says it.
 std::string_view text_of(const dd_ffdc_value& value, char* buffer);
 
-// How the payloads of a type are shown.
+// How the payloads of a type are shown; see driver.hpp.
 struct Driver {
     std::span<const Versions> layouts;
     void (*print)(Report& r);

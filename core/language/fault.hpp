@@ -18,6 +18,8 @@ struct Verdict {
     const char* reason = nullptr;  // null: nothing is wrong
     int byte = -1;                 // of the layout, where one is to blame
 
+    // For static_assert, whose message then shows the members of a constant verdict.
+    consteval Verdict copy() const { return *this; }
     consteval operator bool() const {
         refuse(row, reason, byte);
         return true;

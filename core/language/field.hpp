@@ -54,6 +54,9 @@ struct Names {
         : list(names), first(first_number), otherwise(other) {}
 };
 
+// What a value means, whatever its driver calls it. Of each role a record shows at most one value.
+enum class Role : std::uint8_t { none, return_code, error_name, source_file, source_line };
+
 // One big-endian value of the payload, or `count` of them end to end.
 struct Field {
     enum class Kind { nothing, unsigned_number, signed_number, bcd, flag, text, area };
@@ -68,6 +71,8 @@ struct Field {
     Names names = {};
     const char* set = nullptr;  // a choice: the text of a set bit, and of a clear one
     const char* clear = nullptr;
+    Role role = Role::none;
+    bool shared = false;          // another value has the same bits, too
     const char* wrong = nullptr;  // the first reason against the field
 
     consteval Field& expect(bool ok, const char* reason) {
@@ -75,8 +80,12 @@ struct Field {
         return *this;
     }
     constexpr bool is_number() const { return kind == Kind::unsigned_number || kind == Kind::signed_number; }
-    // Not only some bits of it.
+    // True if the value is all bits of its bytes, not only some of them.
     constexpr bool whole() const { return mask == 0 || mask == all_bits(width); }
+    // The bits of byte `i` that belong to the value.
+    constexpr std::uint8_t bits_of(std::size_t i) const {
+        return whole() ? 0xff : static_cast<std::uint8_t>(mask >> 8 * (width - 1 - i));
+    }
     // The bytes that are looked at: all of them, or the one that holds the bits of the mask, and which of its bits.
     constexpr std::size_t bytes() const { return whole() ? width : 1; }
     constexpr std::size_t first_byte() const {
@@ -165,6 +174,24 @@ consteval Field shown_as(const char* text, Field number) {
     number.shown = Field::Shown::fixed;
     number.set = text;
     return number;
+}
+
+// Roles: the return code of the failed operation, the driver's name of its error, and where the driver captured the
+// record.
+consteval Field with_role(Role role, Field number) {
+    number.expect(role == Role::source_file || number.is_number(), "codes, errors and source lines are numbers");
+    number.role = role;
+    return number;
+}
+consteval Field return_code(Field number) { return with_role(Role::return_code, number); }
+consteval Field error_name(Field number) { return with_role(Role::error_name, number); }
+consteval Field source_file(Field value) { return with_role(Role::source_file, value); }
+consteval Field source_line(Field number) { return with_role(Role::source_line, number); }
+
+// Another value of the layout has the same bits under another name.
+consteval Field shared(Field value) {
+    value.shared = true;
+    return value;
 }
 
 // No value: the row's text shows only in the layouts that have a value at `at`.

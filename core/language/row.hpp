@@ -10,8 +10,6 @@
 
 namespace ffdc {
 
-inline constexpr std::size_t max_layout = 1024;  // bytes
-
 // What a name is to programs: lower-case letters and digits, and '_' for whatever lies between them; in the name of a
 // group the dots between its parts stay.
 constexpr std::vector<char> key_of(std::string_view name, bool of_group = false) {
@@ -290,19 +288,6 @@ template <const auto& rows>
 consteval Placed<rows> section(const char* group, Offsets base) {
     return {section(group, Table(rows), base)};
 }
-
-consteval Row row_of(const Row& row) { return row; }
-consteval Row row_of(const Section& placed) { return placed; }
-consteval Row row_of(Table rows) { return section("", rows, 0); }
-
-// Pieces that a layout shows together: tables, placed sections, single rows, and pieces again. They are proved as one
-// table, and printed one behind the other, or each by itself under its name.
-template <const auto&... piece>
-static constexpr Row rows_of_pieces[] = {row_of(piece)...};
-template <const auto&... piece>
-struct Pieces {
-    consteval operator Table() const { return rows_of_pieces<piece...>; }
-};
 
 // One value of a table in one layout: everything that packing and proofs want to know about it.
 struct Element {

@@ -2,7 +2,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "record.hpp"
 
 namespace ffdc {
@@ -19,14 +19,15 @@ constexpr Row header_rows[] = {
     {u16(26), "version"},
 };
 constexpr auto header_of_record = section<header_rows>("header", 0);
-static_assert(sound(header_rows, {header_size}));
-static_assert(unshown(header_rows, {header_size}, {{4, 11}}));
-static_assert(longest_text(notice_rows, 0) + longest_text(header_rows, 0) < header_room);
+constexpr auto is_odd = s32(16) != 1;
+constexpr auto shown = all<when<is_odd, notice_rows>, header_of_record>;
+constexpr DriverLayout layouts[] = {{{0, any, header_size}, {{4, 11}}}};
+static_assert(longest_text(body::node<shown>(), layouts, 0) < header_room);
 static_assert(sizeof(Record) == header_size && alignof(Record) == 1);
 
 void print_header(Report& r, bool notice) {
-    if (notice && r.peek(u32(16)) != 1) r.print<notice_rows>();
-    r.print<header_of_record>();
+    using Header = Proved<layouts, shown>;
+    notice ? Header::print_part<shown>(r) : Header::print_part<header_of_record>(r);
 }
 
 // strncpy, but for texts up to a length where memcpy is faster: in pieces that are too short for its path for long

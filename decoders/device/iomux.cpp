@@ -1,5 +1,5 @@
 // Records of the IOMUX driver. The registers come from the hardware, or from the driver's copy of them.
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -16,22 +16,16 @@ constexpr Row iomux_rows[] = {
     {"\tflags:       %08x\n", u32(8)},
     {"\treg_offset:  %08x\n", u32(4)},
     {"\tlbus_reason: %08x\n", u32(16)},
-    {"\trc:          %8d\n", s32(0)},
+    {"\trc:          %8d\n", return_code(s32(0))},
     {"\t%s state of hw regs:\n", named({sources, 0, "Current"}, u8(52)), "register source"},
     {"", group("registers")},
     {"\t\t%s:    %08x\t%s:    %08x\n", u32(53, 24), register_names},
 };
-constexpr Versions layouts[] = {{256, 256, 149}};
-static_assert(sound(iomux_rows, layouts));
-static_assert(unshown(iomux_rows, layouts, 0, {}));
-
-void print(Report& r) {
-    if (!r.known) return r.unrecognized();
-    if (r.exact()) r.print<iomux_rows>();
-}
+constexpr DriverLayout layouts[] = {{{256, 256, 149}, {}, exact}};
+constexpr Frame frame = {.unknown = unrecognized};
 
 }  // namespace
 
-const Driver iomux = {layouts, print};
+const Driver iomux = driver<layouts, iomux_rows, frame>;
 
 }  // namespace ffdc

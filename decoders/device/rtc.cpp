@@ -1,5 +1,5 @@
 // Records of the real-time clock: the registers of the clock, or a text of its driver.
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -12,7 +12,7 @@ consteval Field alarm(int at) { return bcd(at, 0x7f); }  // bit 7 is the match b
 
 constexpr Row hardware_rows[] = {
     {"RTC HW FFDC\n"},
-    {"\trc:      %08d\n", s32(16)},
+    {"\trc:      %08d\n", return_code(s32(16))},
     {"\tioctl:   %08x\n", u32(20)},
     {"RTC time:\n", group("time")},
     {"Hours: %02d\t", bcd(11)},
@@ -57,27 +57,16 @@ constexpr Row hardware_rows[] = {
 
 constexpr Row software_rows[] = {
     {"RTC SW FFDC\n"},
-    {"\trc:      %08d\n", s32(64)},
+    {"\trc:      %08d\n", return_code(s32(64))},
     {"\tioctl:   %08x\n", u32(68)},
     {"\tErr Str: [%s]\n", text(0, 64)},
 };
-constexpr Versions layouts[] = {{0x0101, 0x0101, 24}, {0x0102, 0x0102, 72}};
-static_assert(sound(hardware_rows, std::span(layouts).first(1)));
-static_assert(sound(software_rows, std::span(layouts).last(1)));
-static_assert(unshown(hardware_rows, layouts, 0, {{7, 7}}));
-static_assert(unshown(software_rows, layouts, 1, {}));
-
-void print(Report& r) {
-    if (!r.known) return r.unrecognized("Unrecognised");
-    if (r.layout == 0) {
-        if (r.exact("HW ")) r.print<hardware_rows>();
-    } else {
-        if (r.exact("SW ")) r.print<software_rows>();
-    }
-}
+constexpr DriverLayout layouts[] = {{{0x0101, 0x0101, 24}, {{7, 7}}, "HW "}, {{0x0102, 0x0102, 72}, {}, "SW "}};
+constexpr auto shown = all<before<0x0102, hardware_rows>, since<0x0102, software_rows>>;
+constexpr Frame frame = {.unknown = {"Unrecognised FFDC version ", Text::Version::hex4, "\n"}};
 
 }  // namespace
 
-const Driver rtc = {layouts, print};
+const Driver rtc = driver<layouts, shown, frame>;
 
 }  // namespace ffdc

@@ -1,5 +1,5 @@
 // Records of the base DMA engine: one channel when a transfer failed. The second layout puts two error words in front.
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -19,7 +19,7 @@ constexpr Row dma_rows[] = {
     {"FFDC for Base DMA:\n"},
     {"\tEngine:      %8d\n", u16({68, 76})},
     {"\tChannel:     %8d\n", u16({70, 78})},
-    {"\tRC:          %8d\n", s32({12, 20})},
+    {"\tRC:          %8d\n", return_code(s32({12, 20}))},
     {"\tErr_stat:    %8x\n", u32({no, 0})},
     {"\tErr_resp:    %8x\n", u32({no, 4})},
     {u32(flags), "flags"},
@@ -60,19 +60,12 @@ constexpr Row dma_rows[] = {
     {"\tHW Regs:\n", group("registers")},
     {"\t\t%s: %08x\n", u32({72, 80}, 11), register_names},
 };
-constexpr Versions layouts[] = {{1, 1, 252}, {2, 2, 260}};
-static_assert(sound(dma_rows, layouts));
-static_assert(unshown(dma_rows, layouts, 0, {{116, 123}}));
-static_assert(unshown(dma_rows, layouts, 1, {{124, 131}}));
-
-void print(Report& r) {
-    if (!r.known) return r.unrecognized();
-    if (r.exact()) r.print<dma_rows>();
-}
+constexpr DriverLayout layouts[] = {{{1, 1, 252}, {{116, 123}}, exact}, {{2, 2, 260}, {{124, 131}}, exact}};
+constexpr Frame frame = {.unknown = unrecognized};
 
 }  // namespace
 
-const Driver dma = {layouts, print};
+const Driver dma = driver<layouts, dma_rows, frame>;
 
 const char* endpoint_kind(std::uint32_t kind) {
     return kind < std::size(endpoint_names) ? endpoint_names[kind] : "INVALID";

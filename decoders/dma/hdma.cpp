@@ -1,5 +1,5 @@
 // Records of the host DMA driver: one failed operation.
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -15,8 +15,8 @@ constexpr const char* source_names[] = {"WRITE", "READ", "AIO"};
 
 constexpr Row hdma_rows[] = {
     {"FFDC for Host DMA:\n"},
-    {"\tErr Type:         %s\n", named(error_types, u32(4))},
-    {"\tRC:               %08d\n", s32(12)},
+    {"\tErr Type:         %s\n", error_name(named(error_types, u32(4)))},
+    {"\tRC:               %08d\n", return_code(s32(12))},
     {"\tConfig Flags:     %08lx\n", u32(0)},
     {"\tnum_ops:          %08x\n", u32(8)},
     {"\tUser pointer:     %p\n", u32(16)},
@@ -25,17 +25,11 @@ constexpr Row hdma_rows[] = {
     {"\tDMA Flags:        %08x\n", u32(32)},
     {"\tDMA source:       %s\n", named({source_names, 208, "INVALID"}, u32(36))},
 };
-constexpr Versions layouts[] = {{256, 256, 40}};
-static_assert(sound(hdma_rows, layouts));
-static_assert(unshown(hdma_rows, layouts, 0, {}));
-
-void print(Report& r) {
-    if (!r.known) return r.unrecognized();
-    if (r.exact()) r.print<hdma_rows>();
-}
+constexpr DriverLayout layouts[] = {{{256, 256, 40}, {}, exact}};
+constexpr Frame frame = {.unknown = unrecognized};
 
 }  // namespace
 
-const Driver hdma = {layouts, print};
+const Driver hdma = driver<layouts, hdma_rows, frame>;
 
 }  // namespace ffdc

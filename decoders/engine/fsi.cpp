@@ -3,32 +3,23 @@
 
 #include <cstdlib>
 
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 
 namespace ffdc {
 namespace {
 
-constexpr Versions layouts[] = {{0, any, fsi_size}};
-static_assert(sound(fsi_rows, layouts));
-static_assert(unshown(fsi_rows, layouts, 0, {{34, 35}, {63, 63}}));
+constexpr DriverLayout layouts[] = {{{0, any, fsi_size}, {{34, 35}, {63, 63}}}};
+constexpr Frame frame = {.trace = "fsi_print called"};
 static_assert(longest_text(fsi_rows, 0) == fsi_longest);
 
-constexpr auto inside = fsi_block(0);
-
-template <const auto& rows>
-void print_block(Report& r) {
-    r.trace("fsi_print called");
-    r.print<rows>();
-}
+constexpr auto inside = section<fsi_rows>("fsi", 0);
+constexpr const Driver& block_inside = driver<layouts, inside, frame>;
 
 }  // namespace
 
-const Driver fsi = {layouts, print_block<fsi_rows>};
+const Driver fsi = driver<layouts, fsi_rows, frame>;
 
-void print_embedded_fsi(Report& r, int place) {
-    if (place == no) return;
-    const auto at = static_cast<std::size_t>(place);
-
+void print_embedded_fsi(Report& r, std::size_t at) {
     constexpr std::size_t buffer_size = 32768, given = 100;
     // A short block adds its size message and its dump to the text.
     char local[fsi_longest + 512];
@@ -38,10 +29,10 @@ void print_embedded_fsi(Report& r, int place) {
     Report block(bytes, static_cast<int>(bytes.size), 0, buffer,
                  static_cast<int>(r.quiet ? sizeof local : buffer_size));
     block.quiet = r.quiet;
+    block.choose(block_inside.layouts);
     std::size_t length = 0;
     if (buffer && r.prints()) {
-        block.choose(layouts);
-        print_block<inside>(block);
+        block_inside.print(block);
         length = static_cast<std::size_t>(block.finish());
     }
     r.put("and now fsi data \nfsidata len ", Digits::decimal(static_cast<std::int64_t>(length)), "\n");
@@ -50,7 +41,7 @@ void print_embedded_fsi(Report& r, int place) {
         block.observer = r.observer;
         block.base = r.base + static_cast<std::uint32_t>(at);
         block.out = r.out;
-        block.print<inside>();
+        block_inside.print(block);
     }
     r.put(std::string_view(buffer, length));
     if (buffer != local) std::free(buffer);

@@ -17,7 +17,7 @@ inline constexpr Row fsi_rows[] = {
     {"part         %d\n", s32(12)},
     {"INFO: MASTER_ERROR=1 PORT_ERROR=2\n"},
     {"vaddr        %p\n", u32(84)},
-    {"errno        0x%8.8lx\n", u32(88)},
+    {"errno        0x%8.8lx\n", return_code(u32(88))},
     {"seqno        0x%8.8lx\n", u32(92)},
     {"Master Error Info\n", group("master")},
     {"mesrb        0x%8.8x\n", u32(16)},
@@ -39,11 +39,12 @@ inline constexpr Row fsi_rows[] = {
 inline constexpr std::size_t fsi_size = 96, fsi_longest = 770;
 inline constexpr std::size_t fsi_announcement = sizeof "and now fsi data \nfsidata len 770\n" - 1;
 
-// The block as a part of another layout.
-consteval Placed<fsi_rows> fsi_block(Offsets at) { return section<fsi_rows>("fsi", at); }
+// Announces the block, says how long its text is, and prints it. The text is rendered into a buffer first, from the
+// heap unless the report is quiet; if the heap refuses it, the text is left out.
+void print_embedded_fsi(Report& r, std::size_t at);
 
-// Announces the block at `at`, says how long its text is, and prints it. The text is rendered into a buffer first, from
-// the heap unless the report is quiet; refused by the heap, the text is left out. Nothing when `at` is `no`.
-void print_embedded_fsi(Report& r, int at);
+// The block as a section of another layout.
+using FsiBlock = Embedded<fsi_rows, print_embedded_fsi, fsi_announcement>;
+consteval FsiBlock fsi_block(Offsets at) { return {section<fsi_rows>("fsi", at)}; }
 
 }  // namespace ffdc

@@ -1,7 +1,7 @@
 // Records of the SCOM driver: one failed access. Layouts 1 to 3 end with an FSI error block, the fourth says where the
 // engine is instead.
+#include "engine/driver.hpp"
 #include "fsi.hpp"
-#include "language/proof.hpp"
 
 namespace ffdc {
 namespace {
@@ -23,7 +23,7 @@ constexpr Row scom_rows[] = {
     {"comp reg     0x%08lx\n", u32(12)},
     {"gp1 reg      0x%08lx\n", u32({no, 16, 16, 16})},
     {"gp2 reg      0x%08lx\n", u32({no, 20, no, no})},
-    {"func rc      %d \n", s32({16, 24, 20, 20})},
+    {"func rc      %d \n", return_code(s32({16, 24, 20, 20}))},
     {"address      %p \n", u32({60, 68, 64, 64})},
     {"haveLbus     %d \n", s32({64, 72, 68, 68})},
     {"text         %s \n", text({68, 76, 72, 72}, 64)},
@@ -31,28 +31,20 @@ constexpr Row scom_rows[] = {
     {"data: 0x%08lx \n", u32(data, 10)},
 };
 constexpr auto embedded = fsi_block({140, 148, 144, no});
-constexpr Pieces<scom_rows, embedded> pieces;
-constexpr Versions layouts[] = {{1, 1, 140 + fsi_size}, {2, 2, 148 + fsi_size}, {3, 3, 144 + fsi_size}, {4, 4, 142}};
-static_assert(sound(pieces, layouts));
-static_assert(unshown(pieces, layouts, 0, {{132, 139}, {174, 175}, {203, 203}}));
-static_assert(unshown(pieces, layouts, 1, {{140, 147}, {182, 183}, {211, 211}}));
-static_assert(unshown(pieces, layouts, 2, {{136, 143}, {178, 179}, {207, 207}}));
-static_assert(unshown(pieces, layouts, 3, {}));
+constexpr DriverLayout layouts[] = {
+    {{1, 1, 140 + fsi_size}, {{132, 139}, {174, 175}, {203, 203}}},
+    {{2, 2, 148 + fsi_size}, {{140, 147}, {182, 183}, {211, 211}}},
+    {{3, 3, 144 + fsi_size}, {{136, 143}, {178, 179}, {207, 207}}},
+    {{4, 4, 142}},
+};
+constexpr auto shown = all<scom_rows, embedded>;
+constexpr Frame frame = {.trace = "scom_print called - suport up to v4", .unknown = unrecognized};
 // The documented lengths are those of a text of 63 characters and its NUL.
-static_assert(longest_text(pieces, 0) + fsi_announcement - 1 == 1266);
-static_assert(longest_text(pieces, 1) + fsi_announcement - 1 == 1314);
-static_assert(longest_text(pieces, 2) + fsi_announcement - 1 == 1290);
-static_assert(longest_text(pieces, 3) - 1 == 558);
-
-void print(Report& r) {
-    r.trace("scom_print called - suport up to v4");
-    if (!r.known) return r.unrecognized();
-    r.print<scom_rows>();
-    print_embedded_fsi(r, r.place<embedded>());
-}
+consteval std::size_t longest(std::size_t layout) { return longest_text(body::node<shown>(), layouts, layout); }
+static_assert(longest(0) - 1 == 1266 && longest(1) - 1 == 1314 && longest(2) - 1 == 1290 && longest(3) - 1 == 558);
 
 }  // namespace
 
-const Driver scom = {layouts, print};
+const Driver scom = driver<layouts, shown, frame>;
 
 }  // namespace ffdc

@@ -1,6 +1,6 @@
 // Records of the IIC driver: what failed, the engine and its registers, the transfer in progress on either side of the
 // bus, and the driver's trace. One layout serves four versions, each of which shows more of it.
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -14,9 +14,9 @@ constexpr Row transfer = {bytes(81, 124), "transfer"}, trace = {bytes({no, no, 2
 
 constexpr Row summary_rows[] = {
     {"\nFailure Summary\n----------------\n"},
-    {"status: %d\n", s32(0)},
-    {"file id: 0x%08lX\n", u32(4)},
-    {"line number: %d\n", s16(8)},
+    {"status: %d\n", return_code(s32(0))},
+    {"file id: 0x%08lX\n", source_file(u32(4))},
+    {"line number: %d\n", source_line(s16(8))},
     {transfer_kind, "transfer kind"},
     {register_format, "register format"},
     {registers_collected, "registers collected"},
@@ -133,67 +133,43 @@ constexpr Row slave_rows[] = {
     {"data recvd: %08lx\n", u32(185)},
 };
 
-constexpr Pieces<summary_rows, engine_rows, trace> common;
-constexpr Pieces<common, kor_rows, master_rows> of_master;
-constexpr Pieces<common, wex_rows, slave_rows> of_slave;
-constexpr Pieces<common, transfer> unknown;
-constexpr Versions layouts[] = {{0, 0, 205}, {1, 1, 205}, {2, 2, 461}, {3, 3, 469}};
-static_assert(sound(of_master, layouts));
-static_assert(sound(of_slave, layouts));
-static_assert(sound(unknown, layouts));
-static_assert(unshown(of_master, layouts, 0, {{73, 80}, {119, 120}, {159, 160}, {169, 184}, {186, 188}, {197, 204}}));
-static_assert(unshown(of_master, layouts, 1,
-                      {{73, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}, {201, 204}}));
-static_assert(unshown(of_master, layouts, 2,
-                      {{77, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}}));
-static_assert(unshown(of_master, layouts, 3,
-                      {{77, 80}, {113, 114}, {119, 120}, {149, 152}, {159, 160}, {169, 184}, {186, 188}}));
-static_assert(unshown(of_slave, layouts, 0, {{26, 48}, {73, 80}, {89, 104}, {130, 130}, {189, 204}}));
-static_assert(unshown(of_slave, layouts, 1, {{26, 48}, {73, 80}, {89, 104}, {130, 130}, {189, 204}}));
-static_assert(unshown(of_slave, layouts, 2, {{26, 44}, {77, 80}, {89, 104}, {130, 130}, {189, 204}}));
-static_assert(unshown(of_slave, layouts, 3, {{26, 44}, {77, 80}, {89, 104}, {130, 130}, {189, 204}}));
+constexpr auto none_collected = registers_collected == 0;
+constexpr auto is_kor = register_format == 'K', is_wex = register_format == 'W';
+constexpr auto no_transfer = transfer_kind == 0, is_slave = transfer_kind == 'S', is_master = transfer_kind == 'M';
+constexpr Text registers_missing = {"Register data not collected(0)\n"}, transfer_missing = {"No transfer data\n"};
+constexpr Text odd_registers = {"Dumping unknown register format\n"};
+constexpr Text odd_transfer = {"Dumping unknown transfer format\n"};
+constexpr Text trace_title = {"\n---------- Trace Data ----------\n          SSTTTTTT TTTTTTFP AARSSSSS DDDDDDDD\n"};
 
-void print(Report& r) {
-    if (!r.known) return r.raw();
-    iic_summary(r);
-    iic_engine(r);
-
-    if (r.peek(registers_collected) == 0) {
-        r.put("Register data not collected(0)\n");
-    } else if (const auto format = r.peek(register_format); format == 'K') {
-        iic_kor_registers(r);
-    } else if (format == 'W') {
-        iic_wex_registers(r);
-    } else {
-        r.put("Dumping unknown register format\n");
-        r.dump();
-    }
-
-    if (const auto kind = r.peek(transfer_kind); kind == 0) {
-        r.put("No transfer data\n");
-    } else if (kind == 'S') {
-        iic_slave(r);
-    } else if (kind == 'M') {
-        iic_master(r);
-    } else {
-        r.put("Dumping unknown transfer format\n");
-        r.print<transfer>();
-    }
-
-    if (r.version < 2) return;
-    r.put("\n---------- Trace Data ----------\n", "          SSTTTTTT TTTTTTFP AARSSSSS DDDDDDDD\n");
-    r.print<trace>();
-}
+// clang-format off
+constexpr auto shown = all<
+    summary_rows,
+    engine_rows,
+    choose<none_collected, registers_missing,
+        choose<is_kor, kor_rows,
+        choose<is_wex, wex_rows, all<odd_registers, whole_dump>>>>,
+    choose<no_transfer, transfer_missing,
+        choose<is_slave, slave_rows,
+        choose<is_master, master_rows, all<odd_transfer, transfer>>>>,
+    since<2, trace_title, trace>>;
+// clang-format on
+constexpr DriverLayout layouts[] = {
+    {{0, 0, 205}, {{73, 80}}},
+    {{1, 1, 205}, {{73, 80}}},
+    {{2, 2, 461}, {{77, 80}}},
+    {{3, 3, 469}, {{77, 80}}},
+};
+using Iic = Proved<layouts, shown>;
 
 }  // namespace
 
-void iic_summary(Report& r) { r.print<summary_rows>(); }
-void iic_engine(Report& r) { r.print<engine_rows>(); }
-void iic_kor_registers(Report& r) { r.print<kor_rows>(); }
-void iic_wex_registers(Report& r) { r.print<wex_rows>(); }
-void iic_master(Report& r) { r.print<master_rows>(); }
-void iic_slave(Report& r) { r.print<slave_rows>(); }
+void iic_summary(Report& r) { Iic::print_part<summary_rows>(r); }
+void iic_engine(Report& r) { Iic::print_part<engine_rows>(r); }
+void iic_kor_registers(Report& r) { Iic::print_part<kor_rows>(r); }
+void iic_wex_registers(Report& r) { Iic::print_part<wex_rows>(r); }
+void iic_master(Report& r) { Iic::print_part<master_rows>(r); }
+void iic_slave(Report& r) { Iic::print_part<slave_rows>(r); }
 
-const Driver iic = {layouts, print};
+const Driver iic = driver<layouts, shown>;
 
 }  // namespace ffdc

@@ -5,7 +5,7 @@
 #include <clocale>
 #include <cstring>
 
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -45,18 +45,18 @@ std::string_view text_of_rc(std::int32_t rc, char* buffer, std::size_t room) {
 }
 
 constexpr Field rc = s32({no, no, no, 24, 24});
-constexpr Row rc_text = {rc, "rc_text"};
+constexpr Computed rc_text = {{error_name(shared(rc)), "rc_text"}, text_of_rc};
 
 // Offsets a layout:                               v1   v2   v3   v4   v5
 constexpr Row request_rows[] = {
     {"Function ID:         %s\n", named(function_names, u8({0, 0, no, no, no}))},
-    {"Error ID:            %s\n", named(error_names, u8({1, 1, no, no, no}))},
+    {"Error ID:            %s\n", error_name(named(error_names, u8({1, 1, no, no, no})))},
     {"Mbx version string:  %s\n", text({no, no, no, 0, 0}, 16)},
     {"VEK DD level:        0x%08lx\n", u32({no, no, no, 16, 16})},
-    {"File name:           %s\n", named(file_names, u8({no, no, 0, 32, 32}))},
-    {"Line number:         %d\n", s32({no, no, 4, 20, 20})},
-    {"rc:                  0x%08x\n", s32({4, 4, 12, no, no})},
-    {"rc:                  %d, (errno def: ", rc},
+    {"File name:           %s\n", source_file(named(file_names, u8({no, no, 0, 32, 32})))},
+    {"Line number:         %d\n", source_line(s32({no, no, 4, 20, 20}))},
+    {"rc:                  0x%08x\n", return_code(s32({4, 4, 12, no, no}))},
+    {"rc:                  %d, (errno def: ", return_code(rc)},
 };
 constexpr Row parameter_rows[] = {
     {")\n", shown_with({no, no, no, 0, 0})},
@@ -153,28 +153,20 @@ constexpr Row interrupt_rows[] = {
 };
 constexpr auto interrupts = section<interrupt_rows>("fsi_irqinfo", {no, no, no, no, 300});
 
-constexpr Pieces<request_rows, rc_text, parameter_rows, register_rows, interrupts> pieces;
-constexpr Versions layouts[] = {{1, 1, 184}, {2, 2, 268}, {3, 3, 276}, {4, 4, 300}, {5, 5, 396}};
-static_assert(sound(pieces, layouts));
-static_assert(unshown(pieces, layouts, 0, {{2, 3}, {15, 15}, {22, 23}, {54, 55}}));
-static_assert(unshown(pieces, layouts, 1, {{2, 3}, {15, 15}, {22, 23}, {54, 55}}));
-static_assert(unshown(pieces, layouts, 2, {{1, 3}, {8, 11}, {23, 23}, {30, 31}, {62, 63}}));
-static_assert(unshown(pieces, layouts, 3, {}));
-static_assert(unshown(pieces, layouts, 4, {{302, 303}, {329, 331}, {334, 335}, {369, 371}}));
-
-void print(Report& r) {
-    r.put("Mailbox FFDC version ", Digits::decimal(static_cast<std::int32_t>(r.version)), "\n",
-          "============================================================\n");
-    if (!r.known) return r.raw();
-    r.print<request_rows>();
-    r.put_value<rc_text>(text_of_rc);
-    r.print<parameter_rows>();
-    r.print<register_rows>();
-    r.print<interrupts>();
-}
+constexpr Bytes early = {{2, 3}, {15, 15}, {22, 23}, {54, 55}};
+constexpr DriverLayout layouts[] = {
+    {{1, 1, 184}, early},
+    {{2, 2, 268}, early},
+    {{3, 3, 276}, {{1, 3}, {8, 11}, {23, 23}, {30, 31}, {62, 63}}},
+    {{4, 4, 300}},
+    {{5, 5, 396}, {{302, 303}, {329, 331}, {334, 335}, {369, 371}}},
+};
+constexpr auto shown = all<request_rows, rc_text, parameter_rows, register_rows, interrupts>;
+constexpr Frame frame = {.title = {"Mailbox FFDC version ", Text::Version::decimal,
+                                   "\n============================================================\n"}};
 
 }  // namespace
 
-const Driver mailbox = {layouts, print};
+const Driver mailbox = driver<layouts, shown, frame>;
 
 }  // namespace ffdc

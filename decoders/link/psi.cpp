@@ -1,6 +1,6 @@
 // Records of the PSI driver: one failed operation of a link, and the registers of its controller. Three versions of one
 // layout; the first shows fewer of the transmit registers.
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -20,7 +20,7 @@ constexpr Row psi_rows[] = {
     {"Link Status: 0x%08x\n", u8(3)},
     {"Path:        %s\n", named(path_names, u32(4))},
     {"Type:        %s\n", named(type_names, u32(8))},
-    {"rc:          0x%08x\n", u32(16)},
+    {"rc:          0x%08x\n", return_code(u32(16))},
     {RULE "PSIC TX Registers\n" RULE, group("tx")},
     {"000: SR00 - Error Report 0:            %08x\n", u32(116)},
     {"010: SR01 - Error Report 1:            %08x\n", u32(132)},
@@ -85,32 +85,20 @@ constexpr Row link_rows[] = {
     {RULE "PSI Link Layer Registers\n" RULE, group("link layer")},
     {"%s:%08x %s:%08x %s:%08x %s:%08x\n", u32(20, 24), link_registers, "registers"},
 };
-constexpr Pieces<psi_rows, link_rows> first_version;
-constexpr Pieces<first_version, trace_rows> later_versions;
-constexpr Versions layouts[] = {{1, 3, 516}};
-static_assert(sound(later_versions, layouts));
 // The transmit registers lie 16 bytes apart up to SR15, and SR23 and SR24 have a word between them.
 constexpr Bytes reserved = {{12, 15},   {120, 131}, {136, 147}, {152, 163}, {168, 179}, {184, 195},
                             {200, 211}, {216, 227}, {232, 243}, {248, 259}, {264, 275}, {280, 291},
                             {296, 307}, {312, 323}, {328, 339}, {344, 355}, {392, 395}};
-static_assert(unshown(first_version, layouts, 0, reserved | Bytes{{396, 435}}));
-static_assert(unshown(later_versions, layouts, 0, reserved));
-
+constexpr DriverLayout layouts[] = {{{1, 1, 516}, reserved | Bytes{{396, 435}}}, {{2, 3, 516}, reserved}};
+constexpr auto shown = all<psi_rows, since<2, trace_rows>, link_rows>;
+constexpr Frame frame = {.title = {"PSI FFDC version ", Text::Version::decimal,
+                                   "\n============================================================\n"}};
 constexpr std::size_t title = sizeof "PSI FFDC version 1\n" - 1 + sizeof RULE - 1;
-static_assert(title + longest_text(first_version, 0) == 3060);
-static_assert(title + longest_text(later_versions, 0) == 3540);
-
-void print(Report& r) {
-    r.put("PSI FFDC version ", Digits::decimal(static_cast<std::int32_t>(r.version)), "\n",
-          "============================================================\n");
-    if (!r.known) return r.raw();
-    r.print<psi_rows>();
-    if (r.version >= 2) r.print<trace_rows>();
-    r.print<link_rows>();
-}
+static_assert(title + longest_text(body::node<shown>(), layouts, 0) == 3060);
+static_assert(title + longest_text(body::node<shown>(), layouts, 1) == 3540);
 
 }  // namespace
 
-const Driver psi = {layouts, print};
+const Driver psi = driver<layouts, shown, frame>;
 
 }  // namespace ffdc

@@ -1,5 +1,4 @@
 // Records of the KOR alert engine.
-#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 
@@ -17,21 +16,13 @@ constexpr Row register_rows[] = {
     {"\nKOR Alert Regs\n", group("registers")},
     {"%15.15s: %08x\n", u32(40, 16), register_names},
 };
-constexpr Versions layouts[] = {{0, any, 104}};
-constexpr Pieces<alert_rows, register_rows> pieces;
-static_assert(sound(pieces, layouts));
-static_assert(unshown(pieces, layouts, {{10, 19}, {33, 39}}));
-
-void print(Report& r) {
-    r.put("\nKOR ALERT FFDC\n");
-    if (r.version >= 2) version_behind(r);
-    r.print<alert_rows>();
-    if (r.peek(registers_valid) != 0) r.print<register_rows>();
-    close(r);
-}
+constexpr Text title = {"\nKOR ALERT FFDC\n"};
+constexpr Bytes padding = {{10, 19}, {33, 39}};
+constexpr DriverLayout layouts[] = {{{0, 1, 104}, padding}, {{2, any, 104}, padding}};
+constexpr auto shown = all<title, since<2, driver_version>, alert_rows, when<registers_valid, register_rows>>;
 
 }  // namespace
 
-const Driver alert = {layouts, print};
+const Driver alert = driver<layouts, shown, serial_frame>;
 
 }  // namespace ffdc

@@ -1,5 +1,4 @@
 // Records of the KOR UART port: three sizes of one layout.
-#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 
@@ -29,21 +28,12 @@ constexpr Row register_rows[] = {
     {"\nKOR UART Regs\n", group("registers")},
     {"%15.15s: %08x\n", u32(32, 28), register_names},
 };
-constexpr Versions layouts[] = {{0, 1, 144}, {2, 2, 168}, {3, any, 172}};
-constexpr Pieces<opening_rows, buffer, port_rows, register_rows> pieces;
-static_assert(sound(pieces, layouts));
-static_assert(unshown(pieces, layouts, {{27, 31}}));
-
-void print(Report& r) {
-    r.print<opening_rows>();
-    r.print<buffer>();
-    r.print<port_rows>();
-    if (r.peek(registers_valid) != 0) r.print<register_rows>();
-    close(r);
-}
+constexpr Bytes padding = {{27, 31}};
+constexpr DriverLayout layouts[] = {{{0, 1, 144}, padding}, {{2, 2, 168}, padding}, {{3, any, 172}, padding}};
+constexpr auto shown = all<opening_rows, buffer, port_rows, when<registers_valid, register_rows>>;
 
 }  // namespace
 
-const Driver kor_port = {layouts, print};
+const Driver kor_port = driver<layouts, shown, serial_frame>;
 
 }  // namespace ffdc

@@ -1,6 +1,5 @@
 // Records of the RS485 UART port. Version 1 adds the driver's version, counters and two capture blocks, which nobody
 // but the driver can read.
-#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 
@@ -46,22 +45,13 @@ constexpr Row counter_rows[] = {
     {"tx_retries[%d]\n", s32(232)},
 };
 constexpr auto counters = section<counter_rows>("", {no, 0});
-constexpr Pieces<count_rows, buffer, state_rows, counters, first_capture, second_capture> state;
-constexpr Pieces<opening_rows, register_rows, state> pieces;
-constexpr Versions layouts[] = {{0, 0, 104}, {1, any, 236}};
-static_assert(sound(pieces, layouts));
-static_assert(unshown(pieces, layouts, 0, {{0, 43}, {50, 51}, {74, 75}}));
-static_assert(unshown(pieces, layouts, 1, {{0, 43}, {50, 51}, {74, 75}, {104, 105}}));
-
-void print(Report& r) {
-    r.print<opening_rows>();
-    if (r.peek(registers_valid) != 0) r.print<register_rows>();
-    r.print<state>();
-    close(r);
-}
+constexpr Bytes padding = {{0, 43}, {50, 51}, {74, 75}};
+constexpr DriverLayout layouts[] = {{{0, 0, 104}, padding}, {{1, any, 236}, padding | Bytes{{104, 105}}}};
+constexpr auto shown = all<opening_rows, when<registers_valid, register_rows>, count_rows, buffer, state_rows, counters,
+                           first_capture, second_capture>;
 
 }  // namespace
 
-const Driver rs485_port = {layouts, print};
+const Driver rs485_port = driver<layouts, shown, serial_frame>;
 
 }  // namespace ffdc

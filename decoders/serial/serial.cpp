@@ -1,23 +1,12 @@
 #include "serial.hpp"
 
-#include "language/proof.hpp"
-
 namespace ffdc {
+namespace {
 
-static_assert(sound(buffer_rows, {buffer_size}));
-static_assert(unshown(buffer_rows, {buffer_size}, {}));
+constexpr DriverLayout layouts[] = {{{0, any, buffer_size}}};
 
-void buffer_descriptor(Report& r) { r.print<buffer_rows>(); }
+}  // namespace
 
-void version_behind(Report& r) {
-    r.put("drv ver[");
-    r.put_text_behind("drv_ver");
-    r.put("] ");
-}
-
-void close(Report& r) {
-    r.put("\n");
-    r.close_with_dump();
-}
+void buffer_descriptor(Report& r) { Proved<layouts, buffer_rows>::print_part<buffer_rows>(r); }
 
 }  // namespace ffdc

@@ -1,6 +1,7 @@
 // What the records of the serial-port drivers share.
 #pragma once
 
+#include "engine/driver.hpp"
 #include "records/drivers.hpp"
 
 namespace ffdc {
@@ -23,14 +24,15 @@ inline constexpr Row buffer_rows[] = {
     {"%s", buffer_error(21, "\t\t\tRX PARITY error\n"), "RX PARITY error"},
     {"%s", buffer_error(22, "\t\t\tRX MAX_LEN error\n"), "RX MAX_LEN error"},
     {"%s", buffer_error(23, "\t\t\tTX UNDERRUN error\n"), "TX UNDERRUN error"},
-    {"%s", buffer_error(23, "\t\t\tTX PARITY error\n"), "TX PARITY error"},
+    {"%s", shared(buffer_error(23, "\t\t\tTX PARITY error\n")), "TX PARITY error"},
     {"%s", buffer_error(24, "\t\t\tNRT error\n"), "NRT error"},
     {"%s", buffer_error(25, "\t\t\tFSI error\n"), "FSI error"},
 };
 
 // Return code and place of capture.
 consteval std::array<Row, 3> origin(int rc, int file, int line) {
-    return {Row{"rc[%d] ", s32(rc)}, Row{"file[%lx] ", u32(file)}, Row{"line[%d]\n", s16(line)}};
+    return {Row{"rc[%d] ", return_code(s32(rc))}, Row{"file[%lx] ", source_file(u32(file))},
+            Row{"line[%d]\n", source_line(s16(line))}};
 }
 
 inline constexpr auto usual_origin = origin(0, 4, 8);
@@ -39,7 +41,7 @@ inline constexpr auto usual_origin = origin(0, 4, 8);
 inline constexpr Field port_registers_valid = u8(28);
 inline constexpr auto port_buffer = section<buffer_rows>("buffer", 12);
 inline constexpr Row port_valid_rows[] = {{port_registers_valid, "regs valid"}};
-inline constexpr Pieces<usual_origin, port_buffer, port_valid_rows> port_opening;
+inline constexpr auto port_opening = all<usual_origin, port_buffer, port_valid_rows>;
 
 // Packed once for all files that print them, not once in each file.
 template <>
@@ -49,10 +51,10 @@ inline constexpr auto packed<usual_origin> = packing::pack<usual_origin>();
 template <>
 inline constexpr auto packed<port_valid_rows> = packing::pack<port_valid_rows>();
 
-// The text of the driver's version behind the layout, which opens the line of the return code in newer versions.
-void version_behind(Report& r);
+// The text of the driver's version, which opens the line of the return code in newer versions.
+inline constexpr TextAfterLayout driver_version = {"drv ver[", "drv_ver", "] "};
 
-// An empty line and the dump of the whole payload.
-void close(Report& r);
+// All end with an empty line and the dump of the whole payload.
+inline constexpr Frame serial_frame = {.closing = "\n"};
 
 }  // namespace ffdc

@@ -1,5 +1,4 @@
 // Records of the TAM UART port. The register block is packed: its words lie at odd offsets.
-#include "language/proof.hpp"
 #include "serial.hpp"
 
 namespace ffdc {
@@ -27,22 +26,14 @@ constexpr Row operation_rows[] = {
     {"cushion[%d]\n", u8(108)},
     {"len[%d]\n", u16(110)},
 };
-constexpr Versions layouts[] = {{0, any, 112}};
-constexpr Pieces<port_opening, register_rows, operation_rows> pieces;
-static_assert(sound(pieces, layouts));
-static_assert(unshown(pieces, layouts, {{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}}));
-
-void print(Report& r) {
-    r.put("\nTAM UART FFDC\n");
-    if (r.version >= 2) version_behind(r);
-    r.print<port_opening>();
-    if (r.peek(port_registers_valid) != 0) r.print<register_rows>();
-    r.print<operation_rows>();
-    close(r);
-}
+constexpr Text title = {"\nTAM UART FFDC\n"};
+constexpr Bytes padding = {{10, 11}, {29, 32}, {74, 77}, {82, 85}, {90, 99}, {109, 109}};
+constexpr DriverLayout layouts[] = {{{0, 1, 112}, padding}, {{2, any, 112}, padding}};
+constexpr auto shown =
+    all<title, since<2, driver_version>, port_opening, when<port_registers_valid, register_rows>, operation_rows>;
 
 }  // namespace
 
-const Driver tam_port = {layouts, print};
+const Driver tam_port = driver<layouts, shown, serial_frame>;
 
 }  // namespace ffdc

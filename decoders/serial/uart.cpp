@@ -1,6 +1,5 @@
 // Records of the ULO UART driver. Versions 0 and 1 show the first 72 bytes of the layout, versions 2 to 7 all of it;
 // newer versions hold another, short layout. All end with a dump.
-#include "language/proof.hpp"
 #include "serial.hpp"
 
 namespace ffdc {
@@ -29,7 +28,6 @@ constexpr Row driver_rows[] = {
 constexpr auto rx_buffer = section<buffer_rows>("rx", 12), tx_buffer = section<buffer_rows>("tx", 28);
 
 // Statistics of one direction. A low that was never updated has all bits set and shows as 0.
-constexpr std::uint64_t never_updated = ~std::uint64_t{0};
 consteval std::array<Row, 6> statistics(bool updated) {
     return {
         Row{"  operation:%d", s32(0)}, Row{"  errors:%d", s32(4)},
@@ -38,7 +36,8 @@ consteval std::array<Row, 6> statistics(bool updated) {
 }
 constexpr auto updated_rows = statistics(true), unset_rows = statistics(false);
 constexpr int tx_stats = 112, rx_stats = 152;
-constexpr Field tx_low = u64(tx_stats + 16), rx_low = u64(rx_stats + 16);
+constexpr auto tx_never_updated = u64(tx_stats + 16) == ~std::uint64_t{0};
+constexpr auto rx_never_updated = u64(rx_stats + 16) == ~std::uint64_t{0};
 constexpr auto tx_updated = section<updated_rows>("tx stats", {no, tx_stats});
 constexpr auto rx_updated = section<updated_rows>("rx stats", {no, rx_stats});
 constexpr auto tx_unset = section<unset_rows>("tx stats", {no, tx_stats});
@@ -48,40 +47,26 @@ constexpr Row short_rows[] = {
     {"\nULO UART FFDC\n"},
     {"V[0x%lx] ", u32(0)},
     {"P[0x%lx] ", u32(4)},
-    {"fsi_rc[%d]\n\n", s32(8)},
+    {"fsi_rc[%d]\n\n", return_code(s32(8))},
 };
 
-constexpr Pieces<driver_rows, rx_buffer, tx_buffer> common;
-constexpr Pieces<common, tx_updated, rx_updated> updated;
-constexpr Pieces<common, tx_unset, rx_unset> unset;
-constexpr Versions layouts[] = {{0, 1, 72}, {2, 7, 192}, {8, any, 12}};
-static_assert(sound(updated, std::span(layouts).first(2)));
-static_assert(sound(unset, std::span(layouts).first(2)));
-static_assert(sound(short_rows, std::span(layouts).last(1)));
-static_assert(unshown(updated, layouts, 0, {{10, 11}}));
-static_assert(unshown(updated, layouts, 1, {{10, 11}, {86, 87}, {108, 111}, {124, 127}, {164, 167}}));
-static_assert(unshown(short_rows, layouts, 2, {}));
-
-void print(Report& r) {
-    if (r.version >= 8) {
-        r.print<short_rows>();
-        return close(r);
-    }
-    r.print<driver_rows>();
-    r.print<rx_buffer>();
-    r.put("tx: ");
-    r.print<tx_buffer>();
-    if (r.version >= 2) {
-        r.put("tx stats:\n");
-        r.peek(tx_low) != never_updated ? r.print<tx_updated>() : r.print<tx_unset>();
-        r.put("rx stats:\n");
-        r.peek(rx_low) != never_updated ? r.print<rx_updated>() : r.print<rx_unset>();
-    }
-    close(r);
-}
+constexpr Text tx_title = {"tx: "}, tx_stats_title = {"tx stats:\n"}, rx_stats_title = {"rx stats:\n"};
+// clang-format off
+constexpr auto shown = all<
+    before<8, driver_rows, rx_buffer, tx_title, tx_buffer>,
+    since<2, before<8,
+        tx_stats_title, choose<tx_never_updated, tx_unset, tx_updated>,
+        rx_stats_title, choose<rx_never_updated, rx_unset, rx_updated>>>,
+    since<8, short_rows>>;
+// clang-format on
+constexpr DriverLayout layouts[] = {
+    {{0, 1, 72}, {{10, 11}}},
+    {{2, 7, 192}, {{10, 11}, {86, 87}, {108, 111}, {124, 127}, {164, 167}}},
+    {{8, any, 12}},
+};
 
 }  // namespace
 
-const Driver uart = {layouts, print};
+const Driver uart = driver<layouts, shown, serial_frame>;
 
 }  // namespace ffdc

@@ -1,5 +1,4 @@
 // Records of the WEX UART port.
-#include "language/proof.hpp"
 #include "registers.hpp"
 #include "serial.hpp"
 
@@ -12,21 +11,13 @@ constexpr Row register_rows[] = {
     {"\nWEX UART Regs\n", group("registers")},
     {"%4s:%02x\n", u8(29, 7), register_names},
 };
-constexpr Versions layouts[] = {{0, any, 37}};
-constexpr Pieces<port_opening, register_rows> pieces;
-static_assert(sound(pieces, layouts));
-static_assert(unshown(pieces, layouts, {{10, 11}, {36, 36}}));
-
-void print(Report& r) {
-    r.put("\nWEX UART FFDC\n");
-    if (r.version >= 2) version_behind(r);
-    r.print<port_opening>();
-    if (r.peek(port_registers_valid) != 0) r.print<register_rows>();
-    close(r);
-}
+constexpr Text title = {"\nWEX UART FFDC\n"};
+constexpr Bytes padding = {{10, 11}, {36, 36}};
+constexpr DriverLayout layouts[] = {{{0, 1, 37}, padding}, {{2, any, 37}, padding}};
+constexpr auto shown = all<title, since<2, driver_version>, port_opening, when<port_registers_valid, register_rows>>;
 
 }  // namespace
 
-const Driver wex_port = {layouts, print};
+const Driver wex_port = driver<layouts, shown, serial_frame>;
 
 }  // namespace ffdc

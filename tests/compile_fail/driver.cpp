@@ -1,8 +1,7 @@
 // A decoder as any other, and behind its lines the mistakes that are made in them. check.py puts each of them, alone,
-// in the place of the line above it. The compiler's first ten lines must show the row, or where it stands, and the
+// in the place of the line above it. The compiler's first five lines must show the row, or where it stands, and the
 // reason, which stands before the bar.
-#include "engine/report.hpp"
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 
 // clang-format off
 namespace ffdc {
@@ -33,7 +32,6 @@ constexpr Row pump_rows[] = {
     // a conversion is at most 31 wide | {"part         %264d\n", s32(4)},
     // s23 | {"part         %d\n", s23(4)},
     {"state        %s\n", named(state_names, u8(8))},
-    // the byte is listed as not shown (byte 9) | {"state        %s\n", named(state_names, u8(9))},
     {"uptime       %llu\n", u64({10, 12})},
     // ll goes with 64-bit fields, and only with them | {"uptime       %lu\n", u64({10, 12})},
     // an offset column is missing or one too many | {"uptime       %llu\n", u64({10, 12, 14})},
@@ -54,20 +52,41 @@ constexpr Row pump_rows[] = {
     {"note         %s\n", text({44, no}, 20)},
     // a field has less than 64 KiB | {"note         %s\n", text({44, no}, 65544)},
 };
-constexpr Versions layouts[] = {{1, 1, 64}, {2, any, 46}};
-static_assert(sound(pump_rows, layouts));
-static_assert(unshown(pump_rows, layouts, 0, {{9, 9}}));
-// the byte is listed as not shown (byte 10) | static_assert(unshown(pump_rows, layouts, 0, {{9, 10}}));
-static_assert(unshown(pump_rows, layouts, 1, {{9, 11}}));
-// the byte is not shown, and not listed so (byte 11) | static_assert(unshown(pump_rows, layouts, 1, {{9, 10}}));
-
-void print(Report& r) {
-    if (!r.known) return r.unrecognized();
-    r.print<pump_rows>();
-}
+constexpr Field state = u8(8), mode = u8({9, 9});
+constexpr auto is_idle = state == 0;
+// a condition needs a number or a bit (in idle since) | constexpr auto is_idle = text(8, 1) == 0;
+// the field of the condition is not in the layout (in idle since) | constexpr auto is_idle = u8({8, no}) == 0;
+constexpr Row idle_rows[] = {
+    {"idle since   %d\n", mode},
+    // the field overlaps another one (byte 8) | {"idle since   %d\n", u16(8)},
+};
+constexpr Row busy_rows[] = {
+    {"busy since   %d\n", mode},
+    // another value of the group has this name (byte 9) | {"state        %d\n", mode},
+};
+constexpr Row result_rows[] = {
+    {"rc           %d\n", return_code(s32({no, 46}))},
+    // another value has this role (byte 50) | {"rc           %d\n", source_line(s32({no, 46}))},
+    {"line         %d\n", source_line(u16({no, 50}))},
+    {"on           %d\n", shared(bit(7, u8({37, 39}))), "on again"},
+    // another value has these bits (byte 39) | {"on           %d\n", bit(7, u8({37, 39})), "on again"},
+};
+constexpr DriverLayout layouts[] = {
+    {{1, 1, 64}, {{37, 37, 0x70}}},
+    // the byte is listed as not shown (byte 10) | {{1, 1, 64}, {{10, 10}, {37, 37, 0x70}}},
+    // bits of the byte are not shown, and not listed so (byte 37) | {{1, 1, 64}, {{37, 37, 0x60}}},
+    {{2, any, 52}, {{10, 11}, {39, 39, 0x70}}},
+    // the byte is not shown, and not listed so (byte 11) | {{2, any, 52}, {{10, 10}, {39, 39, 0x70}}},
+};
+constexpr auto shown = all<pump_rows, choose<is_idle, idle_rows, busy_rows>, since<2, result_rows>>;
+// no layout begins with the version of the section (in rc) | constexpr auto shown = all<pump_rows, choose<is_idle, idle_rows, busy_rows>, since<3, result_rows>>;
+// the byte is not shown, and not listed so (byte 9) | constexpr auto shown = all<pump_rows, since<2, result_rows>>;
 
 }  // namespace
 
-extern const Driver pump = {layouts, print};
+extern const Driver pump = driver<layouts, shown>;
+void print_valve(Report& r) { Proved<layouts, shown>::print_part<result_rows>(r); }
+// the section is no part of the body | void print_valve(Report& r) { Proved<layouts, shown>::print_part<valve_rows>(r); }
+// private | void print_valve(Report& r) { r.show<valve_rows>(); }
 
 }  // namespace ffdc

@@ -1,8 +1,7 @@
 // What a table cannot say, each above the same table without the mistake. Compiled twice by check.py: with WRONG every
 // case must be refused for the reason that it gives, without WRONG all of it must compile. The mistakes that are made
 // most are in driver.cpp.
-#include "engine/report.hpp"
-#include "language/proof.hpp"
+#include "engine/driver.hpp"
 
 #define ROWS(...) __VA_ARGS__
 #ifdef WRONG
@@ -15,7 +14,7 @@
 // A table, proved and packed.
 #define CASE(name, reason, wrong, right)      \
     TABLE(name, wrong, right);                \
-    static_assert(sound(name, {max_layout})); \
+    static_assert(sound(body::node_of(name), {max_layout})); \
     const void* packed_##name() { return &packed<name>; }
 // A table that is wrong in what the lines behind it say of it.
 #define CASE_OF(name, reason, wrong, right) TABLE(name, wrong, right)
@@ -124,6 +123,9 @@ CASE(bits_of_a_text, "a mask selects bits of a number",
 CASE(bit_of_bits, "a bit belongs to a number",
      ({"%d\n", bit(1, masked(3, u8(0))), "low"}),
      ({"%d\n", bit(1, u8(0)), "low"}));
+CASE(text_as_a_code, "codes, errors and source lines are numbers",
+     ({"rc [%s]\n", return_code(text(0, 4))}),
+     ({"rc [%d]\n", return_code(s32(0))}));
 CASE(large_area, "an area has at most 256 bytes",
      ({"trace\n", shown_with(340)}, {bytes(340, 320), "trace"}),
      ({"trace\n", shown_with(340)}));
@@ -138,7 +140,7 @@ CASE_OF(no_key, "a name is of lower-case letters, digits and underscores",
 CASE_OF(missing_column, "an offset column is missing or one too many",
      ({"Engine ID:           0x%08x\n", u32({8, 8, 16})}, {"TX Count:            %d\n", u8({12, 12})}),
      ({"Engine ID:           0x%08x\n", u32({8, 8, 16})}, {"TX Count:            %d\n", u8({12, 12, 20})}));
-static_assert(sound(missing_column, {20, 20, 24}));
+static_assert(sound(body::node_of(missing_column), {20, 20, 24}));
 CASE_OF(columns_of_two_kinds, "an offset column is missing or one too many",
      ({"Engine ID:           0x%08x\n", u32({8, 8, 16})}, {"TX Count:            %d\n", u8({12, 12})}),
      ({"Engine ID:           0x%08x\n", u32({8, 8, 16})}, {"TX Count:            %d\n", u8({12, 12, 20})}));
@@ -146,38 +148,38 @@ const void* packed_columns_of_two_kinds() { return &packed<columns_of_two_kinds>
 CASE_OF(text_without_value, "the text is shown with a value that is not there",
      ({"uart config:\n", shown_with({no, 89})}, {"  tx chunk size: %d\n", s32({no, 88})}),
      ({"uart config:\n", shown_with({no, 88})}, {"  tx chunk size: %d\n", s32({no, 88})}));
-static_assert(sound(text_without_value, {88, 92}));
+static_assert(sound(body::node_of(text_without_value), {88, 92}));
 CASE_OF(versions_twice, "the versions of the layouts are not in order",
      ({"data: 0x%08lx \n", u32(20)}),
      ({"data: 0x%08lx \n", u32(20)}));
-constexpr Versions same_versions[] = {{0, WRONG_OR_RIGHT(2, 1), 24}, {2, any, 24}};
-static_assert(sound(versions_twice, same_versions));
+constexpr DriverLayout same_versions[] = {{{0, WRONG_OR_RIGHT(2, 1), 24}}, {{2, any, 24}}};
+static_assert(sound(body::node_of(versions_twice), same_versions));
 CASE_OF(large_layout, "a layout has at most 1024 bytes",
      ({"data: 0x%08lx \n", u32(20)}),
      ({"data: 0x%08lx \n", u32(20)}));
-static_assert(sound(large_layout, {WRONG_OR_RIGHT(1028, 1024)}));
+static_assert(sound(body::node_of(large_layout), {WRONG_OR_RIGHT(1028, 1024)}));
 CASE_OF(six_layouts, "a driver has at most five layouts",
      ({"data: 0x%08lx \n", u32(20)}),
      ({"data: 0x%08lx \n", u32(20)}));
-static_assert(sound(six_layouts, {24, 24, 24, 24, WRONG_OR_RIGHT(ROWS(24, 24), 24)}));
+static_assert(sound(body::node_of(six_layouts), {24, 24, 24, 24, WRONG_OR_RIGHT(ROWS(24, 24), 24)}));
 CASE_OF(same_key_twice, "another value of the group has this name",
      ({"TX Data: %d\n", u8(33)}, {"tx/data: %d\n", u8(62)}),
      ({"TX Data: %d\n", u8(33)}, {"RX Data: %d\n", u8(62)}));
-static_assert(sound(same_key_twice, {96}));
+static_assert(sound(body::node_of(same_key_twice), {96}));
 CASE_OF(bytes_behind, "the byte is listed as not shown, but lies behind its layout",
      ({"mnr          %d\n", u8(0)}),
      ({"mnr          %d\n", u8(0)}));
-static_assert(unshown(bytes_behind, {2}, {{1, WRONG_OR_RIGHT(2, 1)}}));
+static_assert(unshown(body::node_of(bytes_behind), {2}, 0, {{1, WRONG_OR_RIGHT(2, 1)}}));
 CASE_OF(bytes_backwards, "a range of bytes ends before it begins, or behind every layout",
      ({"mnr          %d\n", u8(0)}),
      ({"mnr          %d\n", u8(0)}));
-static_assert(unshown(bytes_backwards, {3}, {{WRONG_OR_RIGHT(2, 1), WRONG_OR_RIGHT(1, 2)}}));
+static_assert(unshown(body::node_of(bytes_backwards), {3}, 0, {{WRONG_OR_RIGHT(2, 1), WRONG_OR_RIGHT(1, 2)}}));
 CASE_OF(unproved_area, "the field overlaps another one",
      ({"mnr          %d\n", u8(8)}),
      ({"mnr          %d\n", u8(7)}));
 constexpr Row area = {bytes(8, 4), "capture"};
-constexpr Pieces<unproved_area, area> with_an_area;
-static_assert(sound(with_an_area, {12}));
+constexpr auto with_an_area = all<unproved_area, area>;
+static_assert(sound(body::node_of(with_an_area), {12}));
 CASE_OF(lost_blank, "longest_text",
      ({"mnr         %d\n", u8(32)}),
      ({"mnr          %d\n", u8(32)}));
