@@ -184,7 +184,8 @@ enum dd_ffdc_kind {
     DD_FFDC_FLAG,     /* number 0 or 1: one bit of the bytes at `offset` */
     DD_FFDC_BCD,      /* number that was binary-coded decimal */
     DD_FFDC_BYTES,    /* an area that the text shows as a raw dump */
-    DD_FFDC_UNSHOWN   /* bytes that the text does not show, except perhaps in a dump of the whole payload */
+    DD_FFDC_UNSHOWN,  /* bytes that the text does not show, except perhaps in a dump of the whole payload */
+    DD_FFDC_LITERAL   /* no value, only text; in descriptions of layouts */
 };
 
 /* One value of a record. `group` and `name` are keys: lower-case letters, digits and underscores, the parts of a group
@@ -241,15 +242,74 @@ const char *dd_ffdc_state_name(int state);
 const char *dd_ffdc_type_name(int type);
 int dd_ffdc_layout(int type, uint32_t version, size_t *size);
 
-/* Versions that share a layout. */
+/* Versions that show the same values of a payload, at the same places. */
 struct dd_ffdc_versions {
-    uint32_t first, last; /* `last` is 65535 when all later ones share it, too */
+    uint32_t first, last; /* `last` is 65535 when all later ones are the same, too */
     size_t size;          /* bytes of the layout; 0 where the payload has none */
+    int exact;            /* not zero when a payload of any other length is shown as a dump (DD_FFDC_SIZE_MISMATCH) */
 };
 
 /* Stores the layout `n` of a type, counted from 0 and ordered by versions. Returns 1, or 0 (and stores nothing) when the type
  * is unknown or has no more layouts. What it stores for each n is all versions for which dd_ffdc_layout says DD_FFDC_OK. */
 int dd_ffdc_layout_row(int type, size_t n, struct dd_ffdc_versions *row);
+
+/* ---- Descriptions of layouts ---- */
+
+/* What a value means, whatever its driver calls it. A record shows at most one value of each role, but for
+ * DD_FFDC_NO_ROLE. */
+enum dd_ffdc_role {
+    DD_FFDC_NO_ROLE,
+    DD_FFDC_RETURN_CODE, /* of the failed operation */
+    DD_FFDC_ERROR_NAME,  /* the driver's name of the error */
+    DD_FFDC_SOURCE_FILE, /* where the driver captured the record */
+    DD_FFDC_SOURCE_LINE
+};
+
+/* A condition on the big-endian number in `size` bytes at `offset`: its bits in `mask` are `number` (if `equal` is 1) or are
+ * not (if `equal` is 0). Bytes that are missing count as 0. */
+struct dd_ffdc_condition {
+    const struct dd_ffdc_condition *outer; /* must hold, too; null: no further condition */
+    uint32_t offset, size;                 /* counted from the record's first byte, as all offsets */
+    uint64_t mask, number;
+    int equal;
+};
+
+/* One part of the text of a layout: `before`, then a value. Only the library allocates it; later versions may add members at the
+ * end. The strings of the first line are keys as those of struct dd_ffdc_value, with the same addresses, and stay valid; all
+ * else lives until the callback returns. */
+struct dd_ffdc_field {
+    const char *group, *name; /* "" as name: text alone, a value that is printed again, an unnamed dump, or unshown bytes */
+    int index;                /* of the element, for the elements of an array; else -1 */
+    uint32_t count;           /* elements of the array, which follow one another in the bytes; else 1 */
+    uint32_t offset;          /* of the first byte, counted from the record's first byte; the payload begins at 42 */
+    uint32_t size;            /* bytes; 0: up to the end of the record */
+    enum dd_ffdc_kind kind;   /* of a name or a flag, dd_ffdc_field_text has the texts */
+    enum dd_ffdc_role role;
+    uint64_t mask;                     /* as in struct dd_ffdc_value; for unshown bytes those bits of each byte */
+    uint32_t first_number, numbers;    /* so many numbers from the first one have texts of their own */
+    const char *before;                /* not NUL-terminated: the text between the value before and this one */
+    size_t before_length;              /* characters of it */
+    char format[8];                    /* the printf conversion that prints the value; "" if the text does not show it */
+    const struct dd_ffdc_condition *when; /* shown if these all hold; null: always */
+    struct {                           /* of the library, for dd_ffdc_field_text */
+        const void *table, *step;
+    } own;
+};
+
+typedef void (*dd_ffdc_field_fn)(void *context, const struct dd_ffdc_field *field);
+
+/* Calls back for everything that a record of the type and version may show, in the order of the text: the header's values
+ * (group "header"), then those of the payload; alternatives follow one another, each with its conditions; then the bytes
+ * of the layout that no alternative shows, ascending. The values that dd_ffdc_values reports of a record are those
+ * whose conditions hold, with the same keys, places and kinds. Of an unknown type, or a version without a layout, only the
+ * header and the dump of the payload are described. Without heap or output. Returns what dd_ffdc_layout does, or -95
+ * (EOPNOTSUPP) if the library was built without descriptions (FFDC_DESCRIPTIONS=OFF). */
+int dd_ffdc_fields(int type, uint32_t version, dd_ffdc_field_fn each, void *context);
+
+/* The text that a field shows for a number, exactly as printed but not NUL-terminated, and its length through `length`: a name,
+ * the text of a flag that is set (1) or clear (0), or the text for all other numbers. Null, and a length of 0, if the
+ * field has no texts, or shows this number in digits. Call it inside the callback. */
+const char *dd_ffdc_field_text(const struct dd_ffdc_field *field, uint64_t number, size_t *length);
 
 /* The version of the library that runs, as TAVI_FFDC_VERSION was when it was built. */
 const char *tavi_ffdc_version(void);

@@ -1,5 +1,5 @@
-// bits.txt against the library: values of single bits, of masks and of decimal digits, each with all of its bits set where
-// no other bit is, and with all of them clear where every other bit is set.
+// bits.txt against the library: values of single bits, of masks and of decimal digits, each with all of its bits set
+// where no other bit is, and with all of them clear where every other bit is set.
 #include <doctest/doctest.h>
 
 #include <algorithm>
@@ -188,7 +188,8 @@ TEST_CASE("bits that only one value has") {
         for (const std::uint32_t version : {place.first, place.last})
             for (const Row& row : place.rows)
                 for (const bool set : {true, false}) {
-                    INFO(place.type << ", version " << version << ", " << row.key << (set ? std::string(" set") : " clear"));
+                    INFO(place.type << ", version " << version << ", " << row.key
+                                    << (set ? std::string(" set") : " clear"));
                     CHECK(flaw(place, version, row, set) == "");
                 }
 }

@@ -37,7 +37,9 @@ def declared():
     """Names of the functions and tables that the header declares."""
     text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
     text = re.sub(r"(?m)^\s*#.*(\\\n.*)*$", "", text)
-    text = re.sub(r"\{[^{}]*\}", "", text.replace('extern "C" {', ""))
+    text = text.replace('extern "C" {', "")
+    while re.search(r"\{[^{}]*\}", text):
+        text = re.sub(r"\{[^{}]*\}", "", text)
     statements = [s.strip() for s in text.split(";")]
     matches = [re.match(r"[\w\s*]*?\b(\w+)\s*[(\[]", s) for s in statements
                if not s.startswith(("typedef", "struct dd"))]

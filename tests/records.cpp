@@ -494,7 +494,7 @@ TEST_CASE("layouts of unknown versions and types") {
         std::size_t n = 0, size;
         for (std::uint32_t v = 0; v <= 65535; ++v) {
             while (n == 0 || (row.last < v && row.last != 65535))
-                if (dd_ffdc_layout_row(d.type, n++, &row) == 0) row = {65536, 65535, 0};
+                if (dd_ffdc_layout_row(d.type, n++, &row) == 0) row = {65536, 65535, 0, 0};
             const bool known = dd_ffdc_layout(d.type, v, &size) == ok;
             if (known != (v >= row.first) || (known && size != row.size)) FAIL(d.name << ", version " << v);
         }

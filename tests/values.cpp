@@ -94,6 +94,7 @@ std::string value_flaw(const Value& v, const std::uint8_t* record) {
         case DD_FFDC_FLAG:
             if (!std::has_single_bit(v.mask)) return "a flag of several bits";
             return v.number == ((raw & v.mask) != 0) ? "" : "not the bit";
+        case DD_FFDC_LITERAL: return "no value";
         case DD_FFDC_BCD: {
             const auto digits = static_cast<std::int64_t>(*p & v.mask);
             if (v.number != 10 * (digits >> 4) + (digits & 15)) return "number is not the decimal digits";

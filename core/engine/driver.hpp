@@ -47,8 +47,6 @@ static constexpr auto words_of = [] {
 template <const auto& frame>
 static constexpr Text title_of = frame.title;
 template <const auto& frame>
-static constexpr Text unknown_of = frame.unknown;
-template <const auto& frame>
 static constexpr Text newer_of = frame.newer;
 
 }  // namespace body
@@ -75,14 +73,13 @@ private:
         constexpr bool is_exact = layouts[0].exact != nullptr;
         if constexpr (frame.trace != nullptr) r.trace(frame.trace);
         if constexpr (frame.silent_when_empty)
-            if (r.payload.size == 0) return r.leave();
+            if (r.payload.size == 0 && !r.describes()) return r.leave();
         if constexpr (frame.counts_whole || is_exact) r.counts_whole = true;
         r.put_text<body::title_of<frame>>();
         if constexpr (!body::has_all_versions(layouts))
             if (!r.known) {
-                if constexpr (frame.unknown.before != nullptr) r.counts_whole = true;
-                r.put_text<body::unknown_of<frame>>();
-                return r.raw();
+                if constexpr (frame.unknown.before == nullptr) return r.raw();
+                return r.unknown(frame.unknown.before, frame.unknown.version, frame.unknown.after);
             }
         if constexpr (is_exact)
             if (!r.exact(body::words_of<layouts>[r.layout])) return;
@@ -103,6 +100,7 @@ static void print_payload(Report& r) {
     Proved<layouts, shown, frame>::print(r);
 }
 template <const auto& layouts, const auto& shown, const auto& frame = unframed>
-static constexpr Driver driver = {body::versions_of<layouts>, print_payload<layouts, shown, frame>};
+static constexpr Driver driver = {body::versions_of<layouts>, print_payload<layouts, shown, frame>,
+                                  layouts[0].exact != nullptr};
 
 }  // namespace ffdc

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "hex.hpp"
+#include "packing/labels.hpp"
 #include "text.hpp"
 
 namespace ffdc {
@@ -37,38 +38,12 @@ inline std::uint64_t number(const Op& op, const std::uint8_t* p) {
     __builtin_unreachable();
 }
 
-// Which bits of the bytes of a value its number is.
-inline std::uint64_t mask_of(const Op& op, const Label& label) {
-    if (label.kind == DD_FFDC_TEXT) return 0;
-    const bool of_a_byte =
-        op.show != Show::hex4 && (op.load() == Load::u8 || op.load() == Load::bcd || op.load() == Load::bit);
-    return of_a_byte ? std::uint64_t{op.mask()} << 8 * (label.size - 1 - label.back) : all_bits(label.size);
-}
-
 inline std::int64_t number_of(const Op& op, const Label& label, const std::uint8_t* p) {
     if (label.kind == DD_FFDC_TEXT) return 0;
     if (op.show != Show::hex4) return static_cast<std::int64_t>(number(op, p));
     if (label.kind == DD_FFDC_SIGNED) return load<std::int32_t>(p);
     return load<std::uint32_t>(p);
 }
-
-// The labels of a layout's values, one after the other.
-class Labels {
-public:
-    Labels(const Head& table, const Layout& l) : all_(table.labels()), which_(table.label_of() + l.values) {}
-    const Label& next() {
-        const Label& label = all_[*which_++];
-        element_ = &label == last_ ? element_ + 1 : 0;
-        last_ = &label;
-        return label;
-    }
-    int index() const { return last_->indexed ? element_ : -1; }
-
-private:
-    const Label *all_, *last_ = nullptr;
-    const std::uint8_t* which_;
-    int element_ = 0;
-};
 
 // Text to be followed by more of it, in steps that need no call: up to 32 characters more than asked for.
 inline void copy(char* out, const char* s, std::size_t n) {
@@ -264,7 +239,10 @@ std::size_t Covered::next(std::size_t from, bool covered) const {
 void Report::run(const Head& table, Groups groups) {
     const Layout& l = table.layout(layout);
     if (!prints()) return tell_values(table, l, groups);
-    if (!out.has(l.longest) || payload.size < l.extent || observer) return run_carefully(table, l, groups);
+    if (!out.has(l.longest) || payload.size < l.extent || observer) {
+        if (describes()) return describer->table(*this, table, l, groups);
+        return run_carefully(table, l, groups);
+    }
     print_ops(out, table.ops() + l.begin, table.ops() + l.end, payload.data, table, table.chunks() + l.chunks);
 }
 
@@ -404,7 +382,8 @@ dd_ffdc_value Report::value_of(Key name, std::size_t at, std::size_t size, dd_ff
             .own = {nullptr, nullptr, there.data, there.size}};
 }
 
-void Report::put_value(Say say, std::size_t at, std::size_t width, Key name) {
+void Report::put_value(Say say, std::size_t at, std::size_t width, Key name, Role role) {
+    if (describes()) return describer->value(*this, at, width, DD_FFDC_NAME, name.text, role);
     dd_ffdc_value value = value_of(name, at, width, DD_FFDC_NAME);
     value.number = static_cast<std::int32_t>(number_at(at, width));
     value.mask = all_bits(sizeof(std::int32_t));
@@ -412,22 +391,45 @@ void Report::put_value(Say say, std::size_t at, std::size_t width, Key name) {
     put_and_tell(value);
 }
 
-void Report::put_version(std::string_view before, Text::Version version_as, std::string_view after) {
-    put(before,
+void Report::put_literal(std::string_view text) {
+    if (describes()) return describer->text(*this, text);
+    put(text);
+}
+
+void Report::dump() {
+    if (describes()) return describer->value(*this, 0, 0, DD_FFDC_BYTES, "", Role::none);
+    out.dump(payload.data, payload.size);
+}
+
+void Report::enter(const Peeked& field, std::uint64_t number, bool equal) {
+    if (describes()) describer->enter(*this, field, number, equal);
+}
+void Report::enter_otherwise() { describer->enter_otherwise(); }
+void Report::leave_choice() { describer->leave(); }
+
+void Report::put_version(const char* before, Text::Version version_as, const char* after) {
+    if (describes()) return describer->version(*this, before, version_as, after);
+    put(std::string_view(before),
         version_as == Text::Version::decimal ? Digits::decimal(static_cast<std::int32_t>(version))
                                              : Digits::hex(version, version_as == Text::Version::hex4 ? 4 : 1),
         after);
 }
 
-void Report::put_text_after_layout(std::string_view before, Key name, std::string_view after) {
-    put(before);
+void Report::put_text_after_layout(const TextAfterLayout& text) {
+    const Key name = text.key;
+    put_literal(text.before);
+    if (describes()) {
+        describer->value(*this, layout_size, 0, DD_FFDC_TEXT, name.text, Role::none);
+        return put_literal(text.after);
+    }
     dd_ffdc_value value = value_of(name, layout_size, payload.from(layout_size, payload.size).size, DD_FFDC_TEXT);
     value.missing = value.size == 0;
     put_and_tell(value);
-    put(after);
+    put(text.after);
 }
 
-void Report::dump(std::size_t at, std::size_t size, Key name) {
+void Report::dump(std::size_t at, std::size_t size, Key name, Role role) {
+    if (describes()) return describer->value(*this, at, size, DD_FFDC_BYTES, name.text, role);
     dd_ffdc_value value = value_of(name, at, size, DD_FFDC_BYTES);
     const std::size_t begin = out.stored();
     out.dump(static_cast<const std::uint8_t*>(value.own.bytes), value.own.length);
@@ -484,21 +486,26 @@ void Report::decode(const Driver& driver) {
 }
 
 void Report::choose(std::span<const Versions> layouts) {
-    while (layout + 1 < layouts.size() && version >= layouts[layout + 1].first) ++layout;
-    const Versions& row = layouts[layout];
-    known = version >= row.first && (version <= row.last || row.last == any);
-    if (!known) return;
-    newer = version > row.whole && row.whole != any;
-    layout_size = row.size;
+    const Chosen chosen = choose_layout(layouts, version);
+    layout = chosen.column;
+    known = chosen.known;
+    newer = chosen.newer;
+    layout_size = chosen.size;
     if (payload.size < layout_size) state = DD_FFDC_SHORT;
 }
 
 bool Report::exact(std::string_view word) {
-    if (length == static_cast<int>(layout_size)) return true;
+    if (length == static_cast<int>(layout_size) || describes()) return true;
     state = DD_FFDC_SIZE_MISMATCH;
     put(word);
     close_with_dump();
     return false;
+}
+
+void Report::unknown(const char* before, Text::Version version_as, const char* after) {
+    counts_whole = true;
+    put_version(before, version_as, after);
+    raw();
 }
 
 void Report::raw() {
@@ -511,9 +518,13 @@ void Report::leave() {
     state = DD_FFDC_OK;
 }
 
-void Report::close_with_dump(std::string_view before) {
-    put(before);
-    if (layout_size != 0 && (state == DD_FFDC_SIZE_MISMATCH || payload.size < layout_size))
+void Report::close_with_dump(const char* before) {
+    put_literal(before);
+    close_with_dump();
+}
+
+void Report::close_with_dump() {
+    if (!describes() && layout_size != 0 && (state == DD_FFDC_SIZE_MISMATCH || payload.size < layout_size))
         put("Data size mismatch ", Digits::decimal(static_cast<std::int64_t>(layout_size)), " vs ",
             Digits::decimal(length), "\n");
     dump();

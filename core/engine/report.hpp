@@ -163,6 +163,7 @@ public:
     bool newer = false;      // the version holds more than its layout
     Writer out;
     Observer* observer = nullptr;
+    class Describer* describer = nullptr;
     std::uint32_t base = DD_FFDC_HEADER_SIZE;  // offset of the payload in the record
     bool quiet = false;                        // no trace lines, no heap
     bool counts_whole = false;                 // the count includes text that the room has cut
@@ -187,15 +188,26 @@ public:
     template <const Text& text>
     [[gnu::always_inline]] void put_text() {
         if constexpr (text.before != nullptr && text.version == Text::Version::absent)
-            put(text.before);
+            put_literal(text.before);
         else if constexpr (text.before != nullptr)
             put_version(text.before, text.version, text.after);
     }
+    // Text that no value prints.
+    void put_literal(std::string_view text);
     // The whole payload, raw.
-    void dump() { out.dump(payload.data, payload.size); }
+    void dump();
 
     // Whether there is a text; else only an observer is told.
     bool prints() const { return !observer || observer->annotates; }
+    // Whether the report describes what a payload may show, instead of printing one: both alternatives of each choice,
+    // and all fields as missing.
+    bool describes() const {
+#ifdef FFDC_NO_DESCRIPTIONS
+        return false;
+#else
+        return describer != nullptr;
+#endif
+    }
 
     // The number of a field; 0 when it is missing. Inlined, as the places are.
     [[gnu::always_inline]] std::uint64_t peek(const Peeked& field) const {
@@ -207,10 +219,12 @@ public:
     bool exact(std::string_view word);
     // For a version without a layout, or one that contains more: the dump that ends the text.
     void raw();
+    void unknown(const char* before, Text::Version version_as, const char* after);
     // For a payload that shows nothing at all.
     void leave();
     // The closing dump of the whole payload, after a text.
-    void close_with_dump(std::string_view before = "");
+    void close_with_dump(const char* before);
+    void close_with_dump();
     // Ends the text; called once, by whoever called the decoder. Returns the count.
     int finish();
 
@@ -235,13 +249,14 @@ private:
         } else if constexpr (std::is_same_v<Kind, WholeDump>) {
             dump();
         } else if constexpr (std::is_same_v<Kind, TextAfterLayout>) {
-            put_text_after_layout(section.before, Key(section.key), section.after);
+            put_text_after_layout(section);
         } else if constexpr (std::is_same_v<Kind, Computed>) {
             if (const int at = place<body::row_of_computed<section>>(); at != no)
-                put_value(section.say, static_cast<std::size_t>(at), section.row.field.width, Key(section.row.label));
+                put_value(section.say, static_cast<std::size_t>(at), section.row.field.width, Key(section.row.label),
+                          section.row.field.role);
         } else if constexpr (std::is_same_v<Kind, Row>) {
             if (const int at = place<section>(); at != no)
-                dump(static_cast<std::size_t>(at), section.field.width, Key(section.label));
+                dump(static_cast<std::size_t>(at), section.field.width, Key(section.label), section.field.role);
         } else if constexpr (requires { section.longest_before; }) {
             if (const int at = place<section>(); at != no) section.print(*this, static_cast<std::size_t>(at));
         } else if constexpr (requires { section.table; }) {
@@ -255,18 +270,28 @@ private:
     }
     template <const auto& condition, const auto& yes, const auto& otherwise>
     [[gnu::always_inline]] void choose() {
-        if ((peek(peeked_of<condition>) == condition.number) == condition.equal)
+        const bool holds = (peek(peeked_of<condition>) == condition.number) == condition.equal;
+        if (holds || describes()) {
+            if (describes()) enter(peeked_of<condition>, condition.number, condition.equal);
             body::visit<yes>(*this);
-        else
+        }
+        if (!holds || describes()) {
+            if (describes()) enter_otherwise();
             body::visit<otherwise>(*this);
+        }
+        if (describes()) leave_choice();
     }
-    void put_version(std::string_view before, Text::Version version_as, std::string_view after);
+    // The alternatives of a choice, for a description.
+    [[gnu::cold]] void enter(const Peeked& field, std::uint64_t number, bool equal);
+    [[gnu::cold]] void enter_otherwise();
+    [[gnu::cold]] void leave_choice();
+    void put_version(const char* before, Text::Version version_as, const char* after);
     // Between the texts, characters after the layout to their NUL, or to the end of the payload.
-    void put_text_after_layout(std::string_view before, Key name, std::string_view after);
+    void put_text_after_layout(const TextAfterLayout& text);
     // The number of `width` bytes; 0 when they are missing.
     std::uint64_t number_at(std::size_t at, std::size_t width) const;
-    void put_value(Say say, std::size_t at, std::size_t width, Key name);
-    void dump(std::size_t at, std::size_t size, Key name);
+    void put_value(Say say, std::size_t at, std::size_t width, Key name, Role role);
+    void dump(std::size_t at, std::size_t size, Key name, Role role);
     void run(const Head& table, Groups groups);
     void run(const Head& table, Groups groups, std::size_t from);
     [[gnu::cold]] void run_carefully(const Head& table, const Layout& l, Groups groups);
@@ -281,10 +306,46 @@ private:
 // The text of a value, as dd_ffdc_value_text says it.
 std::string_view text_of(const dd_ffdc_value& value, char* buffer);
 
+// Receives what a report describes.
+class Describer {
+public:
+    Describer(dd_ffdc_field_fn each, void* context) : each_(each), context_(context) {}
+
+    // Literal text; a value that no table has; the values of a table. Offsets count from `r.base`.
+    void text(const Report& r, std::string_view text) {
+        if (!text.empty()) put(field(r, 0, 0, DD_FFDC_LITERAL), text);
+    }
+    void version(const Report& r, std::string_view before, Text::Version as, std::string_view after);
+    void value(const Report& r, std::size_t at, std::size_t size, dd_ffdc_kind kind, const char* name, Role role);
+    void table(const Report& r, const Head& table, const Layout& l, Groups groups);
+    // Until it is left, what is described needs a condition; then, instead, that the condition does not hold.
+    void enter(const Report& r, const Peeked& peeked, std::uint64_t number, bool equal);
+    void enter_otherwise() { when_[depth_ - 1].equal = !when_[depth_ - 1].equal; }
+    void leave() { --depth_; }
+    // The bits that nothing has shown of the bytes from `begin` to `end` of the record.
+    void unshown(std::size_t begin, std::size_t end);
+    bool is_embedded = false;  // roles count only if they have not been described yet
+
+private:
+    dd_ffdc_field_fn each_;
+    void* context_;
+    dd_ffdc_condition when_[max_nesting];
+    std::size_t depth_ = 0;
+    unsigned roles_ = 0;  // a bit each
+    std::uint8_t shown_[DD_FFDC_HEADER_SIZE + max_layout] = {};
+
+    dd_ffdc_field field(const Report& r, std::size_t at, std::size_t size, dd_ffdc_kind kind) const;
+    void put(dd_ffdc_field field, std::string_view before);
+};
+
+// The text of a field for a number, as dd_ffdc_field_text returns it.
+const char* field_text(const dd_ffdc_field& field, std::uint64_t number, std::size_t* length);
+
 // How the payloads of a type are shown; see driver.hpp.
 struct Driver {
     std::span<const Versions> layouts;
     void (*print)(Report& r);
+    bool exact;  // shows nothing of a payload with another length than its layout
 };
 
 }  // namespace ffdc

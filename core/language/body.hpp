@@ -50,7 +50,7 @@ struct Computed {
 // The characters after the layout, up to a NUL or the end of the payload, with the text around them.
 struct TextAfterLayout {
     const char* before;
-    const char* key;
+    Key key;
     const char* after;
 };
 
@@ -59,7 +59,7 @@ struct WholeDump {};
 inline constexpr WholeDump whole_dump;
 
 // A placed section that a function prints, after a text of at most `extra` characters: a record inside a record. Its
-// roles count only where the record around it has none.
+// roles count only where the sections before it have none.
 template <const auto& rows, auto print_at, std::size_t extra>
 struct Embedded : Placed<rows> {
     static constexpr auto print = print_at;
@@ -71,6 +71,8 @@ template <const auto&... section>
 struct All {};
 template <const auto&... section>
 static constexpr All<section...> all;
+
+inline constexpr std::size_t max_nesting = 8;  // of choices in one another
 
 // One section or the other. Alternatives may show the same bytes and use the same names.
 template <const auto& condition, const auto& yes, const auto& otherwise>
@@ -147,7 +149,7 @@ consteval Node node_of(const Choice<condition, yes, otherwise>&) {
     return node;
 }
 consteval Node node_of(const Text& text) { return {.kind = Node::Kind::text, .text = text.longest()}; }
-consteval Node node_of(const TextAfterLayout& s) { return {.kind = Node::Kind::after_layout, .key = s.key}; }
+consteval Node node_of(const TextAfterLayout& s) { return {.kind = Node::Kind::after_layout, .key = s.key.text}; }
 consteval Node node_of(const WholeDump&) { return {.kind = Node::Kind::dump}; }
 consteval Node node_of(const Row& row) { return {.kind = Node::Kind::rows, .rows = &row, .row_count = 1}; }
 template <std::size_t n>

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <span>
 
 #include "fault.hpp"
 
@@ -20,6 +21,24 @@ struct Versions {
     std::uint16_t size;         // bytes; 0 where the payload is dumped, whatever its length
     std::uint16_t whole = any;  // later versions contain more than this library knows
 };
+
+// The layout that shows a version: its own, or that of the newest version before it.
+struct Chosen {
+    std::size_t column = 0;
+    bool known = false;  // the version has a layout
+    bool newer = false;  // the version contains more than its layout
+    std::size_t size = 0;
+};
+constexpr Chosen choose_layout(std::span<const Versions> layouts, std::uint32_t version) {
+    Chosen chosen;
+    while (chosen.column + 1 < layouts.size() && version >= layouts[chosen.column + 1].first) ++chosen.column;
+    const Versions& row = layouts[chosen.column];
+    chosen.known = version >= row.first && (version <= row.last || row.last == any);
+    if (!chosen.known) return chosen;
+    chosen.newer = version > row.whole && row.whole != any;
+    chosen.size = row.size;
+    return chosen;
+}
 
 // A set of payload bytes, written as ranges: {{2, 3}, {15, 15}}, or of some bits of them: {{8, 8, 0x40}}.
 struct Bytes {

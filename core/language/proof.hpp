@@ -27,6 +27,8 @@ struct Sizes {
             add(v.size, v.first);
             if (v.first > v.last || (i != 0 && layouts[i - 1].versions.last >= v.first))
                 wrong = "the versions of the layouts are not in order";
+            if ((layouts[i].exact == nullptr) != (layouts[0].exact == nullptr))
+                wrong = "either all layouts have an exact length or none";
         }
     }
     // The layout that begins with a version, or `count`.
@@ -83,12 +85,14 @@ constexpr const char* first_text(const Node& node) {
 }
 
 // What is wrong with a body in every layout.
-consteval Verdict fault_of(const Node& node, const Sizes& sizes, std::size_t shown) {
+consteval Verdict fault_of(const Node& node, const Sizes& sizes, std::size_t shown, std::size_t nesting = 0) {
     if (node.kind == Node::Kind::rows) {
         if (const Verdict fault = fault_of(node.table()); fault.reason) return fault;
         if (const Row* row = odd_columns(node.table(), sizes.count, shown))
             return row->refused("an offset column is missing or one too many");
     }
+    if (node.kind == Node::Kind::choice && ++nesting > max_nesting)
+        return {first_text(node), "choices are nested at most eight deep"};
     if (node.condition && node.condition->field.wrong) return {first_text(node), node.condition->field.wrong};
     if (node.kind == Node::Kind::since || node.kind == Node::Kind::before) {
         const std::size_t column = sizes.column(node.version);
@@ -96,7 +100,7 @@ consteval Verdict fault_of(const Node& node, const Sizes& sizes, std::size_t sho
         if (node.kind == Node::Kind::before) shown = column;
     }
     for (const Node& section : node.each())
-        if (const Verdict fault = fault_of(section, sizes, shown); fault.reason) return fault;
+        if (const Verdict fault = fault_of(section, sizes, shown, nesting); fault.reason) return fault;
     return {};
 }
 
@@ -203,7 +207,7 @@ private:
 // rows say `again` or `shared`; at most one of them has each role. A text that only some layouts show must be shown
 // with a value. Compilers show row, reason and byte of what is not so.
 consteval Verdict sound(const Node& body, const Sizes& sizes) {
-    if (sizes.wrong) return {"", sizes.wrong};
+    if (sizes.wrong) return {first_text(body), sizes.wrong};
     if (const Verdict fault = fault_of(body, sizes, sizes.count); fault.reason) return fault;
     for (std::size_t layout = 0; layout < sizes.count; ++layout)
         if (const Verdict verdict = Prover(body, sizes, layout).verdict; verdict.reason) return verdict;

@@ -273,7 +273,8 @@ private:
         if (!row.shown_again() && row.key(element).empty()) refuse("the value needs a label");
         const Label l = {.name = place(row.shown_again() ? 0 : pooled(keys, row.key(element))),
                          .group = narrow<std::uint8_t>(groups.index_of(group), "a table has at most 256 groups"),
-                         .indexed = f.count > 1 && !row.names_elements(),
+                         .flags = narrow<std::uint8_t>(static_cast<unsigned>(f.role) |
+                                                       (f.count > 1 && !row.names_elements() ? Label::indexed : 0)),
                          .size = narrow<std::uint8_t>(f.width, "a text has at most 255 characters"),
                          .back = narrow<std::uint8_t>(f.first_byte()),
                          .kind = narrow<std::uint8_t>(kind_of(f, c)),

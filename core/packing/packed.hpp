@@ -96,11 +96,12 @@ struct Op {
 struct Label {
     std::uint16_t name;  // in the table's names; 0 for what is not handed out
     std::uint8_t group;  // of the table's groups
-    bool indexed;        // an element
+    std::uint8_t flags;  // the role of the value, and `indexed` for an element of an array
     std::uint8_t size;   // bytes of the value
     std::uint8_t back;   // the value begins so many bytes before what the op loads
     std::uint8_t kind;   // enum dd_ffdc_kind
     std::uint8_t shown;  // '?' of a missing value
+    static constexpr std::uint8_t indexed = 8, role = 7;
     bool operator==(const Label&) const = default;
 };
 

@@ -76,6 +76,12 @@ const char* dd_ffdc_type_name(int type) {
 }
 int dd_ffdc_layout(int type, std::uint32_t version, std::size_t* size) { return layout(type, version, size); }
 int dd_ffdc_layout_row(int type, std::size_t n, dd_ffdc_versions* row) { return layout_row(type, n, *row); }
+int dd_ffdc_fields(int type, std::uint32_t version, dd_ffdc_field_fn each, void* context) {
+    return describe(type, version, each, context);
+}
+const char* dd_ffdc_field_text(const dd_ffdc_field* field, std::uint64_t number, std::size_t* length) {
+    return field_text(*field, number, length);
+}
 const char* tavi_ffdc_version() { return TAVI_FFDC_VERSION; }
 
 int scnprintf(char* out, int size, const char* format, ...) {

@@ -54,5 +54,6 @@ int values(const Record* record, std::size_t there, dd_ffdc_value_fn each, void*
 int annotate(const Record* record, std::size_t there, char* out, int room, dd_ffdc_value_fn each, void* context);
 int layout(int type, std::uint32_t version, std::size_t* size);
 bool layout_row(int type, std::size_t n, dd_ffdc_versions& row);
+int describe(int type, std::uint32_t version, dd_ffdc_field_fn each, void* context);
 
 }  // namespace ffdc

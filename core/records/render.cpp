@@ -119,4 +119,26 @@ int render(const Record* record, std::size_t there, char* out, int room, dd_ffdc
     return static_cast<int>(r.out.stored());
 }
 
+#ifdef FFDC_NO_DESCRIPTIONS
+int describe(int, std::uint32_t, dd_ffdc_field_fn, void*) { return -EOPNOTSUPP; }
+const char* field_text(const dd_ffdc_field&, std::uint64_t, std::size_t* length) {
+    *length = 0;
+    return nullptr;
+}
+#else
+int describe(int type, std::uint32_t version, dd_ffdc_field_fn each, void* context) {
+    Describer describer(each, context);
+    Report r({nullptr, 0}, 0, version, nullptr, 0);
+    r.describer = &describer;
+    r.quiet = true;
+    r.base = 0;
+    print_header(r, true);
+    r.base = header_size;
+    const Driver* const driver = type_of(static_cast<std::uint32_t>(type)).driver;
+    driver ? r.decode(*driver) : r.raw();
+    describer.unshown(0, header_size + r.layout_size);
+    return !driver ? DD_FFDC_UNKNOWN_TYPE : r.known && !r.newer ? DD_FFDC_OK : DD_FFDC_UNKNOWN_VERSION;
+}
+#endif
+
 }  // namespace ffdc

@@ -31,17 +31,16 @@ int layout(int type, std::uint32_t version, std::size_t* size) {
     *size = 0;
     const Driver* const driver = type_of(static_cast<std::uint32_t>(type)).driver;
     if (!driver) return DD_FFDC_UNKNOWN_TYPE;
-    Report r({nullptr, 0}, 0, version, nullptr, 0);
-    r.choose(driver->layouts);
-    *size = r.layout_size;
-    return r.known && !r.newer ? DD_FFDC_OK : DD_FFDC_UNKNOWN_VERSION;
+    const Chosen chosen = choose_layout(driver->layouts, version);
+    *size = chosen.size;
+    return chosen.known && !chosen.newer ? DD_FFDC_OK : DD_FFDC_UNKNOWN_VERSION;
 }
 
 bool layout_row(int type, std::size_t n, dd_ffdc_versions& row) {
     const Driver* const driver = type_of(static_cast<std::uint32_t>(type)).driver;
     if (!driver || n >= driver->layouts.size()) return false;
     const Versions& versions = driver->layouts[n];
-    row = {versions.first, std::min(versions.last, versions.whole), versions.size};
+    row = {versions.first, std::min(versions.last, versions.whole), versions.size, driver->exact};
     return true;
 }
 

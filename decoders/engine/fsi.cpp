@@ -29,17 +29,23 @@ void print_embedded_fsi(Report& r, std::size_t at) {
     Report block(bytes, static_cast<int>(bytes.size), 0, buffer,
                  static_cast<int>(r.quiet ? sizeof local : buffer_size));
     block.quiet = r.quiet;
+    block.base = r.base + static_cast<std::uint32_t>(at);
+    if (r.describes()) {
+        r.put_literal(fsi_announcement);
+        block.describer = r.describer;
+        block.describer->is_embedded = true;
+        return block.decode(block_inside);
+    }
     block.choose(block_inside.layouts);
     std::size_t length = 0;
     if (buffer && r.prints()) {
         block_inside.print(block);
         length = static_cast<std::size_t>(block.finish());
     }
-    r.put("and now fsi data \nfsidata len ", Digits::decimal(static_cast<std::int64_t>(length)), "\n");
+    r.put(fsi_announcement, Digits::decimal(static_cast<std::int64_t>(length)), "\n");
     if (r.observer) {
         // Its values stand where its text is going to.
         block.observer = r.observer;
-        block.base = r.base + static_cast<std::uint32_t>(at);
         block.out = r.out;
         block_inside.print(block);
     }

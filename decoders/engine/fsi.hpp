@@ -36,15 +36,18 @@ inline constexpr Row fsi_rows[] = {
     {"Slave Error - in struct port Info\n"},
     section("port.slave", fsi_slave_rows, 64),
 };
+// Packed once for all files that show them, not once in each file.
+template <>
+inline constexpr auto packed<fsi_rows> = packing::pack<fsi_rows>();
 inline constexpr std::size_t fsi_size = 96, fsi_longest = 770;
-inline constexpr std::size_t fsi_announcement = sizeof "and now fsi data \nfsidata len 770\n" - 1;
+inline constexpr std::string_view fsi_announcement = "and now fsi data \nfsidata len ";
 
 // Announces the block, says how long its text is, and prints it. The text is rendered into a buffer first, from the
 // heap unless the report is quiet; if the heap refuses it, the text is left out.
 void print_embedded_fsi(Report& r, std::size_t at);
 
 // The block as a section of another layout.
-using FsiBlock = Embedded<fsi_rows, print_embedded_fsi, fsi_announcement>;
+using FsiBlock = Embedded<fsi_rows, print_embedded_fsi, fsi_announcement.size() + sizeof "770\n" - 1>;
 consteval FsiBlock fsi_block(Offsets at) { return {section<fsi_rows>("fsi", at)}; }
 
 }  // namespace ffdc

@@ -76,9 +76,11 @@ constexpr DriverLayout layouts[] = {
     // the byte is listed as not shown (byte 10) | {{1, 1, 64}, {{10, 10}, {37, 37, 0x70}}},
     // bits of the byte are not shown, and not listed so (byte 37) | {{1, 1, 64}, {{37, 37, 0x60}}},
     {{2, any, 52}, {{10, 11}, {39, 39, 0x70}}},
+    // either all layouts have an exact length or none (in Pump) | {{2, any, 52}, {{10, 11}, {39, 39, 0x70}}, exact},
     // the byte is not shown, and not listed so (byte 11) | {{2, any, 52}, {{10, 10}, {39, 39, 0x70}}},
 };
 constexpr auto shown = all<pump_rows, choose<is_idle, idle_rows, busy_rows>, since<2, result_rows>>;
+// choices are nested at most eight deep (in idle since) | constexpr auto shown = when<is_idle, when<is_idle, when<is_idle, when<is_idle, when<is_idle, when<is_idle, when<is_idle, when<is_idle, when<is_idle, idle_rows>>>>>>>>>;
 // no layout begins with the version of the section (in rc) | constexpr auto shown = all<pump_rows, choose<is_idle, idle_rows, busy_rows>, since<3, result_rows>>;
 // the byte is not shown, and not listed so (byte 9) | constexpr auto shown = all<pump_rows, since<2, result_rows>>;
 
