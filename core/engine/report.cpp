@@ -407,9 +407,9 @@ void Report::enter(const Peeked& field, std::uint64_t number, bool equal) {
 void Report::enter_otherwise() { describer->enter_otherwise(); }
 void Report::leave_choice() { describer->leave(); }
 
-void Report::put_version(const char* before, Text::Version version_as, const char* after) {
+void Report::put_version(std::string_view before, Text::Version version_as, std::string_view after) {
     if (describes()) return describer->version(*this, before, version_as, after);
-    put(std::string_view(before),
+    put(before,
         version_as == Text::Version::decimal ? Digits::decimal(static_cast<std::int32_t>(version))
                                              : Digits::hex(version, version_as == Text::Version::hex4 ? 4 : 1),
         after);
@@ -518,7 +518,7 @@ void Report::leave() {
     state = DD_FFDC_OK;
 }
 
-void Report::close_with_dump(const char* before) {
+void Report::close_with_dump(std::string_view before) {
     put_literal(before);
     close_with_dump();
 }

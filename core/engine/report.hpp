@@ -223,7 +223,7 @@ public:
     // For a payload that shows nothing at all.
     void leave();
     // The closing dump of the whole payload, after a text.
-    void close_with_dump(const char* before);
+    void close_with_dump(std::string_view before);
     void close_with_dump();
     // Ends the text; called once, by whoever called the decoder. Returns the count.
     int finish();
@@ -285,7 +285,7 @@ private:
     [[gnu::cold]] void enter(const Peeked& field, std::uint64_t number, bool equal);
     [[gnu::cold]] void enter_otherwise();
     [[gnu::cold]] void leave_choice();
-    void put_version(const char* before, Text::Version version_as, const char* after);
+    void put_version(std::string_view before, Text::Version version_as, std::string_view after);
     // Between the texts, characters after the layout to their NUL, or to the end of the payload.
     void put_text_after_layout(const TextAfterLayout& text);
     // The number of `width` bytes; 0 when they are missing.
