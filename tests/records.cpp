@@ -453,6 +453,14 @@ TEST_CASE("test_bit, get_type, names, versions") {
           "FULL Alert,RX Port,TX Port,RX Baud,TX Baud,RX Mode,TX Mode,RX Watermark,TX Watermark,SC Clock,"
           "SC Port,");
 
+    const Bytes longest(596);  // of all layouts of JTAG
+    char text[4096];
+    for (const std::uint32_t version : {5u, 0x7fffffffu, 0x80000000u, 0xffffffffu}) {
+        jtag_print(longest.data(), version, static_cast<int>(longest.size()), text, sizeof text);
+        CHECK(std::string(text).find(formatted("\nUnknown FFDC version %d -- Raw FFDC:\n",
+                                               static_cast<int>(version))) != std::string::npos);
+    }
+
     for (const Driver& d : drivers) CHECK(dd_ffdc_type_name(d.type) == std::string(d.name));
     for (int type : {0, 14, no_type, -1, INT_MIN, 65536 + 3}) CHECK(dd_ffdc_type_name(type) == nullptr);
 
