@@ -113,7 +113,8 @@ int dd_ffdc_get_type(const struct dd_ffdc_hdr *head, int32_t type, const struct 
  * through `text`. Returns -22 (EINVAL) for a null or wrong-magic record or a null `text`: `text` is then untouched. Returns -12
  * (ENOMEM) when memory is refused: `text` is untouched when it was the work buffer, and holds null when it was the text itself.
  * A SCAN or SCOM record with an FSI block takes 32 KiB more meanwhile; refused, it shows "fsidata len 0" and no FSI text,
- * and all else is as ever. A payload whose raw dump passes 32 KiB is cut at a whole line. */
+ * and all else is as ever. A text that passes 32 KiB, as only those with a long raw dump do, is cut: the dump
+ * at a whole line, and what follows the dump (IIC) at any character. */
 int dd_ffdc_print(const struct dd_ffdc_hdr *record, int32_t ignored, char **text);
 
 /* Write the two lines of the header text at `out`, and return their length. 174 bytes of room hold them in any case; nothing is
@@ -316,8 +317,8 @@ const char *tavi_ffdc_version(void);
 
 /* ---- Text helpers ---- */
 
-/* vsnprintf into `size` bytes, but returns the number of characters stored, never more. A size of 0 or less stores
- * nothing and returns 0. */
+/* vsnprintf into `size` bytes, but returns the number of characters stored, never more, or -1 where vsnprintf does. A size of
+ * 0 or less stores nothing and returns 0. */
 int scnprintf(char *out, int size, const char *format, ...) TAVI_FFDC_PRINTF(3, 4);
 
 /* Raw dump: a line of 67 characters for each 16 bytes (offset, four words, their characters where the caller's locale
