@@ -106,7 +106,7 @@ std::string difference(std::string_view text, std::string_view expected);
 std::string record_text(const std::uint8_t* record, std::size_t there, dd_ffdc_state* state = nullptr);
 Renderer printing(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length);
 std::string decoded(const Driver& driver, std::uint32_t version, const std::uint8_t* payload, int length);
-// Whether the decoder accepts one length only.
+// Whether the decoder accepts one length only, as golden cases show: one has a payload that is longer than its layout.
 bool exact(const Driver& driver);
 // Whether the count tells the length of the whole text when the room cuts it, or what was stored.
 bool counts_whole(const Driver& driver, std::string_view text);
