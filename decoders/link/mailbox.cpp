@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <clocale>
+#include <cstdio>
 #include <cstring>
 
 #include "engine/driver.hpp"
@@ -34,10 +35,13 @@ std::string_view text_of_rc(std::int32_t rc, char* buffer, std::size_t room) {
     const int error = rc < 0 && rc != INT_MIN ? -rc : rc;
 #if defined(__GLIBC__)
 #if __GLIBC_PREREQ(2, 32)
-    // Messages are in English: the same text, without the lock that looking for a translation takes.
+    // Messages are in English: the same text, without the lock and the memory that looking for a translation takes.
     const char* const messages = nl_langinfo(_NL_LOCALE_NAME(LC_MESSAGES));
-    if (messages[0] == 'C' && messages[1] == '\0')
+    if (messages[0] == 'C' && messages[1] == '\0') {
         if (const char* const text = strerrordesc_np(error)) return text;
+        std::snprintf(buffer, room, "Unknown error %d", error);
+        return buffer;
+    }
 #endif
 #endif
     *buffer = '\0';
