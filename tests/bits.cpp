@@ -1,11 +1,12 @@
-// bits.txt against the library: values of single bits, of masks and of decimal digits, each with all of its bits set
-// where no other bit is, and with all of them clear where every other bit is set.
+// bits.txt against the library: each value with its bits alone set, and with its bits alone clear; each value of a byte
+// that selects what is shown.
 #include <doctest/doctest.h>
 
 #include <algorithm>
 #include <fstream>
 #include <iomanip>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "support.hpp"
@@ -19,13 +20,20 @@ struct Row {
     std::string key, set, clear;
 };
 
+struct Choice {
+    std::size_t offset;
+    int value;  // -1: every value that has no choice of its own
+    std::string text;
+};
+
 struct Place {
-    std::string type;
+    const Driver* driver;
     std::uint32_t first, last;
     std::size_t offset;
     std::map<std::size_t, std::uint8_t> preset;
     std::string group;
     std::vector<Row> rows;
+    std::vector<Choice> choices;
 };
 
 std::string unescaped(std::string text) {
@@ -34,25 +42,36 @@ std::string unescaped(std::string text) {
     return text;
 }
 
-Row row_of(const Place& place, std::istringstream& words) {
+void add_row(Place& place, const std::string& line) {
+    std::istringstream words(line);
     Row row = {};
     std::string mask;
-    words >> row.kind >> row.offset >> mask >> row.key >> std::quoted(row.set, '"', '%') >>
-        std::quoted(row.clear, '"', '%');
-    REQUIRE(words);
+    words >> row.kind >> row.offset;
     row.offset += place.offset;
-    for (std::size_t i = 2; i < mask.size(); i += 2)
-        row.mask.push_back(static_cast<std::uint8_t>(std::stoul(mask.substr(i, 2), nullptr, 16)));
-    if (!place.group.empty()) row.key = place.group + "." + row.key;
-    row.set = unescaped(row.set);
-    row.clear = unescaped(row.clear);
-    return row;
+    if (row.kind == "byte" || row.kind == "else") {
+        int value = -1;
+        if (row.kind == "byte") words >> std::hex >> value;
+        words >> std::quoted(row.set, '"', '%');
+        place.choices.push_back({row.offset, value, unescaped(row.set)});
+    } else {
+        words >> mask >> row.key >> std::quoted(row.set, '"', '%') >> std::quoted(row.clear, '"', '%');
+        for (std::size_t i = 2; i < mask.size(); i += 2)
+            row.mask.push_back(static_cast<std::uint8_t>(std::stoul(mask.substr(i, 2), nullptr, 16)));
+        if (!place.group.empty()) row.key = place.group + "." + row.key;
+        row.set = unescaped(row.set);
+        row.clear = unescaped(row.clear);
+        place.rows.push_back(row);
+    }
+    REQUIRE(words);
 }
 
 std::vector<Place> places_of(std::istringstream& words) {
     std::vector<Place> places;
     Place like = {};
-    words >> like.type;
+    std::string type;
+    words >> type;
+    like.driver = std::find_if(std::begin(drivers), std::end(drivers), [&](const Driver& d) { return d.name == type; });
+    REQUIRE(like.driver != std::end(drivers));
     for (std::string word; words >> word;) {
         const std::size_t at = word.find('@'), equals = word.find('=');
         if (at != word.npos) {
@@ -77,20 +96,19 @@ const std::vector<Place>& places() {
     static const std::vector<Place> all = [] {
         std::vector<Place> found;
         std::ifstream file(BITS_FILE);
-        std::size_t first = 0;  // of the places of the next row
+        std::size_t first = 0;  // of the places that the next row belongs to
+        bool after_row = false;
         for (std::string line; std::getline(file, line);) {
             std::istringstream words(line);
             INFO(line);
             if (line.empty() || line[0] == '#') continue;
-            if (line[0] != ' ') {
-                if (first < found.size() && !found.back().rows.empty()) first = found.size();
-                for (const Place& place : places_of(words)) found.push_back(place);
+            if (line[0] == ' ') {
+                for (std::size_t i = first; i < found.size(); ++i) add_row(found[i], line);
             } else {
-                for (std::size_t i = first; i < found.size(); ++i) {
-                    std::istringstream again(line);
-                    found[i].rows.push_back(row_of(found[i], again));
-                }
+                if (after_row) first = found.size();
+                for (const Place& place : places_of(words)) found.push_back(place);
             }
+            after_row = line[0] == ' ';
         }
         return found;
     }();
@@ -158,39 +176,61 @@ std::string values_flaw(const Place& place, const Row& only, bool set, const Val
     return "";
 }
 
-std::string flaw(const Place& place, std::uint32_t version, const Row& only, bool set) {
-    const auto* const driver = std::find_if(std::begin(drivers), std::end(drivers),
-                                            [&place](const Driver& d) { return d.name == place.type; });
-    REQUIRE(driver != std::end(drivers));
+// A record of zeros or, where they are not `set`, of ones, but with the bytes that the place needs.
+Bytes filled(const Place& place, std::uint32_t version, bool set, std::size_t offset, const Bytes& mask) {
     std::size_t size;
-    dd_ffdc_layout(driver->type, version, &size);
+    dd_ffdc_layout(place.driver->type, version, &size);
     Bytes payload(size, set ? 0 : 0xff);
-    for (std::size_t i = 0; i < only.mask.size(); ++i) payload.at(only.offset + i) ^= only.mask[i];
     for (const auto& [at, byte] : place.preset) payload.at(at) = byte;
+    for (std::size_t i = 0; i < mask.size(); ++i) payload.at(offset + i) ^= mask[i];
+    return record_of({.type = place.driver->type, .version = version}, payload);
+}
 
-    const Bytes record = record_of({.type = driver->type, .version = version}, payload);
+std::string row_flaw(const Place& place, std::uint32_t version, const Row& only, bool set) {
+    const Bytes record = filled(place, version, set, only.offset, only.mask);
     std::vector<char> buffer(DD_FFDC_RENDER_ROOM);
     Values values;
     dd_ffdc_annotate(as_record(record.data()), record.size(), buffer.data(), DD_FFDC_RENDER_ROOM, keep, &values);
     const std::string text = buffer.data();
     std::string expected;
     for (const Row& row : place.rows) expected += is_set(row, only, set) ? row.set : row.clear;
-    std::string found = "not in the text: " + expected + "but: " + text;
-    for (std::size_t at = text.find(expected); at != text.npos && !found.empty(); at = text.find(expected, at + 1))
-        found = values_flaw(place, only, set, values, at);
-    return found;
+    std::string flaw = "not in the text: " + expected + "but: " + text;
+    for (std::size_t at = text.find(expected); at != text.npos && !flaw.empty(); at = text.find(expected, at + 1))
+        flaw = values_flaw(place, only, set, values, at);
+    return flaw;
+}
+
+std::string choice_flaw(const Place& place, std::uint32_t version, std::size_t offset, int value) {
+    const Choice* chosen = nullptr;
+    for (const Choice& c : place.choices)
+        if (c.offset == offset && (c.value == value || (c.value < 0 && !chosen))) chosen = &c;
+    const Bytes record = filled(place, version, true, offset, {static_cast<std::uint8_t>(value)});
+    const std::string text = record_text(record.data(), record.size());
+    for (const Choice& c : place.choices)
+        if (c.offset == offset && !c.text.empty() && (text.find(c.text) != text.npos) != (c.text == chosen->text))
+            return (c.text == chosen->text ? "not in the text: " : "in the text: ") + c.text;
+    return "";
+}
+
+// The ends of the range, and the first version of each layout in between.
+std::set<std::uint32_t> versions_of(const Place& place) {
+    std::set<std::uint32_t> versions = {place.first, place.last};
+    dd_ffdc_versions row;
+    for (std::size_t n = 0; dd_ffdc_layout_row(place.driver->type, n, &row); ++n)
+        if (place.first < row.first && row.first < place.last) versions.insert(row.first);
+    return versions;
 }
 
 }  // namespace
 
-TEST_CASE("bits that only one value has") {
+TEST_CASE("every flag, mask and BCD number: its bits alone set, its bits alone clear") {
     for (const Place& place : places())
-        for (const std::uint32_t version : {place.first, place.last})
+        for (const std::uint32_t version : versions_of(place))
             for (const Row& row : place.rows)
                 for (const bool set : {true, false}) {
-                    INFO(place.type << ", version " << version << ", " << row.key
-                                    << (set ? std::string(" set") : " clear"));
-                    CHECK(flaw(place, version, row, set) == "");
+                    INFO(place.driver->name << ", version " << version << ", " << row.key
+                                            << (set ? std::string(" set") : " clear"));
+                    CHECK(row_flaw(place, version, row, set) == "");
                 }
 }
 
@@ -199,15 +239,29 @@ TEST_CASE("every value that has not all bits of its bytes is in bits.txt") {
         Values values;
         const Bytes record = record_of(g);
         dd_ffdc_values(as_record(record.data()), record.size(), keep, &values);
-        for (const auto& [key, seen] : values) {
+        for (const auto& value : values) {
+            const std::string& key = value.first;
+            const Seen& seen = value.second;
             const bool whole = std::all_of(seen.mask.begin(), seen.mask.end(), [](auto m) { return m == 0xff; });
             if (whole && seen.kind != DD_FFDC_BCD) continue;
             INFO(g.name << ": " << key);
-            CHECK(std::any_of(places().begin(), places().end(), [&, &key = key](const Place& place) {
-                return place.type == g.driver->name && place.first <= g.version && g.version <= place.last &&
+            const bool listed = std::any_of(places().begin(), places().end(), [&](const Place& place) {
+                return place.driver == g.driver && place.first <= g.version && g.version <= place.last &&
                        std::any_of(place.rows.begin(), place.rows.end(),
-                                   [&key](const Row& row) { return row.key == key; });
-            }));
+                                   [&](const Row& row) { return row.key == key; });
+            });
+            CHECK(listed);
         }
     }
+}
+
+TEST_CASE("bytes that select what is shown, with every value") {
+    for (const Place& place : places())
+        for (const std::uint32_t version : versions_of(place))
+            for (const Choice& choice : place.choices)
+                for (int value = 0; choice.value < 0 && value < 256; ++value) {
+                    INFO(place.driver->name << ", version " << version << ", byte " << choice.offset << " is "
+                                            << value);
+                    CHECK(choice_flaw(place, version, choice.offset, value) == "");
+                }
 }
