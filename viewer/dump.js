@@ -4,7 +4,7 @@ import { row_words } from "./library.js";
 const states = ["ok", "short", "size_mismatch", "unknown_version", "unknown_type"];
 const signs = ["", "◑", "◧", "?", "?", "✕", "┄"];
 export const marks = Object.fromEntries([...states, "damaged", "gap"].map((state, k) => [state, signs[k]]));
-const no_magic = -1, no_next = -4, record = 1;
+const no_magic = -1, record = 1;
 
 export const hex = (number, digits = 1) => number.toString(16).padStart(digits, "0");
 
@@ -36,11 +36,12 @@ export class Dump {
         const { rows, types, version } = await this.ask("open", { module, blob: this.blob }, tell);
         const count = rows.length / row_words;
         Object.assign(this, { words: rows, bytes: new Uint8Array(rows.buffer), types, version, count });
-        // Where most bytes are no records, the dump is an image, and what lies between its records is no damage.
+        // If most bytes are outside records, it is an image: a place after the last record of a chain is a gap in it.
         const places = [...Array(count).keys()].filter(i => this.step(i) === no_magic);
         const foreign = places.reduce((sum, i) => sum + this.length(i), 0);
         this.image = places.length < count && 2 * foreign > this.size;
         this.bad = new Uint8Array(count).filter((_, i) => this.is_bad(i)).length;
+        this.gaps = places.filter(i => this.state(i) === "gap").length;
         return this;
     }
 
@@ -53,6 +54,7 @@ export class Dump {
     layout(i) { return this.word(i, 2) >>> 16; }
     step(i) { return this.byte(i, 12) << 24 >> 24; }
     has_header(i) { return this.byte(i, 14) !== 0; }
+    is_chained(i) { return this.byte(i, 15) !== 0; }
     pid(i) { return this.word(i, 4) | 0; }
     tgid(i) { return this.word(i, 5) | 0; }
     time(i) { return `${hex(this.word(i, 6))}:${hex(this.word(i, 7))}`; }
@@ -60,7 +62,7 @@ export class Dump {
     state(i) {
         const step = this.step(i);
         if (step === record) return states[this.byte(i, 13)];
-        return this.image && (step === no_magic || step === no_next) ? "gap" : "damaged";
+        return this.image && step === no_magic && !(i > 0 && this.is_chained(i - 1)) ? "gap" : "damaged";
     }
     is_bad(i) { return !["ok", "gap"].includes(this.state(i)); }
     type_name(i) { return this.has_header(i) ? this.types[this.type(i)] ?? `TYPE_${this.type(i)}` : "-"; }

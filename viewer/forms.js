@@ -40,7 +40,7 @@ export function from_text(text) {
     try {
         const bytes = from_hex(text);
         if (bytes.length >= header_size) return bytes;
-        wrong = new Error(`expected at header_size the ${header_size} bytes of a header, found ${bytes.length}`);
+        wrong = new Error(`expected at least the ${header_size} bytes of a header, found ${bytes.length}`);
     } catch (error) { wrong = error; }
     try { // much that is meant as hex is base64, too, but that holds a magic
         const bytes = from_base64(text);

@@ -22,7 +22,7 @@ struct Row {
     std::uint16_t type, version;
     std::int8_t step;    // an enum dd_ffdc_step
     std::uint8_t state;  // an enum dd_ffdc_state
-    std::uint8_t has_header, unused;
+    std::uint8_t has_header, chained;
     std::int32_t pid, tgid;
     std::uint32_t time[2];
     std::uint32_t hash;  // of type, version and payload
@@ -64,6 +64,7 @@ Row row_of(int step) {
     row.has_header = step != DD_FFDC_NO_MAGIC && step != DD_FFDC_NO_NEXT && row.size >= DD_FFDC_HEADER_SIZE;
     if (!row.has_header) return row;
     const dd_ffdc_hdr& header = record(row);
+    row.chained = word(header.chained) != 0;
     row.type = static_cast<std::uint16_t>(word(header.type));
     row.version = static_cast<std::uint16_t>(word(header.version));
     row.pid = static_cast<std::int32_t>(word(header.pid));

@@ -3,6 +3,16 @@ const kinds = ["unsigned", "signed", "address", "text", "name", "flag", "bcd", "
 export const header_size = 42;
 export const row_words = 9;
 
+// A value as the tool writes it: 0x before what is printed in hexadecimal, the number if nothing is printed.
+export function plain_text(text, v) {
+    const printed = text.substr(v.at, v.length).replace(/^[ \t\n]+|[ \t\n]+$/g, "");
+    if (v.missing) return printed || "?";
+    if (["text", "name"].includes(v.kind)) return printed;
+    if (!printed || (/^-?\d{1,20}$/.test(printed) && BigInt(printed) === v.number)) return String(v.number);
+    const is_hex = /^[0-9a-f]{1,20}$/i.test(printed) && BigInt(`0x${printed}`) === BigInt.asUintN(8 * v.size, v.number);
+    return is_hex ? `0x${printed}` : printed;
+}
+
 export class Library {
     constructor(module) {
         const silent = () => 0; // nothing prints
@@ -67,13 +77,9 @@ export class Library {
         if (trouble && !text) return `expected ${trouble.expected}, found ${trouble.found}`;
         const own = values.filter(v => v.group === "" && !v.missing && v.index < 0);
         const first = (names, fits) => names.map(name => own.find(v => v.name === name && fits(v))).find(Boolean);
-        const shown = v => { // as people read it: 0x before what is hexadecimal
-            const printed = text.substr(v.at, v.length).trim(), unsigned = BigInt.asUintN(8 * v.size, v.number);
-            if (!printed || Number(printed) === Number(v.number)) return String(v.number);
-            return /^[0-9a-f]+$/i.test(printed) && BigInt(`0x${printed}`) === unsigned ? `0x${printed}` : printed;
-        };
         const code = first(["func_rc", "return_code", "rc", "fsi_rc", "errno", "status"], () => true);
         const error = first(["err_type", "error_id", "rc_text"], v => v.kind === "name");
-        return [code && `${code.name} ${shown(code)}`, error && shown(error)].filter(Boolean).join(", ");
+        const shown = [code && `${code.name} ${plain_text(text, code)}`, error && plain_text(text, error)];
+        return shown.filter(Boolean).join(", ");
     }
 }

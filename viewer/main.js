@@ -16,6 +16,7 @@ let other = null, partners = null; // a dump beside it, and which of its entries
 let view = new Uint32Array(0), sort = { column: "index", down: false }; // the list: indices of entries
 let choices = 0, filters = 0; // how often was asked: an answer to anything but the last question is late
 
+const url_place = () => new URLSearchParams(location.hash.slice(1));
 const say = text => { $("status").textContent = text; };
 const panes = { text: $("text"), tree: $("tree"), bytes: $("bytes"), bits: $("bits") };
 const record_view = new Record_view(panes, keep_place);
@@ -23,6 +24,12 @@ const map = new Map_view($("canvas"), $("tip"), i => choose(i));
 const list = new Rows($("records"), 22, make_row);
 
 // ---- Dumps ----
+// Tabs, links and comparison know dumps by their names: a name that an open dump has gets a number.
+function unused_name(name) {
+    let unused = name;
+    for (let n = 2; dumps.some(d => d.name === unused); ++n) unused = `${name} (${n})`;
+    return unused;
+}
 async function open(files, names = files.map(file => file.name)) {
     let first;
     for (const [k, file] of files.entries()) {
@@ -32,11 +39,13 @@ async function open(files, names = files.map(file => file.name)) {
             if (file.size > 2 ** 30) throw new Error("expected at most 1 GiB; ffdc list and ffdc carve read any size");
             const fresh = new Dump(name, await from_file(file));
             await fresh.open(module, share => { $("progress").value = share; });
+            fresh.name = unused_name(name);
             dumps.push(fresh);
-            first ??= fresh;
-            const bad = fresh.bad ? `${count_of(fresh.bad)} damaged or unknown` : "all well", { image } = fresh;
-            say(`${name}: ${count_of(fresh.size)} bytes, ${count_of(fresh.count)} entries, ${bad}, ` +
-                `${image ? "an image, whose gaps are no damage, " : ""}${Math.round(performance.now() - begin)} ms`);
+            if (!first || fresh.name === url_place().get("dump")) first = fresh;
+            const { bad, gaps } = fresh, found = [bad && `${count_of(bad)} damaged or unknown`,
+                gaps && `an image, places without a record: ${count_of(gaps)}`].filter(Boolean).join(", ");
+            say(`${fresh.name}: ${count_of(fresh.size)} bytes, ${count_of(fresh.count)} entries, ` +
+                `${found || "all well"}, ${Math.round(performance.now() - begin)} ms`);
         } catch (error) { say(`${name}: ${error.message}`); }
         $("progress").hidden = true;
     }
@@ -54,22 +63,26 @@ function close_dump(closed) {
 }
 // Shows a dump; at the place in the URL, if that names it, else at the first damage or record.
 async function show_dump(next, by_place) {
-    const place = new URLSearchParams(location.hash.slice(1)), placed = by_place && place.get("dump") === next?.name;
+    const at = url_place(), placed = by_place && at.get("dump") === next?.name;
     dump = next;
+    view = new Uint32Array(0);
+    list.length = 0;
+    choose_nothing();
     if (placed) {
-        other = dumps.find(d => d.name === place.get("with")) ?? other;
-        $("filter").value = place.get("filter") ?? "";
+        other = dumps.find(d => d.name === at.get("with")) ?? other;
+        $("filter").value = at.get("filter") ?? "";
     }
     show_tabs();
     map.show(dump);
-    if (!dump) return record_view.show(null, -1);
+    if (!dump) return;
     document.title = `${dump.name} · FFDC viewer`;
     $("version").textContent = `libtavi_ffdc ${dump.version}`;
     $("list").style.setProperty("--index", `${Math.max(3, String(dump.count).length)}ch`);
     $("canvas").setAttribute("aria-label", `Map of ${dump.name}: ${dump.count} entries. The list says the same.`);
-    index = -1;
     await filter();
-    if (placed) return choose(dump.at(Number(place.get("at"))), place.get("value"));
+    if (dump !== next) return;
+    if (placed && at.has("at")) return choose(dump.at(Number(at.get("at"))), at.get("value"));
+    if (!view.length) return keep_place();
     choose(view.find(i => dump.is_bad(i)) ?? view.find(i => dump.has_header(i)) ?? view[0]);
 }
 // Tabs, and what is compared with what.
@@ -145,6 +158,12 @@ function reveal() {
 }
 
 // ---- The chosen entry ----
+function choose_nothing() {
+    index = -1;
+    ++choices;
+    $("title").textContent = $("trouble").textContent = "";
+    record_view.show(null, -1);
+}
 async function choose(i, value_name) {
     const of = dump, turn = ++choices, partner = partners?.[i] ?? -1;
     if (!of || !(i >= 0 && i < of.count)) return;
@@ -164,9 +183,10 @@ async function choose(i, value_name) {
     keep_place();
 }
 function keep_place() {
-    if (!dump || index < 0) return;
+    if (!dump) return;
     const value = record_view.value && full_name(record_view.value), filter = $("filter").value;
-    const kept = { dump: dump.name, at: `0x${hex(dump.offset(index))}`, value, filter, with: other?.name };
+    const at = index < 0 ? "" : `0x${hex(dump.offset(index))}`;
+    const kept = { dump: dump.name, at, value, filter, with: other?.name };
     history.replaceState(null, "", `#${new URLSearchParams(Object.entries(kept).filter(([, said]) => said))}`);
 }
 // The next entry of the list for which something holds.
@@ -186,8 +206,22 @@ async function next_unshown() {
 }
 async function copy(what) {
     const text = record_view.copy_of(what);
-    say(text ? `Copied ${what}: ${count_of(text.length)} characters.` : `No ${what} to copy: choose a value first.`);
-    await navigator.clipboard.writeText(text).catch(error => say(`The browser refuses to copy: ${error.message}`));
+    if (!text) return say(`No ${what} to copy: choose a ${index < 0 ? "record" : "value"} first.`);
+    try {
+        await (navigator.clipboard ? navigator.clipboard.writeText(text) : copy_by_command(text));
+        say(`Copied ${what}: ${count_of(text.length)} characters.`);
+    } catch (error) { say(`The browser refuses to copy: ${error.message}`); }
+}
+// For pages from http, where browsers have no navigator.clipboard.
+function copy_by_command(text) {
+    const fill = event => {
+        event.clipboardData.setData("text/plain", text);
+        event.preventDefault();
+    };
+    document.addEventListener("copy", fill, { once: true });
+    if (document.execCommand("copy")) return;
+    document.removeEventListener("copy", fill);
+    throw new Error("it allows that only over https or from disk");
 }
 
 // ---- Hands ----
@@ -239,7 +273,7 @@ document.ondrop = document.onpaste = event => {
     else paste(data.getData("text"));
 };
 window.onhashchange = () => {
-    const named = dumps.find(d => d.name === new URLSearchParams(location.hash.slice(1)).get("dump"));
+    const named = dumps.find(d => d.name === url_place().get("dump"));
     if (named) show_dump(named, true);
 };
 matchMedia("(prefers-color-scheme: dark)").onchange = repaint;

@@ -2,7 +2,7 @@
 // lights it in all three; who chooses one keeps it lit.
 import { Rows, el } from "./virtual.js";
 import { hex, tame } from "./dump.js";
-import { header_size } from "./library.js";
+import { header_size, plain_text } from "./library.js";
 
 const nothing = { text: "", values: [], bytes: new Uint8Array(0), trouble: null };
 const digits = bytes => Array.from(bytes, byte => hex(byte, 2)).join("");
@@ -12,14 +12,14 @@ const bytes_of = (entry, v) => entry.bytes.subarray(v.offset, v.offset + v.size)
 const printed = (entry, v) => entry.text.substr(v.at, v.length);
 const number_text = v => !is_number(v) ? "" : v.kind === "address" ? `0x${hex(v.number)}` : String(v.number);
 const value_text = (entry, v) => v.kind === "bytes" || v.kind === "unshown" ? digits(bytes_of(entry, v))
-    : printed(entry, v).trim() || number_text(v);
+    : plain_text(entry.text, v);
 const own_name = v => v.kind === "unshown" ? `0x${hex(v.offset, 4)}` : v.name + (v.index >= 0 ? `[${v.index}]` : "");
 const group_of = v => v.kind === "unshown" ? "not shown" : v.group;
 export const full_name = v => [group_of(v), own_name(v)].filter(Boolean).join(".");
 
 // What `ffdc json` says of a record, but where it comes from and which bytes nothing shows.
 function json_of(dump, index, entry) {
-    const header = dump.has_header(index), decoded = { header: {}, payload: {} };
+    const header = dump.has_header(index), decoded = { header: {}, payload: {} }, state = dump.state(index);
     for (const v of entry.values.filter(v => v.kind !== "unshown")) {
         const bytes = digits(bytes_of(entry, v)), number = v.size > 4 ? number_text(v) : Number(v.number);
         let node = v.group === "header" ? decoded : decoded.payload, name = v.name;
@@ -31,7 +31,8 @@ function json_of(dump, index, entry) {
     }
     return {
         type: header ? dump.types[dump.type(index)] ?? null : null, version: header ? dump.layout(index) : null,
-        state: dump.state(index), header: header ? decoded.header : null, payload: header ? decoded.payload : null,
+        state: state === "gap" ? "damaged" : state, header: header ? decoded.header : null,
+        payload: header ? decoded.payload : null,
     };
 }
 
@@ -265,8 +266,10 @@ export class Record_view {
         const { values } = this.entry, place = v => BigInt(8 * (v.offset + v.size - 1 - byte) + bit);
         return this.byte_target(byte).values.find(i => (values[i].mask >> place(values[i]) & 1n) === 1n);
     }
+    // What is chosen, in a form; "" if nothing is.
     copy_of(what) {
         const { entry, value } = this;
+        if (!this.dump) return "";
         if (what === "json") return JSON.stringify(json_of(this.dump, this.index, entry), null, 2);
         if (what === "hex") return digits(value ? bytes_of(entry, value) : entry.bytes);
         return what === "text" ? entry.text : value ? value_text(entry, value) : "";

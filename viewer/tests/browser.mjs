@@ -18,6 +18,20 @@ const file = (name, bytes) => { writeFileSync(join(folder, name), bytes); return
 const tool = (...given) => spawnSync(ffdc, given, { encoding: "utf8", maxBuffer: 1 << 28 });
 const texts_with = (...words) => tool("show", sample("all_types")).stdout.toLowerCase().split("==> ")
     .filter(shown => words.every(word => shown.includes(word))).length;
+// The values of each record of a dump as "name text", as far as the page shows a long text.
+function values_of(dump) {
+    const all = [];
+    let row = [];
+    const cells = tool("csv", "--values", dump).stdout.matchAll(/(?:"((?:[^"]|"")*)"|(.*?))(,|\r\n)/g);
+    for (const [, quoted, plain, end] of cells) {
+        row.push(quoted?.replaceAll('""', '"') ?? plain);
+        if (end === ",") continue;
+        const [, , index, , , , name, element, , shown] = row, part = shown.replace(/^([^]{400})[^]+/, "$1…");
+        if (index !== "index") (all[index] ??= []).push(`${name}${element && `[${element}]`} ${visible(part)}`);
+        row = [];
+    }
+    return all;
+}
 const objects = dump => tool("json", "-q", dump).stdout.trim().split("\n").map(line => JSON.parse(line));
 
 let browser, page, complaints;
@@ -29,16 +43,20 @@ after(async () => {
     await browser.close();
     rmSync(folder, { recursive: true });
 });
-async function visit(path) {
+async function visit(path, url = `file://${path}`) {
     await page?.context().close();
     page = await (await browser.newContext({ viewport: { width: 1280, height: 720 } })).newPage();
     complaints = [];
     page.on("pageerror", error => complaints.push(error.stack));
     page.on("console", message => message.type() === "error" && complaints.push(message.text()));
     page.on("dialog", dialog => complaints.push(`dialog ${dialog.message()}`));
-    page.on("request", request => /^(file|blob):/.test(request.url()) || complaints.push(`request ${request.url()}`));
-    await page.addInitScript(() => { navigator.clipboard.writeText = async text => { window.copied = text; }; });
-    await page.goto(`file://${path}`);
+    page.on("request", request => /^(file|blob):/.test(request.url()) || request.url() === url ||
+        complaints.push(`request ${request.url()}`));
+    await page.addInitScript(() => {
+        if (navigator.clipboard) navigator.clipboard.writeText = async text => { window.copied = text; };
+    });
+    await page.route(url, route => route.fulfill({ path, contentType: "text/html" }));
+    await page.goto(url);
 }
 beforeEach(() => visit(page_file));
 const run = (name, body) => test(name, async () => {
@@ -46,6 +64,9 @@ const run = (name, body) => test(name, async () => {
     assert.deepEqual(complaints, []);
 });
 
+// A text as the page shows it: a character for each control character.
+const visible = shown => shown.replace(/[\x7f-\x9f\xad]/g, "·")
+    .replace(/[\0-\x08\x0b-\x1f]/g, c => String.fromCharCode(0x2400 + c.charCodeAt(0)));
 const text = selector => page.textContent(selector);
 // Waits until an element's text fits a pattern.
 const shows = (selector, pattern) => page.waitForFunction(
@@ -79,15 +100,13 @@ run("goldens: every text, by the arrow keys", async () => {
     await press("Home");
     for (const [i, { name, text: expected }] of cases.entries()) {
         await chosen(i);
-        const visible = expected.replace(/[\x7f-\x9f\xad]/g, "·")
-            .replace(/[\0-\x08\x0b-\x1f]/g, c => String.fromCharCode(0x2400 + c.charCodeAt(0)));
-        assert.equal(first_difference(visible, await text("#text pre")), "", name);
+        assert.equal(first_difference(visible(expected), await text("#text pre")), "", name);
         if (i + 1 < cases.length) await press("ArrowDown");
     }
 });
 
-run("links: each value lights its bytes and its text, each byte its value", async () => {
-    const bytes = readFileSync(sample("all_types"));
+run("values: the text is the tool's; each lights its bytes and its text, each byte its value", async () => {
+    const bytes = readFileSync(sample("all_types")), values = values_of(sample("all_types"));
     await page.setViewportSize({ width: 1280, height: 2400 }); // all of a record in sight
     await open(sample("all_types"));
     for (const [i, { offset, type }] of objects(sample("all_types")).entries()) {
@@ -96,13 +115,17 @@ run("links: each value lights its bytes and its text, each byte its value", asyn
         await page.click(`#r${i}`);
         await chosen(i);
         const rows = await page.$$eval("#tree .value", all =>
-            all.map(row => [row.dataset.v, row.querySelector(".number").textContent, row.className]));
+            all.map(row => [row.dataset.v, row.querySelector(".number").textContent, row.className,
+                ["name", "text"].map(cell => row.querySelector(`.${cell}`).textContent).join(" ")]));
+        assert.deepEqual(rows.filter(([, , kind]) => !kind.includes("unshown")).map(row => row[3]).sort(),
+            values[i].sort(), `${type} ${i}`);
         const owners = new Map();
         for (const [v, number, kind] of rows) {
             const now = await lit(`#tree [data-v="${v}"]`), own = `${type} value ${v}`;
             assert.deepEqual(now.tree, [Number(v)], own);
             for (const b of now.bytes) owners.set(b, [...owners.get(b) ?? [], Number(v)]);
-            if (now.text.length && !kind.includes("bytes")) assert.equal(now.words[0], now.words[1], own);
+            const [printed, plain] = now.words.map(word => word.replace(/^(0x)?0*(?=.)/, ""));
+            if (now.text.length && !/bytes/.test(kind)) assert.equal(plain, printed, own);
             if (!now.bytes.length) assert.fail(`${own} (${kind}) lights no bytes`);
             if (/missing/.test(kind) || !number.startsWith("0x")) continue;
             const hex = bytes.subarray(offset + now.bytes[0], offset + now.bytes[0] + now.bytes.length).toString("hex");
@@ -175,6 +198,84 @@ run("keys and damage: n, p, u, /, c, ?, and what was expected", async () => {
         await page.focus("#records");
         await press("ArrowDown");
     }
+});
+
+run("judgement: damage and places without a record are those of the tool", async () => {
+    const bytes = readFileSync(sample("all_types")), { offset, bytes: size } = objects(sample("all_types")).at(-1);
+    const record = bytes.subarray(offset, offset + size), erased = Buffer.alloc(9000, 0xff);
+    const following = Buffer.from(record);
+    following[15] = 1; // another record follows
+    const wrecked = chained => { // the largest records lose their magic: most of the dump
+        const dump = Buffer.from(bytes), all = objects(sample("all_types"));
+        for (const { offset } of all) dump[offset + 15] &= chained;
+        for (const { offset, bytes } of all) if (bytes > 300) dump[offset] = 0;
+        return dump;
+    };
+    const places = 5; // runs of records of more than 300 bytes
+    for (const [i, [dump, bad, gaps]] of [
+        [bytes, 0, 0], [wrecked(1), places, 0], [wrecked(0), 0, places],
+        [Buffer.concat([erased, record, erased, record, erased]), 0, 3],
+        [Buffer.concat([record, erased, following, erased]), 1, 1],
+        [Buffer.concat([record, erased, following]), 1, 1], [erased, 1, 0],
+    ].entries()) {
+        const name = file(`judged${i}.ffdc`, dump), { status } = tool("list", name);
+        const found = [bad && `${bad} damaged or unknown`, gaps && `an image, places without a record: ${gaps}`];
+        const said_of_it = found.filter(Boolean).join(", ") || "all well";
+        await page.setInputFiles("#files", name);
+        await said(`^judged${i}.ffdc: .* entries, ${said_of_it}, \\d+ ms$`);
+        assert.equal(status !== 0, bad + gaps > 0);
+        assert.equal(objects(name).filter(o => o.state !== "ok").length, bad + gaps);
+    }
+    await page.click("#dumps .tab:has-text('judged3') button");
+    await filter("state=gap", 3);
+    await page.click("#records .row");
+    await chosen(0);
+    await page.click("[data-copy=json]");
+    await said("Copied json");
+    assert.equal(JSON.parse(await page.evaluate(() => window.copied)).state, "damaged");
+});
+
+run("several dumps: equal names, a filter that matches nothing, and a copy of nothing", async () => {
+    for (const part of ["a", "b"]) mkdirSync(join(folder, part));
+    const same = [["a/same.ffdc", "all_types"], ["b/same.ffdc", "chain"]].map(([name, from]) =>
+        file(name, readFileSync(sample(from))));
+    await open(...same);
+    await shows("#dumps", "^same.ffdc×same.ffdc \\(2\\)×$");
+    await filter("type=uart", objects(same[0]).filter(o => o.type === "UART").length);
+    await press("Enter", "c");
+    await said("Copied text");
+    const copied = await page.evaluate(() => window.copied);
+    await page.click("#dumps .tab >> nth=1 >> button");
+    await shows("#found", "^0 of 5$");
+    for (const part of ["#title", "#trouble", "#text", "#tree", "#bytes"]) await shows(part, "^$");
+    for (const what of ["text", "value", "json", "hex"]) {
+        await page.click(`[data-copy=${what}]`);
+        await said(`No ${what} to copy`);
+    }
+    assert.equal(await page.evaluate(() => window.copied), copied);
+    await page.selectOption("#with", "0");
+    await page.fill("#filter", "");
+    await press("Enter");
+    await chosen(0);
+    const url = page.url(), title = await text("#title");
+    assert.ok(title.endsWith("↔ record 0"));
+    await visit(page_file);
+    await page.goto(url);
+    await open(...same);
+    await shows("#title", `^${title}$`);
+    assert.equal(await text("#dumps .current [role=tab]"), "same.ffdc (2)");
+});
+
+run("over http: Copy fills the clipboard", async () => {
+    await visit(page_file, "http://viewer.test/page.html");
+    assert.equal(await page.evaluate(() => navigator.clipboard), undefined);
+    await open(sample("chain"));
+    await page.click("#tree .value:has-text('mstap')");
+    await page.click("[data-copy=value]");
+    await said("Copied value: 5 characters");
+    await page.focus("#filter");
+    await press("Control+V");
+    assert.equal(await page.inputValue("#filter"), "0xabc");
 });
 
 run("the place in the URL", async () => {
@@ -259,6 +360,8 @@ run("pasted: xxd, hexdump -C, hex, base64; nothing else", async () => {
         await paste(words);
         await said(`^pasted ${i + 1}: ${bytes.length.toLocaleString("en")} bytes, ${count} entries`);
     }
+    await paste(hex.slice(0, 20));
+    await said("expected at least the 42 bytes of a header, found 10");
     await paste(`${hex.slice(0, 100)}\nno hex`);
     await said("line 2: expected pairs of hex digits, found 'no'");
 });
