@@ -1,5 +1,6 @@
 # Sourced by the scripts: installs the Debian packages that they need and that are missing.
-build_packages=(g++ cmake ninja-build pkg-config libcli11-dev rapidjson-dev nettle-dev libarchive-dev)
+build_packages=(g++ cmake ninja-build pkg-config libcli11-dev rapidjson-dev nettle-dev libarchive-dev
+    zlib1g-dev liblzma-dev libzstd-dev libbz2-dev)
 debian_packages=(build-essential debhelper dpkg-dev fakeroot) # beside those of the build, which debian/control names again
 wasm_packages=(clang-16 lld-16 wasi-libc libc++-16-dev-wasm32 libclang-rt-16-dev-wasm32)
 

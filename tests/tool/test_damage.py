@@ -146,7 +146,7 @@ class Damage(unittest.TestCase):
         for (name, (good, data)), (other, _) in zip(made, made[1:]):
             for command in (["show"], ["hex"], ["carve"], ["carve", "--all", "--decode"], ["diff", other]):
                 self.ffdc(*command, name)
-            # A pipe cannot be mapped.
+            # A pipe has no size.
             status, _, messages = run("show", "-", input=data, timeout=60)
             self.assertIn(status, (0, 1, 3), messages)
 

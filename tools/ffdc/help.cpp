@@ -4,8 +4,8 @@
 
 const char* const exit_text =
     "Exit status: 0 all is well; 1 nothing found, or the dumps differ; 2 wrong usage\n"
-    "or an input or output error; 3 all output is there, but a record is damaged, cut\n"
-    "or unknown. `ffdc COMMAND --help` has options and examples.";
+    "or an input or output error; 3 all output is there, but a record or an input is\n"
+    "damaged, cut or unknown. `ffdc COMMAND --help` has options and examples.";
 
 namespace {
 

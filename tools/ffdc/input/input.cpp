@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "input/decompress.hpp"
 #include "input/text.hpp"
 
 namespace {
@@ -41,6 +42,7 @@ std::string looks_like(Source& source) {
 bool Inputs::next(Input& input) {
     while (true) {
         std::unique_ptr<Source> source = std::move(file_);
+        std::size_t layers = 0;
         if (!source) {
             if (levels_.empty()) return false;
             Level& level = levels_.back();
@@ -51,23 +53,33 @@ bool Inputs::next(Input& input) {
                 levels_.pop_back();
                 continue;
             }
-            if (!member.empty()) name_ += ":" + member;
+            name_ += ":" + member;
+            layers = level.layers;
         }
         input = {name_, "", std::move(source)};
-        const char* const packed = from_ == "raw" ? nullptr : packed_with(*input.source);
-        if (packed && levels_.size() == deepest)
-            throw Failure("expected at most " + std::to_string(deepest) + " layers of packing, found one more, " +
-                          packed);
-        if (packed) {
-            if (auto archive = Archive::open(input.source, packed)) {
-                levels_.push_back({name_, std::move(archive)});
-                continue;
-            }
-            input.read_as = "raw bytes";
-        }
+        if (from_ != "raw" && unpack(input, layers)) continue;
         read_as(input, from_);
         return true;
     }
+}
+
+// True if the input is an archive, which is then the level of the moment. What is compressed may be an archive.
+bool Inputs::unpack(Input& input, std::size_t layers) {
+    while (const char* const packed = packed_with(*input.source)) {
+        if (layers++ == deepest)
+            throw Failure("expected at most " + std::to_string(deepest) + " layers of packing, found one more, " +
+                          packed);
+        if (std::unique_ptr<Source> content = decompress(input.source, packed)) {
+            input.source = std::move(content);
+        } else if (std::unique_ptr<Archive> archive = Archive::open(input.source, packed)) {
+            levels_.push_back({name_, layers, std::move(archive)});
+            return true;
+        } else {
+            input.read_as = "raw bytes";
+            break;
+        }
+    }
+    return false;
 }
 
 namespace {

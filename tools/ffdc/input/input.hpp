@@ -27,9 +27,12 @@ private:
     std::unique_ptr<Source> file_;
     struct Level {
         std::string name;
+        std::size_t layers;  // of packing
         std::unique_ptr<Archive> archive;
     };
     std::vector<Level> levels_;  // archives in archives
+
+    bool unpack(Input& input, std::size_t layers);
 };
 
 // What the bytes are but for raw bytes, "" if they are nothing else.

@@ -132,7 +132,7 @@ bool Objects::next() {
         skip(static_cast<std::size_t>(begin - there.begin()));
         if (begin != there.end()) break;
     }
-    if (!source_.error().empty()) throw Failure(source_.error());
+    if (source_.failure()) throw Failure(source_.failure()->what());
     if (source_.bytes().empty()) return false;
     if (source_.bytes().front() != '{') fail(0, "a JSON object");
     for (std::size_t wanted = first_look;; wanted = 2 * source_.bytes().size()) {
@@ -148,7 +148,7 @@ bool Objects::next() {
         const auto result = reader.Parse<flags>(in, keeper);
         size_ = in.Tell();
         if (!result.IsError()) return true;
-        if (!source_.error().empty()) throw Failure(source_.error());
+        if (source_.failure()) throw Failure(source_.failure()->what());
         if (size_ < size || (source_.ended() && size < longest))
             fail(size_, result.Code() == rapidjson::kParseErrorTermination
                             ? "less of an object, at most " + std::to_string(most_values) + " values, " +

@@ -8,20 +8,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <string_view>
+#include <new>
 
 namespace {
 
-constexpr std::size_t chunk = 256 << 10;  // asked for in one go
-constexpr int largest_pipe = 1 << 20;     // what the system allows without privilege
-
-extern "C" void mapping_failed(int) {
-    constexpr std::string_view message = "ffdc: an input was cut, or could not be read, while it was in use\n";
-    if (write(STDERR_FILENO, message.data(), message.size()) < 0) _exit(2);
-    _exit(2);
-}
+constexpr std::size_t smallest = 16 << 10, chunk = 256 << 10;  // asked for in one go
+constexpr int largest_pipe = 1 << 20;                          // what the system allows without privilege
 
 class File : public Source {
 public:
@@ -34,44 +27,39 @@ public:
             close(number_);
             throw Failure(std::strerror(error));
         }
-        map(s);
+        // Standard input may be a file of which something has been read already: it goes on from there.
+        const off_t position = S_ISREG(s.st_mode) ? lseek(number_, 0, SEEK_CUR) : -1;
+        if (position >= 0 && s.st_size > position) size_ = static_cast<std::size_t>(s.st_size - position);
 #if defined(F_SETPIPE_SZ)
         fcntl(number_, F_SETPIPE_SZ, largest_pipe);  // fewer turns between writer and reader; not all are pipes
 #endif
     }
-    ~File() override {
-        if (!mapping_.empty()) munmap(const_cast<std::uint8_t*>(mapping_.data()), mapping_.size());
-        close(number_);
-    }
+    ~File() override { close(number_); }
     std::size_t size() const override { return size_; }
-    bool waits() const override {
-        pollfd asked = {number_, POLLIN, 0};
-        return poll(&asked, 1, 0) == 0;
-    }
+    bool waits() const override { return size_ == 0 && !is_ready(0); }
 
 private:
     int number_;
-    Bytes mapping_;
-    std::size_t size_ = 0;
+    std::size_t size_ = 0, read_ = 0;
 
-    // Standard input may be a file of which something has been read already: it goes on from there.
-    void map(const struct stat& s) {
-        const off_t position = lseek(number_, 0, SEEK_CUR);
-        if (!S_ISREG(s.st_mode) || position < 0 || s.st_size <= position) return;
-        const std::size_t size = static_cast<std::size_t>(s.st_size);
-        void* const memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, number_, 0);
-        if (memory == MAP_FAILED) return;
-        madvise(memory, size, MADV_SEQUENTIAL);
-        std::signal(SIGBUS, mapping_failed);
-        mapping_ = {static_cast<const std::uint8_t*>(memory), size};
-        give(mapping_.subspan(static_cast<std::size_t>(position)));
-        size_ = bytes().size();
+    bool is_ready(int milliseconds) const {
+        pollfd asked = {number_, POLLIN, 0};
+        return poll(&asked, 1, milliseconds) != 0;
     }
+    // Of a file, what it had when it was opened: it may grow faster than it is read.
     std::size_t read(std::uint8_t* to, std::size_t room) override {
+        if (size_ != 0) room = std::min(room, size_ - read_);
         while (true) {
             const ssize_t n = ::read(number_, to, room);
-            if (n >= 0) return static_cast<std::size_t>(n);
-            if (errno != EINTR) throw Failure(std::strerror(errno));
+            if (n < 0 && errno == EAGAIN) is_ready(-1);
+            if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+            if (n < 0) throw Failure(std::strerror(errno));
+            if (n == 0 && read_ < size_)
+                throw Failure("expected " + std::to_string(size_) + " bytes, found that the file was cut after " +
+                                  std::to_string(read_) + " of them while it was read",
+                              true);
+            read_ += static_cast<std::size_t>(n);
+            return static_cast<std::size_t>(n);
         }
     }
 };
@@ -80,38 +68,61 @@ private:
 
 const std::string Source::no_gap_;
 
-// The buffer has room for what is asked for and for a chunk; what has been skipped makes place only when there is none
-// left behind the rest.
+// To the front, in memory of another size.
+void Source::move_to(std::size_t room) {
+    if (!there_.empty() && there_.data() != held_.get()) std::memmove(held_.get(), there_.data(), there_.size());
+    if (room != room_) {
+        void* const memory = std::realloc(held_.get(), room);
+        if (!memory) throw std::bad_alloc();
+        static_cast<void>(held_.release());
+        held_.reset(static_cast<std::uint8_t*>(memory));
+        room_ = room;
+    }
+    there_ = {held_.get(), there_.size()};
+}
+
+// There is room for what is asked for and for as much as has been read at first, for some chunks later on; what has
+// been skipped makes place only when there is none left behind the rest.
 void Source::read_on(std::size_t n) {
     if (ended_) return;
-    std::size_t begin = there_.empty() ? 0 : static_cast<std::size_t>(there_.data() - held_.data());
-    if (held_.size() - begin - there_.size() < chunk / 4) {
-        const std::size_t room = std::max(std::min(n, 2 * there_.size()), there_.size()) + 4 * chunk;
-        std::copy(there_.begin(), there_.end(), held_.begin());
-        begin = 0;
-        if (held_.size() < room) held_.resize(room);
-    }
     const std::size_t there = there_.size();
-    std::uint8_t* const end = held_.data() + begin + there;
+    std::size_t end = there == 0 ? 0 : static_cast<std::size_t>(there_.data() - held_.get()) + there;
+    if (room_ - end < chunk / 4) {
+        move_to(std::max(room_, std::max(std::min(n, 2 * there), there) + std::clamp(room_, smallest, 4 * chunk)));
+        end = there;
+    }
     std::size_t got = 0;
     try {
-        got = read(end, std::min(chunk, held_.size() - begin - there));
+        got = read(held_.get() + end, std::min(chunk, room_ - end));
     } catch (const Failure& failure) {
-        error_ = failure.what();
+        failure_ = failure;
     }
     ended_ = got == 0;
-    there_ = Bytes(held_).subspan(begin, there + got);
+    there_ = {held_.get() + end - there, there + got};
+}
+
+void Source::keep() {
+    keeps_ = true;
+    if (size() != 0) move_to(size() + chunk);
+#if defined(MADV_HUGEPAGE)
+    // Most of the time for a large file would go into its 4 KiB pages.
+    constexpr std::uintptr_t page = 4096;
+    const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(held_.get()) + page - 1) / page * page;
+    if (room_ > 4 * chunk) madvise(reinterpret_cast<void*>(begin), room_ - page, MADV_HUGEPAGE);
+#endif
+    peek(SIZE_MAX);
+    if (held_) move_to(std::max<std::size_t>(1, there_.size()));
 }
 
 void Source::restart(std::size_t offset) {
     if (keeps_) {
         kept_.push_back(std::move(held_));
-        held_.clear();
+        room_ = 0;
     }
     there_ = {};
     offset_ = offset;
     ended_ = false;
-    if (keeps_) peek(SIZE_MAX);
+    if (keeps_) keep();
 }
 
 std::unique_ptr<Source> open_file(const std::string& path) { return std::make_unique<File>(path); }

@@ -2,16 +2,20 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-// What keeps one input from being read, and what ends the whole command. Status 2 in the end.
+// What keeps one input from being read: status 2 in the end; or, as damage, what ends it before its time: status 3.
 struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit Failure(const std::string& why, bool is_damage = false) : std::runtime_error(why), damage(is_damage) {}
+    bool damage;
 };
+// What ends the whole command, with status 2.
 struct Fatal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -27,9 +31,10 @@ public:
 
     // What has been read and not skipped; it stays where it is until more is read.
     Bytes bytes() const { return there_; }
-    std::size_t offset() const { return offset_; }       // of bytes()[0]
-    bool ended() const { return ended_; }                // nothing comes behind bytes()
-    const std::string& error() const { return error_; }  // why it ended before its time
+    std::size_t offset() const { return offset_; }  // of bytes()[0]
+    bool ended() const { return ended_; }           // nothing comes behind bytes()
+    // Why it ended before its time; else null.
+    const Failure* failure() const { return failure_ ? &*failure_ : nullptr; }
     // Of the whole, 0 where that is not known.
     virtual std::size_t size() const { return 0; }
 
@@ -45,10 +50,7 @@ public:
         offset_ += n;
     }
     // All bytes, of this piece and of those behind gaps, stay where they are as long as the source.
-    virtual void keep() {
-        keeps_ = true;
-        peek(SIZE_MAX);
-    }
+    virtual void keep();
     // Whether reading on may take its time.
     virtual bool waits() const { return false; }
 
@@ -59,7 +61,7 @@ public:
 protected:
     // Stores at most `room` bytes; none at all are the end.
     virtual std::size_t read(std::uint8_t* to, std::size_t room) = 0;
-    void give(Bytes all) {  // at once, instead of reading
+    void give(Bytes all) {  // at once, instead of reading; they live as long as the source
         there_ = all;
         ended_ = true;
     }
@@ -67,14 +69,22 @@ protected:
     void restart(std::size_t offset);                     // a piece
 
 private:
-    std::vector<std::uint8_t> held_;
+    struct Free {
+        void operator()(std::uint8_t* memory) const { std::free(memory); }
+    };
+    using Held = std::unique_ptr<std::uint8_t[], Free>;  // grows and shrinks in place, and is not set to zero
+
+    Held held_;
+    std::size_t room_ = 0;
     Bytes there_;
     std::size_t offset_ = 0;
     bool ended_ = false, keeps_ = false;
-    std::vector<std::vector<std::uint8_t>> kept_;
-    std::string error_;
+    std::vector<Held> kept_;
+    std::optional<Failure> failure_;
     static const std::string no_gap_;
+
+    void move_to(std::size_t room);
 };
 
-// A file, mapped where that can be done, or standard input for "-".
+// A file, or standard input for "-". Files are read, not mapped: one that is cut meanwhile ends there, as damage.
 std::unique_ptr<Source> open_file(const std::string& path);

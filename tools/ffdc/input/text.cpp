@@ -118,7 +118,7 @@ private:
             }
         }
         const std::size_t n = std::min(room, spelled_.size() - taken_);
-        if (n == 0 && !text_->error().empty()) throw Failure(text_->error());
+        if (n == 0 && text_->failure()) throw Failure(*text_->failure());
         std::copy_n(spelled_.begin() + static_cast<std::ptrdiff_t>(taken_), n, to);
         taken_ += n;
         return n;
@@ -128,7 +128,7 @@ private:
         const std::size_t n = std::min(room, there.size());
         std::copy_n(there.begin(), n, to);
         text_->skip(n);
-        if (n == 0 && !text_->error().empty()) throw Failure(text_->error());
+        if (n == 0 && text_->failure()) throw Failure(*text_->failure());
         return n;
     }
 
@@ -324,7 +324,7 @@ private:
             to[i] = high == 0 && low < 0x80 ? low : '?';
         }
         text_->skip(n == 0 ? there.size() : 2 * n);
-        if (n == 0 && !text_->error().empty()) throw Failure(text_->error());
+        if (n == 0 && text_->failure()) throw Failure(*text_->failure());
         return n;
     }
 };
@@ -396,6 +396,8 @@ Trial best_of(Bytes head, std::string_view asked) {
 }
 
 }  // namespace
+
+bool holds_record_or_text(Bytes head) { return holds(head, magic) || looks_like_text(head); }
 
 Reading guess(Source& source, std::string_view asked) {
     const bool is_auto = asked == "auto";

@@ -10,6 +10,9 @@ struct Reading {
     bool guessed = false;        // from a text, even if these are raw bytes
 };
 
+// Whether the beginning of a source is a text, or has a record in it: then it is not compressed.
+bool holds_record_or_text(Bytes head);
+
 // What the bytes are; `asked` is auto, hex or base64. Looks at no more than it must, 4 MiB at most. Throws Failure for
 // what is understood, but does not say the bytes in their order.
 Reading guess(Source& source, std::string_view asked);

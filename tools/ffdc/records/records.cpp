@@ -119,9 +119,11 @@ Session::~Session() = default;
 
 int Session::status() const { return failure_ ? exit_failed : !any_ ? exit_none : damage_ ? exit_damaged : exit_ok; }
 
-void Session::fail(const std::string& name, const std::string& why) {
-    failure_ = true;
-    out.message(name + ": " + why);
+// Where an input ends before its time, records may be missing, even if it had none.
+void Session::fail(const std::string& name, const Failure& failure) {
+    (failure.damage ? damage_ : failure_) = true;
+    any_ = any_ || failure.damage;
+    out.message(name + ": " + failure.what());
 }
 
 void Session::each_input(const std::function<void(Input&)>& use, const char* otherwise) {
@@ -140,13 +142,12 @@ void Session::each_input(const std::function<void(Input&)>& use, const char* oth
                     read_on(*input.source, 1);
                     const bool empty = input.source->bytes().empty() && input.source->gap().empty();
                     use(input);
-                    if (empty && input.source->error().empty() && !options.quiet)
-                        out.message(input.name + ": is empty");
+                    if (empty && !input.source->failure() && !options.quiet) out.message(input.name + ": is empty");
                 } catch (const Failure& failure) {
-                    fail(inputs.name(), failure.what());
+                    fail(inputs.name(), failure);
                 }
         } catch (const Failure& failure) {
-            fail(file, failure.what());
+            fail(file, failure);
         }
     }
 }
@@ -164,7 +165,16 @@ std::vector<Input> Session::keep_entries(const std::string& file, const Visit& v
     std::vector<Input> kept;
     try {
         Inputs inputs(file, options.from.empty() ? "auto" : options.from);
-        for (Input input; inputs.next(input); kept.push_back(std::move(input))) input.source->keep();
+        for (bool more = true; more;) try {
+                Input input;
+                more = inputs.next(input);
+                if (!more) break;
+                input.source->keep();
+                kept.push_back(std::move(input));
+            } catch (const Failure& failure) {
+                if (!failure.damage) throw;
+                fail(inputs.name(), failure);
+            }
     } catch (const Failure& failure) {
         throw Fatal(file + ": " + failure.what());
     }
@@ -191,7 +201,7 @@ bool Session::resume(Input& input) {
         if (!options.quiet) out.message(input.name + read_as_ + ": " + gap);
     }
     if (input.source->resume()) return true;
-    if (!input.source->error().empty()) fail(input.name + read_as_, input.source->error());
+    if (input.source->failure()) fail(input.name + read_as_, *input.source->failure());
     return false;
 }
 
@@ -259,10 +269,12 @@ void Session::one_entry(const Entry& entry, const Visit& visit) {
 
 void put_separator(Session& s, const Entry& entry) {
     if (s.options.no_legend) return;
-    std::string line =
-        "==> " + entry.file + " offset " + hex_number(entry.offset) + " record " + std::to_string(entry.index) + " ";
-    if (entry.has_header()) line += type_name(entry) + " ";
-    line += entry.is_damaged() ? "damaged <==" : "<==";
+    std::string line;
+    line.reserve(entry.file.size() + 80);
+    line.append("==> ").append(entry.file).append(" offset ").append(hex_number(entry.offset));
+    line.append(" record ").append(std::to_string(entry.index)).append(" ");
+    if (entry.has_header()) line.append(type_name(entry)).append(" ");
+    line.append(entry.is_damaged() ? "damaged <==" : "<==");
     s.out.put_foreign(line, entry.is_damaged() ? Style::bad : Style::heading);
     s.out.put("\n");
 }

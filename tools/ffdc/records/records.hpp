@@ -117,7 +117,7 @@ private:
     bool resume(Input& input);
     // Reads on until there are `n` bytes, or the end; what has been put is passed on before that may take its time.
     void read_on(Source& source, std::size_t n);
-    void fail(const std::string& name, const std::string& why);
+    void fail(const std::string& name, const Failure& failure);
 };
 
 // The separator line over an entry.
