@@ -325,6 +325,33 @@ class Output(unittest.TestCase):
             self.assertEqual((path.stat().st_mode & 0o777, link.is_symlink()), (0o640, True))
             self.assertEqual(sorted(os.listdir(folder)), ["link", "out"])
 
+    def test_closed_descriptors_are_not_reused(self):
+        data = dma + b"x" * 9
+        with tempfile.TemporaryDirectory() as folder:
+            path = Path(folder, "out")
+            for closed in ((2,), (0, 1, 2)):
+                run("json", "-o", path, "-", "/dev/stdin", input=data, preexec_fn=lambda: [os.close(n) for n in closed])
+                self.assertNotIn(b"ffdc: ", path.read_bytes())
+        done = run("list", input=data, preexec_fn=lambda: os.close(1))
+        self.assertEqual((done[0], done[2].splitlines()[-1]), (2, b"ffdc: standard output: Bad file descriptor"))
+
+    def test_links_are_followed_as_the_system_does(self):
+        """In a directory such as /tmp, the system may refuse the links of others."""
+        with tempfile.TemporaryDirectory() as folder:
+            path, link = Path(folder, "own"), Path(folder, "tmp", "link")
+            path.write_bytes(b"old")
+            link.parent.mkdir()
+            link.parent.chmod(0o1777)
+            link.symlink_to(path)
+            if os.geteuid() == 0:
+                os.lchown(link, 1, 1)
+            try:
+                os.close(os.open(link, os.O_WRONLY))
+                expected = 0, run("list", input=dma)[1]
+            except PermissionError:
+                expected = 2, b"old"
+            self.assertEqual((run("list", "-o", link, input=dma)[0], path.read_bytes()), expected)
+
     def test_output_that_is_no_file(self):
         expected = run("list", input=dma)[1]
         with tempfile.TemporaryDirectory() as folder:

@@ -3,12 +3,16 @@ import json
 import os
 import random
 import re
+import resource
+import signal
 import struct
+import subprocess
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
-from common import codes, dma, fsi, goldens, mbox, record, resized, root, run
+from common import codes, dma, ffdc, fsi, goldens, mbox, record, resized, root, run
 
 unknown_type = record(14, 1, b"four")
 unknown_version = record("DMA", 9, b"four")
@@ -279,6 +283,28 @@ class Carve(unittest.TestCase):
             inner = {f"0x{at['end'] + len(dma) + 43:08x}-FSI.ffdc": fsi}
             self.assertLessEqual(inner.items(), written("-q", "--all", "a/dump")[1].items())
             self.assertEqual(len(list(Path(folder, "new", "er").iterdir())), 16)
+
+    def test_write_leaves_no_file_that_is_not_complete(self):
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (len(dma) + 9, len(dma) + 9))
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+
+        chained = dma[:12] + b"\0\0\0\1" + dma[16:]
+        with tempfile.TemporaryDirectory() as folder:
+            done = run("carve", "--write", folder, input=fsi + chained + dma, preexec_fn=limit)
+            self.assertEqual((done[0], done[2]), (2, f"ffdc: {folder}/0x{len(fsi):08x}-DMA.ffdc: File too large\n".encode()))
+            self.assertEqual(os.listdir(folder), ["0x00000000-FSI.ffdc"])
+            for number in (signal.SIGINT, signal.SIGTERM):
+                unignored = lambda: signal.signal(number, signal.SIG_DFL)
+                with subprocess.Popen([ffdc, "carve", "--write", folder], stdin=subprocess.PIPE,
+                                      stdout=subprocess.DEVNULL, preexec_fn=unignored) as child:
+                    child.stdin.write(chained + bytes(300_000))
+                    child.stdin.flush()
+                    while not any(name.startswith(".") for name in os.listdir(folder)):
+                        time.sleep(0.01)
+                    child.send_signal(number)
+                    self.assertEqual(child.wait(), -number)
+                self.assertEqual(os.listdir(folder), ["0x00000000-FSI.ffdc"])
 
 
 class Diff(unittest.TestCase):

@@ -247,7 +247,8 @@ steer it show as dots, wherever they come from.
 A file named with
 .B \-\-output
 is written beside the old one, which it replaces when all is well: after wrong usage or an input or output error, the old
-one is as it was.
+one is as it was. Symbolic links to it are followed unless the system refuses that, as it does with those of others in
+.BR /tmp .
 .PP
 .B diff
 takes records for the same by their bytes, then for partners by type, version, time and task, then by type and version, then
@@ -255,7 +256,8 @@ by type, always in their order; one that has no partner is a line by itself.
 .PP
 .B carve \-\-write
 makes a file of each chain whose records lie end to end, and of each other record. The chain flag of a last record that
-announces one which is not there is cleared in the file, and told. Files that are there already stay: names get a number.
+announces one which is not there is cleared in the file, and told. Files that are there already stay: names get a number. A
+file gets its name when it is complete.
 .PP
 .B json
 writes one object a line; its shape is fixed, and a number in it,

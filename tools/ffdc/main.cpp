@@ -1,4 +1,5 @@
 // The command line: one table of commands and one of options, from which help, man page and completions are made.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -212,9 +213,17 @@ int run(int argc, char** argv) {
 }
 [[gnu::constructor(101)]] void begin() { std::set_new_handler(out_of_memory); }
 
+// A descriptor that the caller has closed would be that of the next file to be opened, and take what is meant for
+// the caller. Writing to it is still an error.
+void open_standard_descriptors() {
+    for (int number = 0; number <= STDERR_FILENO; ++number)
+        if (fcntl(number, F_GETFD) < 0 && open("/dev/null", O_RDONLY) != number) _exit(exit_failed);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    open_standard_descriptors();
     std::setlocale(LC_CTYPE, "");   // what the terminal, and raw dumps, can show
     std::signal(SIGPIPE, SIG_DFL);  // who reads the output may stop at any time: the end, without a word
     try {

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
+#include <list>
 #include <optional>
 
 #include "commands/commands.hpp"
@@ -59,20 +61,18 @@ public:
 
     // Entries of one input come in the order of their offsets.
     void add(const Entry& entry) {
-        const auto passed = [&](const Chain& chain) { return chain.end < entry.offset; };
-        close_those(passed);
-        const auto before =
-            std::ranges::find_if(chains_, [&](const Chain& chain) { return chain.end == entry.offset; });
-        const bool goes_on = before != chains_.end();
-        Chain chain = goes_on ? *before : Chain{new_file(entry)};
-        if (goes_on) chains_.erase(before);
-        put_at(chain, chain.size, entry.bytes);
-        chain.flag_at = chain.size + offsetof(dd_ffdc_hdr, chained);
-        chain.size += entry.bytes.size();
-        chain.last = entry.offset;
-        chain.end = entry.offset + entry.bytes.size();
-        chain.flag = entry.has_header() ? word(entry.header().chained) : 0;
-        if (!entry.is_damaged() && chain.flag != 0) chains_.push_back(chain);
+        close_those([&](const Chain& chain) { return chain.end < entry.offset; });
+        auto chain = std::ranges::find_if(chains_, [&](const Chain& c) { return c.end == entry.offset; });
+        if (chain == chains_.end()) chain = begin(entry);
+        put_at(*chain, chain->size, entry.bytes);
+        chain->flag_at = chain->size + offsetof(dd_ffdc_hdr, chained);
+        chain->size += entry.bytes.size();
+        chain->last = entry.offset;
+        chain->end = entry.offset + entry.bytes.size();
+        chain->flag = entry.has_header() ? word(entry.header().chained) : 0;
+        if (!entry.is_damaged() && chain->flag != 0) return;
+        complete(*chain);
+        chains_.erase(chain);
     }
     // The input ends. What it had is its own.
     void finish() {
@@ -81,25 +81,35 @@ public:
 
 private:
     struct Chain {
-        std::string path, input;
-        std::size_t size = 0;           // of the file
-        std::size_t last = 0, end = 0;  // the last record, and behind it, in the input
-        std::size_t flag_at = 0;        // of the last record, in the file
+        std::string path = "", input = "";  // without number and ending
+        std::size_t size = 0;               // of the file
+        std::size_t last = 0, end = 0;      // the last record, and behind it, in the input
+        std::size_t flag_at = 0;            // of the last record, in the file
         std::uint32_t flag = 0;
+        Draft file = {};
     };
     Session& s_;
     const fs::path directory_;
-    std::vector<Chain> chains_;  // that go on; several where records lie in records
+    std::list<Chain> chains_;  // that go on; several where records lie in records
 
-    // A name that no other file has: one of before stays.
-    Chain new_file(const Entry& entry) const {
-        const std::string name =
-            input_part(entry) + hex_number(entry.offset, 8) + "-" + (entry.has_header() ? type_name(entry) : "CUT");
+    std::list<Chain>::iterator begin(const Entry& entry) {
+        Chain& chain = chains_.emplace_back();
+        chain.path = directory_ / (input_part(entry) + hex_number(entry.offset, 8) + "-" +
+                                   (entry.has_header() ? type_name(entry) : "CUT"));
+        chain.input = entry.file;
+        const auto make = [](const char* name) {
+            const int file = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            return file >= 0 && close(file) == 0;
+        };
+        if (!chain.file.create(directory_, make)) fail(chain);
+        return std::prev(chains_.end());
+    }
+    // Gives the file a name that no other one has: one of before stays. Returns the name.
+    static std::string complete(Chain& chain) {
         for (int number = 1;; ++number) {
-            const fs::path path = directory_ / (name + (number == 1 ? "" : "-" + std::to_string(number)) + ".ffdc");
-            const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            if (file >= 0 && close(file) == 0) return {path, entry.file};
-            if (errno != EEXIST) fail(path);
+            const std::string path = chain.path + (number == 1 ? "" : "-" + std::to_string(number)) + ".ffdc";
+            if (chain.file.add(path)) return path;
+            if (errno != EEXIST) fail(chain);
         }
     }
     // Says which input it was, where there are several.
@@ -114,10 +124,10 @@ private:
         return name.substr(name.size() - std::min(name.size(), longest)) + "-";
     }
 
-    [[noreturn]] static void fail(const std::string& path) { throw Fatal(path + ": " + std::strerror(errno)); }
-    void put_at(const Chain& chain, std::size_t at, Bytes bytes) const {
-        const int file = open(chain.path.c_str(), O_WRONLY | O_CLOEXEC);
-        if (file < 0) fail(chain.path);
+    [[noreturn]] static void fail(const Chain& chain) { throw Fatal(chain.path + ".ffdc: " + std::strerror(errno)); }
+    static void put_at(const Chain& chain, std::size_t at, Bytes bytes) {
+        const int file = open(chain.file.name().c_str(), O_WRONLY | O_CLOEXEC);
+        if (file < 0) fail(chain);
         while (!bytes.empty()) {
             const ssize_t n = pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(at));
             if (n < 0 && errno == EINTR) continue;
@@ -126,24 +136,25 @@ private:
             bytes = bytes.subspan(static_cast<std::size_t>(n));
         }
         const int error = errno;
-        if (close(file) != 0) fail(chain.path);
+        if (close(file) != 0) fail(chain);
         errno = error;
-        if (!bytes.empty()) fail(chain.path);
+        if (!bytes.empty()) fail(chain);
     }
 
     // A flag that announces a record which the file does not have is cleared there, so that the file is a whole chain.
     template <typename Which>
     void close_those(const Which& which) {
-        for (const Chain& chain : chains_) {
+        for (Chain& chain : chains_) {
             if (!which(chain)) continue;
             constexpr std::uint8_t none[sizeof(dd_ffdc_hdr::chained)] = {};
             put_at(chain, chain.flag_at, none);
+            const std::string path = complete(chain);
             if (!s_.options.quiet)
                 s_.out.message(chain.input + ": offset " + hex_number(chain.last) + ": chain flag " +
-                               std::to_string(chain.flag) + " is cleared in " + chain.path +
+                               std::to_string(chain.flag) + " is cleared in " + path +
                                ", as the record that it announces was not found behind it");
         }
-        std::erase_if(chains_, which);
+        chains_.remove_if(which);
     }
 };
 

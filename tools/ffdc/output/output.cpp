@@ -31,8 +31,8 @@ winsize screen() {
     return {size.ws_row ? size.ws_row : std::uint16_t{24}, size.ws_col ? size.ws_col : std::uint16_t{80}, 0, 0};
 }
 
-// The file behind symbolic links. One to an open descriptor stays: what that is has no name that another file could
-// get.
+// The file that symbolic links lead to. One to an open descriptor stays: what that is has no name that another file
+// could get.
 fs::path behind_links(fs::path path) {
     std::error_code error;
     for (int links = 0; links < 40 && fs::is_symlink(path, error); ++links) {
@@ -41,6 +41,11 @@ fs::path behind_links(fs::path path) {
         path = folder / fs::read_symlink(path, error);
     }
     return path;
+}
+
+std::string folder_of(const std::string& file) {
+    const std::string folder = fs::path(file).parent_path();
+    return folder.empty() ? "." : folder;
 }
 
 bool same_file(const struct stat& a, const struct stat& b) {
@@ -120,48 +125,42 @@ Output::Output(const Options& options)
 }
 
 // A regular file gets its name at the end, and until then has none where the file system can do so and there is /proc,
-// through which it is named.
+// through which it is named. Symbolic links are followed only where the system follows them, too: it refuses those that
+// others have left in directories such as /tmp.
 void Output::open_file(const std::string& path) {
     const fs::path file = behind_links(path);
-    struct stat old;
-    const bool exists = stat(file.c_str(), &old) == 0;
-    std::error_code error;
-    if (!exists && errno != ENOENT) fail();
-    if (exists && (!S_ISREG(old.st_mode) || fs::is_symlink(file, error))) {
-        file_ = open(file.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    } else if (exists && access(file.c_str(), W_OK) != 0) {
-        fail();
-    } else {
-        target_ = file;
-        const fs::path folder = file.has_parent_path() ? file.parent_path() : ".";
-        const bool nameless = access("/proc/self/fd", F_OK) == 0;
-        file_ = nameless ? open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666) : -1;
-        if (!nameless) errno = EOPNOTSUPP;
-        for (int i = 0; file_ < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EEXIST); ++i) {
-            temporary_ = folder / (".ffdc-" + std::to_string(getpid()) + "-" + std::to_string(i));
-            file_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        }
-        if (file_ < 0) temporary_.clear();
+    file_ = open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    if (file_ < 0 && errno != ENOENT) fail();
+    const bool exists = file_ >= 0;
+    struct stat old, found;
+    if (exists) {
+        std::error_code error;
+        if (fstat(file_, &old) != 0) fail();
+        if (!S_ISREG(old.st_mode) || fs::is_symlink(file, error)) return;
+        if (stat(file.c_str(), &found) != 0 || !same_file(old, found)) throw Fatal(name_ + ": changed meanwhile");
+        close(file_);
     }
-    if (file_ < 0) fail();
-    if (exists && !target_.empty()) {  // whose it was, as far as that is in our hands
+    target_ = file;
+    const bool nameless = access("/proc/self/fd", F_OK) == 0;
+    file_ = nameless ? open(folder_of(target_).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666) : -1;
+    const auto make = [&](const char* name) {
+        file_ = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        return file_ >= 0;
+    };
+    if (file_ < 0 && !draft_.create(folder_of(target_), make)) fail();
+    if (exists) {  // whose it was, as far as that is in our hands
         if (fchown(file_, old.st_uid, old.st_gid) != 0) errno = 0;
-        if (fchmod(file_, old.st_mode & 07777) != 0) errno = 0;
+        if (fchmod(file_, old.st_mode & 0777) != 0) errno = 0;
     }
 }
 
 void Output::keep() {
-    for (int i = 0; temporary_.empty(); ++i) {
-        const std::string name =
-            fs::path(target_).replace_filename(".ffdc-" + std::to_string(getpid()) + "-" + std::to_string(i));
-        if (linkat(AT_FDCWD, ("/proc/self/fd/" + std::to_string(file_)).c_str(), AT_FDCWD, name.c_str(),
-                   AT_SYMLINK_FOLLOW) == 0)
-            temporary_ = name;
-        else if (errno != EEXIST)
-            fail();
-    }
-    if (close(std::exchange(file_, -1)) != 0 || rename(temporary_.c_str(), target_.c_str()) != 0) fail();
-    temporary_.clear();
+    const std::string open_one = "/proc/self/fd/" + std::to_string(file_);
+    const auto link = [&](const char* name) {
+        return linkat(AT_FDCWD, open_one.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0;
+    };
+    if (draft_.name().empty() && !draft_.create(folder_of(target_), link)) fail();
+    if (close(std::exchange(file_, -1)) != 0 || !draft_.replace(target_)) fail();
 }
 
 void Output::fail() const { throw Fatal(name_ + ": " + std::strerror(errno)); }
@@ -173,22 +172,21 @@ Output::~Output() {
     } catch (const Fatal&) {
     } catch (const Left&) {
     }
-    if (!temporary_.empty()) unlink(temporary_.c_str());
     if (held_ >= 0) close(held_);
 }
 
 Output* Output::open_ = nullptr;
 
 void Output::rescue() {
-    Output* const out = std::exchange(open_, nullptr);
-    if (!out) return;
-    out->page_ = false;
-    try {
-        out->finish(false);
-    } catch (const Fatal&) {
-    } catch (const Left&) {
+    if (Output* const out = std::exchange(open_, nullptr)) {
+        out->page_ = false;
+        try {
+            out->finish(false);
+        } catch (const Fatal&) {
+        } catch (const Left&) {
+        }
     }
-    if (!out->temporary_.empty()) unlink(out->temporary_.c_str());
+    Draft::remove_all();
 }
 
 void Output::put(std::string_view text) {

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "output/draft.hpp"
+
 struct Options;
 
 enum class Style { plain, heading, dim, bad };
@@ -57,7 +59,7 @@ public:
     // Everything is out, and messages are, too. When all is well, an output file takes the place of the old one; else
     // that stays as it was.
     void finish(bool well);
-    // Finishes whatever output is open, without memory.
+    // Finishes whatever output is open, without memory, and removes what is not complete.
     static void rescue();
 
     // The reader of a pager has seen enough. Not an error.
@@ -70,7 +72,8 @@ public:
 private:
     std::vector<char> buffer_;
     std::size_t used_ = 0;
-    std::string name_, target_, temporary_, late_messages_;  // the last two may be empty
+    std::string name_, target_, late_messages_;  // the last two may be empty
+    Draft draft_;                                // of the target, if it has a name
     std::size_t late_ = 0;
     int file_, held_ = -1;
     std::FILE* pager_ = nullptr;
