@@ -207,24 +207,48 @@ class Terminal(unittest.TestCase):
         self.assertIn("~", on_terminal("list", input=dma, columns=40, LC_ALL="C")[1])
 
     def test_nothing_steers_the_terminal(self):
-        """Neither a record nor a file's name: no control, of one byte or in UTF-8, and nothing that turns the order."""
+        """Neither a record nor a file's name: no control, of one byte or in UTF-8, and nothing that turns the order.
+        Into a pipe, only the text of show and csv is exact."""
         version, payload = case("dma", "v1")
-        evil = b"\33]0;evil\7\x9b2J\xc2\x9b\x7f\xe2\x80\xae\xe2\x81\xa6"
+        evil = b"\33]0;evil\7\x9b2J\xc2\x9b\x7f\xe2\x80\xae\xe2\x81\xa6\xe2\x80\xa9"
         data = record("DMA", version, payload[:124] + evil + b"\xc3\xa9\0" + payload[124 + len(evil) + 3:])
-        for command in ("show", "hex", "list", "diff", "carve"):
+        steers = "[\0-\10\13-\37\x7f]|\xc2[\x80-\x9f]|\xe2\x80[\xa9\xae]|\xe2\x81\xa6"
+        for line in ("show", "hex", "list", "diff --all", "carve", "carve --decode", "count --by file,hint", "csv",
+                     "csv --values", "csv --columns file,type,hint"):
             for locale in ("C", "C.UTF-8"):
-                with self.subTest(command, locale=locale), tempfile.TemporaryDirectory() as folder:
-                    name = os.path.join(os.fsencode(folder), b"evil\n" + evil)
+                with self.subTest(line, locale=locale), tempfile.TemporaryDirectory() as folder:
+                    name = os.path.join(os.fsencode(folder), b"evil\n==> " + evil)
                     Path(os.fsdecode(name)).write_bytes(data + data[:50])
-                    files = [name, name, b"--all"] if command == "diff" else [name]
-                    for options in ([], ["--color=always"]):
-                        _, shown = on_terminal(command, *options, *files, LC_ALL=locale, PAGER="")
-                        shown = re.sub(r"\x1b\[[0-9;]*m", "", shown)
-                        self.assertIn("DMA", shown)
-                        if command not in ("list", "carve"):
-                            self.assertIn("\xc3\xa9", shown)
-                        self.assertNotRegex(shown, "[\0-\10\13-\37\x7f]|\xc2[\x80-\x9f]|\xe2\x80\xae|\xe2\x81\xa6")
-                        self.assertNotRegex(re.sub("[\xc2-\xf4][\x80-\xbf]+", "", shown), "[\x80-\x9f]")
+                    command, *options = line.split()
+                    files = [name, name] if command == "diff" else [name]
+                    shown = [on_terminal(command, *options, *more, *files, LC_ALL=locale)[1]
+                             for more in ([], ["--color=always"])]
+                    if command != "csv":
+                        environment = {**os.environ, "LC_ALL": locale}
+                        piped = run(command, *options, *files, env=environment)[1].decode("latin-1")
+                        shown += re.findall("(?m)^==> .*$", piped) if command == "show" else [piped]
+                        self.assertEqual(evil in piped.encode("latin-1"), command == "show")
+                    for text in shown:
+                        text = re.sub(r"\x1b\[[0-9;]*m", "", text)
+                        self.assertIn("DMA" if command != "count" else "COUNT", text)
+                        self.assertNotRegex(text.replace("\r\n", "\n"), steers)
+                        self.assertNotRegex(re.sub("[\xc2-\xf4][\x80-\xbf]+", "", text), "[\x80-\x9f]")
+
+    def test_only_separators_begin_like_one(self):
+        forged = b"\n==> none offset 0x000000 record 0 FSI <==\r==> none\n"
+        version, payload = case("dma", "v1")
+        data = record("DMA", version, payload[:124] + forged + payload[124 + len(forged):])
+        with tempfile.TemporaryDirectory() as folder:
+            name = os.path.join(folder, "a" + os.fsdecode(forged))
+            Path(name).write_bytes(data + b"x" * 9)
+            for command, separators in ((("show", name), 2), (("hex", name), 2), (("carve", "--decode", name), 1),
+                                        (("diff", "--all", name, name), 2), (("list", name, name + "none"), 0),
+                                        (("show", "-o", name + "/x", "-"), 0)):
+                with self.subTest(command):
+                    _, out, err = run(*command, input=dma)
+                    self.assertEqual(len(re.findall(rb"(?:^|[\r\n])==>", out)), separators)
+                    self.assertNotRegex(err, rb"(?m)^(?!ffdc: ).")
+            self.assertIn(forged, run("show", "--no-legend", name)[1])
 
     def test_pager(self):
         table = [("more than a screen", dma * 3, (), "sed s/^/P:/", True),

@@ -210,6 +210,24 @@ class Csv(unittest.TestCase):
                     values[key] = text if text is not None else "" if number is None else str(int(number))
                 self.assertEqual(row, texts | of_header | values)
 
+    def test_no_formulas(self):
+        """Only texts have a ' before them, and only those that a spreadsheet would execute."""
+        version, payload = case("dma", "v1")
+        for text, guarded in [("=1,2", "'=1,2"), ("+1", "'+1"), ("-1", "'-1"), ("@a", "'@a"), ("\t=", "'\t="),
+                              ("\r=", "'\r="), ("'=", "'="), ("a=1", "a=1")]:
+            data = record("DMA", version, payload[:124] + text.encode() + b"\0" + payload[125 + len(text):], pid=-5)
+            for name, option, expected in (("=x", ("--no-formulas",), guarded), ("x", (), text)):
+                with self.subTest(text, option=option), tempfile.TemporaryDirectory() as folder:
+                    Path(folder, name).write_bytes(data)
+                    rows = lambda *options: list(csv.DictReader(io.StringIO(
+                        run("csv", *options, *option, name, cwd=folder)[1].decode(), newline="")))
+                    [row] = rows("--columns", "file,pid,rc,hint")
+                    file = "'=x" if option else "x"
+                    self.assertEqual(row, {"file": file, "pid": "-5", "rc": "-305419896", "hint": expected})
+                    values = {row["name"]: row for row in rows("--values")}
+                    self.assertEqual([values["hint"]["file"], values["hint"]["text"], values["rc"]["text"]],
+                                     [file, expected, "-305419896"])
+
     def test_values_say_what_json_says(self):
         def flat(node, path=(), element=""):
             if isinstance(node, dict) and set(node) != {"value", "name"}:

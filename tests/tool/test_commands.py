@@ -292,7 +292,8 @@ class Carve(unittest.TestCase):
         chained = dma[:12] + b"\0\0\0\1" + dma[16:]
         with tempfile.TemporaryDirectory() as folder:
             done = run("carve", "--write", folder, input=fsi + chained + dma, preexec_fn=limit)
-            self.assertEqual((done[0], done[2]), (2, f"ffdc: {folder}/0x{len(fsi):08x}-DMA.ffdc: File too large\n".encode()))
+            self.assertEqual((done[0], done[2].decode()),
+                             (2, f"ffdc: {folder}/0x{len(fsi):08x}-DMA.ffdc: File too large\n"))
             self.assertEqual(os.listdir(folder), ["0x00000000-FSI.ffdc"])
             for number in (signal.SIGINT, signal.SIGTERM):
                 unignored = lambda: signal.signal(number, signal.SIG_DFL)

@@ -241,8 +241,18 @@ The separator line over a record is
 with the word
 .B damaged
 behind the type, or in its place, where that is so. Tables fit the terminal, with a mark for what is cut or left out;
-elsewhere they are as wide as their cells. An empty cell is a dash. On a terminal, and in messages, characters that could
-steer it show as dots, wherever they come from.
+elsewhere they are as wide as their cells. An empty cell is a dash. Characters that could control a terminal, or change the
+order of others, are printed as dots; only into a pipe or a file,
+.BR show " and " csv
+write the text of records as it is. A line of that text which would look like a separator line begins with a dot, unless
+.B \-\-no\-legend
+is given.
+.PP
+Spreadsheets execute cells of
+.B csv
+that begin with = + \- @, a tab or a line break. With
+.BR \-\-no\-formulas ,
+texts that begin so have a single quote before them.
 .PP
 A file named with
 .B \-\-output

@@ -19,41 +19,41 @@ struct Command {
     int (*run)(Session&);
     const char* what;
     const char* files;  // the arguments, "" for none
-    bool paged;
+    bool paged, exact;  // the text of records, but on a terminal
     const char* examples;
 };
 constexpr Command commands[] = {
-    {"show", show, "decoded text of every record", "[FILE...]", true,
+    {"show", show, "decoded text of every record", "[FILE...]", true, true,
      "  ffdc show dump.bin\n"
      "  ssh sp cat /var/log/ffdc | ffdc show -t dma,iic"},
-    {"list", list, "a row a record: type, size, task, state, cause", "[FILE...]", true,
+    {"list", list, "a row a record: type, size, task, state, cause", "[FILE...]", true, false,
      "  ffdc list --where 'state != ok' --sort time dumps/*.ffdc\n"
      "  ffdc list --columns index,type,rc,err_type dump.bin"},
-    {"count", count, "how many records there are of each kind", "[FILE...]", true,
+    {"count", count, "how many records there are of each kind", "[FILE...]", true, false,
      "  ffdc count dump.bin\n"
      "  ffdc count --by type,state,cause dumps"},
-    {"json", json, "a JSON object for every record, one a line", "[FILE...]", false,
+    {"json", json, "a JSON object for every record, one a line", "[FILE...]", false, false,
      "  ffdc json dump.bin | jq 'select(.type == \"DMA\").payload.rc'\n"
      "  ffdc json --pretty -t mbox dump.bin"},
-    {"make", make, "records from the objects that json prints", "[FILE...]", false,
+    {"make", make, "records from the objects that json prints", "[FILE...]", false, false,
      "  ffdc json -t dma dump.bin | jq '.payload.rc = -5' | ffdc make | ffdc show\n"
      "  echo '{\"type\": \"DMA\", \"version\": 2, \"payload\": {\"rc\": -22}}' | ffdc make"},
-    {"csv", csv, "rows for databases and spreadsheets (RFC 4180)", "[FILE...]", false,
+    {"csv", csv, "rows for databases and spreadsheets (RFC 4180)", "[FILE...]", false, true,
      "  ffdc csv dumps/*.ffdc > records.csv\n"
      "  ffdc csv --values dump.bin | sqlite3 v.db '.import --csv /dev/stdin v'"},
-    {"hex", hex, "every byte, with the value that it belongs to", "[FILE...]", true,
+    {"hex", hex, "every byte, with the value that it belongs to", "[FILE...]", true, false,
      "  ffdc hex dump.bin\n"
      "  hexdump -C dump.bin | ffdc hex -t scom"},
-    {"carve", carve, "records found in memory dumps and flash images", "[FILE...]", false,
+    {"carve", carve, "records found in memory dumps and flash images", "[FILE...]", false, false,
      "  ffdc carve -v flash.img\n"
      "  ffdc carve --write found memory.dump"},
-    {"diff", diff, "values and records that differ between two dumps", "FILE1 FILE2", true,
+    {"diff", diff, "values and records that differ between two dumps", "FILE1 FILE2", true, false,
      "  ffdc diff before.bin after.bin\n"
      "  ffdc diff -t dma --all before.bin after.bin"},
-    {"html", html, "a page to look at dumps in, with the dumps inside", "[FILE...]", false,
+    {"html", html, "a page to look at dumps in, with the dumps inside", "[FILE...]", false, false,
      "  ffdc html dump.bin -o report.html\n"
      "  ffdc html before.bin after.bin -o ticket.html"},
-    {"types", types, "types, versions and layout sizes that are known", "", false,
+    {"types", types, "types, versions and layout sizes that are known", "", false, false,
      "  ffdc types\n"
      "  ffdc types --json dma --pretty"},
 };
@@ -86,6 +86,7 @@ constexpr Choice choices[] = {
     {"--sort", "COLUMN,...", "in this order; -COLUMN: the largest first", "list", &Options::sort},
     {"--by", "COLUMN,...", "what makes a kind; by itself the type", "count", &Options::count_by},
     {"--values", "", "a row for every value, not for every record", "csv", &Options::values},
+    {"--no-formulas", "", "a ' before texts that a spreadsheet would execute", "csv", &Options::no_formulas},
     {"--from", "auto|raw|hex|base64", "what the input is (carve: raw)", readers, &Options::from},
     {"-o,--output", "FILE", "write there when all is well; - is standard output",
      "show list count json make csv hex carve diff html types", &Options::output},
@@ -139,6 +140,10 @@ void add_choice(CLI::App& command, const Choice& choice, Options& options) {
     if (*choice.value) take_only(*added, choice.value);
 }
 
+struct Usage : Fatal {
+    using Fatal::Fatal;
+};
+
 int run(int argc, char** argv) {
     Options options;
     CLI::App app("Decodes the First Failure Data Capture records of device drivers.", "ffdc");
@@ -168,6 +173,7 @@ int run(int argc, char** argv) {
         added->callback([&, two] {
             if (*command.files && !two) options.files = files_of(options.files, options.recursive, options.skipped);
             options.paged = command.paged;
+            options.exact = command.exact;
             Session session(options);
             try {
                 status = command.run(session);
@@ -197,9 +203,8 @@ int run(int argc, char** argv) {
     } catch (const CLI::CallForVersion& version) {
         print(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        const std::string hint = "\nRun ffdc --help, or ffdc COMMAND --help, for what there is.";
-        if (!app.get_subcommands().empty()) throw Fatal(error.what() + hint);
-        throw Fatal("expected a command, found " + (argc > 1 ? "'" + std::string(argv[1]) + "'" : "nothing") + hint);
+        if (!app.get_subcommands().empty()) throw Usage(error.what());
+        throw Usage("expected a command, found " + (argc > 1 ? "'" + std::string(argv[1]) + "'" : "nothing"));
     }
     return status;
 }
@@ -234,8 +239,10 @@ int main(int argc, char** argv) {
         out_of_memory();
     } catch (const std::exception& error) {
         std::string text = error.what();
-        tame(text.data(), text.size(), true);
+        tame(text.data(), text.size());
         std::fprintf(stderr, "ffdc: %s\n", text.c_str());
+        if (dynamic_cast<const Usage*>(&error))
+            std::fputs("Run ffdc --help, or ffdc COMMAND --help, for what there is.\n", stderr);
     }
     return exit_failed;
 }

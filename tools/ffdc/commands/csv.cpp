@@ -9,20 +9,36 @@ namespace {
 
 class Lines {
 public:
-    explicit Lines(Output& out) : out_(out) {}
+    explicit Lines(Session& s) : out_(s.out), guards_(s.options.no_formulas) {}
 
     // Of letters, digits and the like.
     void put_word(std::string_view word) {
         line_ += std::exchange(comma_, ",");
         line_ += word;
     }
+    void put(const Cell& cell) {
+        Cell::Room room;
+        const std::string_view text = cell.for_machines(room);
+        cell.kind == Cell::Kind::text ? put_text(text, cell.is_from_record) : put(text);
+    }
+    // Text that a record or a file's name may have chosen.
+    void put_text(std::string_view cell, bool from_record) {
+        const bool guarded = guards_ && !cell.empty() && formulas.find(cell[0]) != formulas.npos;
+        const std::size_t begin = line_.size();
+        put(cell, from_record, guarded ? "'" : "");
+        out_.sanitize(line_.data() + begin, line_.size() - begin);
+    }
     // Bytes of a record become the characters of the same numbers, as in JSON.
-    void put(std::string_view cell, bool from_record = false) {
+    void put(std::string_view cell, bool from_record = false, const char* before = "") {
         unsigned seen = 0;
         for (const char c : cell) seen |= looks[static_cast<unsigned char>(c)];
-        if ((seen & (quoted | (from_record ? high : 0))) == 0) return put_word(cell);
         line_ += std::exchange(comma_, ",");
         if (seen & quoted) line_ += '"';
+        line_ += before;
+        if ((seen & (quoted | (from_record ? high : 0))) == 0) {
+            line_ += cell;
+            return;
+        }
         for (const char c : cell) {
             const auto byte = static_cast<unsigned char>(c);
             if (c == '"') line_ += '"';
@@ -49,6 +65,7 @@ public:
     }
 
 private:
+    static constexpr std::string_view formulas = "=+-@\t\r\n";  // what they begin with in spreadsheets
     static constexpr std::uint8_t quoted = 1, high = 2;
     static constexpr auto looks = [] {
         std::array<std::uint8_t, 256> looks{};
@@ -57,6 +74,7 @@ private:
         return looks;
     }();
     Output& out_;
+    const bool guards_;
     std::string line_;
     const char* comma_ = "";
 };
@@ -74,8 +92,7 @@ int csv_of_records(Session& s, Lines& lines) {
     put_headings(s, lines, names);
     return s.each_entry([&](const Entry& entry) {
         const int state = columns.read(entry);
-        Cell::Room room;
-        for (const Cell& cell : columns.cells()) lines.put(cell.for_machines(room), cell.is_from_record);
+        for (const Cell& cell : columns.cells()) lines.put(cell);
         lines.end();
         return state;
     });
@@ -91,8 +108,7 @@ int csv_of_values(Session& s, Lines& lines) {
     return s.each_entry([&](const Entry& entry) {
         const int state = values.read(entry);
         columns.read(entry, Need::entry);
-        Cell::Room room;
-        for (const Cell& cell : columns.cells()) lines.put(cell.for_machines(room));
+        for (const Cell& cell : columns.cells()) lines.put(cell);
         const std::string record = lines.take();
         for (const Value& v : values.shown()) {
             lines.begin(record);
@@ -102,7 +118,7 @@ int csv_of_values(Session& s, Lines& lines) {
             lines.put_word(v.number_text());
             char text[32];
             if (v.kind == DD_FFDC_TEXT && !v.missing)
-                lines.put(v.text, true);
+                lines.put_text(v.text, true);
             else if (v.kind == DD_FFDC_BYTES && !v.missing)
                 lines.put_word(hex_digits(v.bytes));
             else
@@ -116,6 +132,6 @@ int csv_of_values(Session& s, Lines& lines) {
 }  // namespace
 
 int csv(Session& s) {
-    Lines lines(s.out);
+    Lines lines(s);
     return s.options.values ? csv_of_values(s, lines) : csv_of_records(s, lines);
 }

@@ -130,7 +130,7 @@ private:
             at = std::max(at, begin + 2 + name_width);
             add(at, "  ");
             add(at, text);
-            if (v.kind == DD_FFDC_TEXT) one_line(at - text.size(), text.size());
+            if (v.kind == DD_FFDC_TEXT) s_.out.sanitize(at - text.size(), text.size());
         }
         *at++ = '\n';
         const auto length = static_cast<std::uint32_t>(at - begin);
@@ -146,10 +146,10 @@ private:
         if (style != Style::plain && s_.out.has_color()) {
             const std::string place(line, at);
             s_.out.put(style, place);
-            return s_.out.put_foreign(std::string(annotation));
+            return s_.out.put(annotation);
         }
         add(at, annotation);
-        s_.out.took_foreign(static_cast<std::size_t>(at - line));
+        s_.out.took(static_cast<std::size_t>(at - line));
     }
 
     // Lines of bytes that no value has.

@@ -655,6 +655,7 @@ private:
 }  // namespace
 
 int make(Session& s) {
+    if (s.out.is_terminal()) throw Fatal("expected -o FILE, or a pipe, to take the records, found a terminal");
     s.out.hold();
     Maker maker;
     bool any = false, all_well = true;

@@ -1,5 +1,17 @@
 // The decoded text of every record.
+#include <cstring>
+
 #include "commands/commands.hpp"
+
+namespace {
+
+// Only separators begin like one, whatever lines the text of a record holds.
+void mark_other_separators(char* text, std::size_t n) {
+    for (char *at = text, *const end = text + n; (at = static_cast<char*>(std::memchr(at, '>', end - at))); ++at)
+        if (at - text > 2 && at[-1] == '=' && at[-2] == '=' && (at[-3] == '\n' || at[-3] == '\r')) at[-2] = '.';
+}
+
+}  // namespace
 
 int show_entry(Session& s, const Entry& entry) {
     put_separator(s, entry);
@@ -13,6 +25,7 @@ int show_entry(Session& s, const Entry& entry) {
     std::size_t n = static_cast<std::size_t>(
         dd_ffdc_render(&entry.header(), entry.bytes.size(), text, DD_FFDC_RENDER_ROOM, &state));
     if (text[n - 1] != '\n') text[n++] = '\n';
+    if (!s.options.no_legend) mark_other_separators(text, n);
     s.out.took_foreign(n);
     return entry.is_damaged() ? damaged : state;
 }

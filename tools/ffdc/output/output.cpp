@@ -83,22 +83,20 @@ std::string in_ascii(std::string_view text) {
 
 }  // namespace
 
-void one_line(char* text, std::size_t n) {
-    std::replace_if(
-        text, text + n, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; }, '.');
-}
+bool locale_is_utf8() { return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; }
 
-// Where the terminal does not take UTF-8, each byte from 0x80 to 0x9f is a control by itself.
-void tame(char* text, std::size_t n, bool lines) {
-    const bool utf8 = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+void tame(char* text, std::size_t n, bool lines, bool utf8) {
     for (std::size_t i = 0, size; i < n; i += size) {
+        size = 1;
+        if (text[i] >= ' ' && text[i] < 0x7f) continue;  // most are, whether chars have a sign or not
         unsigned code;
         size = character(reinterpret_cast<unsigned char*>(text) + i, utf8 ? n - i : 1, code);
         const bool control =
             (code < ' ' && !(lines && (code == '\n' || code == '\t'))) || (code >= 0x7f && code < 0xa0);
+        const bool ends_line = code == 0x2028 || code == 0x2029;
         const bool turns = code == 0x61c || code == 0x200e || code == 0x200f || (code >= 0x202a && code <= 0x202e) ||
                            (code >= 0x2066 && code <= 0x2069);
-        if (control || turns) std::memset(text + i, '.', size);
+        if (control || ends_line || turns) std::memset(text + i, '.', size);
     }
 }
 
@@ -120,6 +118,9 @@ Output::Output(const Options& options)
     terminal_ = isatty(file_) == 1;
     color_ = options.color == "always" || (options.color == "auto" && terminal_ && !(no_color && *no_color) &&
                                            terminal && std::strcmp(terminal, "dumb") != 0);
+    const bool shown = terminal_ || color_;  // colour is asked for where a terminal will show it in the end
+    exact_ = options.exact && !shown;
+    utf8_ = !shown || locale_is_utf8();  // scripts have names in UTF-8 whatever their locale
     page_ = terminal_ && !to_file && options.paged && !options.no_pager;
     open_ = this;
 }
@@ -205,24 +206,19 @@ void Output::put(Style style, std::string_view text) {
     if (colored) put("\33[0m");
 }
 
-void Output::put_foreign(std::string text, Style style) {
-    tame_for_terminal(text.data(), text.size());
-    if (ascii_) text = in_ascii(text);
-    put(style, text);
+void Output::put_foreign(std::string line, Style style) {
+    tame(line.data(), line.size(), false, utf8_);
+    if (ascii_) line = in_ascii(line);
+    put(style, line);
 }
 
 void Output::took_tamed(std::size_t n) {
     char* const text = buffer_.data() + used_;
-    tame_for_terminal(text, n);
+    sanitize(text, n, true);
     if (ascii_ && std::any_of(text, text + n, [](char c) { return !is_ascii(c); }))
         put(in_ascii({text, n}));
     else
         took(n);
-}
-
-// Colour is asked for where a terminal will show it in the end.
-void Output::tame_for_terminal(char* text, std::size_t n) const {
-    if (terminal_ || color_) tame(text, n, true);
 }
 
 std::size_t Output::columns() const { return screen().ws_col; }

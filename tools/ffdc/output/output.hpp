@@ -12,11 +12,11 @@ struct Options;
 
 enum class Style { plain, heading, dim, bad };
 
-// Control characters of text that is not ours become dots, byte for byte. `one_line` leaves no line breaks and tabs;
-// `tame` nothing that could steer a terminal or turn the order of its characters, but keeps lines where `lines` says
-// so.
-void one_line(char* text, std::size_t n);
-void tame(char* text, std::size_t n, bool lines = false);
+// Replaces by dots, byte for byte, what could inject control sequences into a terminal or change the order of its
+// characters. Line breaks and tabs are replaced, too, unless `lines` is set. Without `utf8`, each byte from 0x80 to 0x9f
+// is a control character.
+bool locale_is_utf8();
+void tame(char* text, std::size_t n, bool lines = false, bool utf8 = locale_is_utf8());
 
 class Output {
 public:
@@ -33,19 +33,22 @@ public:
         (put(std::string_view(piece)), ...);
     }
     void put(Style style, std::string_view text);  // as `text` alone where there is no colour
-    // Text that a record or a file brought along: tame where it goes to a terminal, and in ASCII where that is asked
-    // for.
-    void put_foreign(std::string text, Style style = Style::plain);
+    // A line that contains names of files: sanitized wherever it goes, and in ASCII if --ascii is given.
+    void put_foreign(std::string line, Style style = Style::plain);
 
-    // `n` free bytes, at most the room of one record's text; then `n` of them have been written, or hold text as above.
+    // Returns `n` writable bytes, at most the room of one record's text. took(n) commits them; took_foreign(n) first
+    // sanitizes the lines of a record in them, unless they are to stay exact.
     char* room(std::size_t n) {
         if (used_ + n > buffer_.size() || used_ >= flush_size) flush();
         return buffer_.data() + used_;
     }
     void took(std::size_t n) { used_ += n; }
-    void took_foreign(std::size_t n) { terminal_ || color_ || ascii_ ? took_tamed(n) : took(n); }
-    // As `put_foreign` does where the output is a terminal, without putting.
-    void tame_for_terminal(char* text, std::size_t n) const;
+    void took_foreign(std::size_t n) { exact_ && !ascii_ ? took(n) : took_tamed(n); }
+    // Sanitizes text of a record or of a file's name, unless it is to stay exact: what `show` and `csv` write into a
+    // pipe or a file.
+    void sanitize(char* text, std::size_t n, bool lines = false) const {
+        if (!exact_) tame(text, n, lines, utf8_);
+    }
 
     // Passes on what has been put, unless a pager may still have to come before it.
     void pass_on() {
@@ -77,7 +80,7 @@ private:
     std::size_t late_ = 0;
     int file_, held_ = -1;
     std::FILE* pager_ = nullptr;
-    bool terminal_, color_, page_, ascii_, holds_ = false, written_ = false;
+    bool terminal_, color_, page_, ascii_, exact_, utf8_, holds_ = false, written_ = false;
 
     static constexpr std::size_t flush_size = 256 * 1024;
     static Output* open_;

@@ -72,8 +72,7 @@ void Table::row(std::span<const std::string_view> cells, Style style, std::size_
         const std::size_t begin = text_.size();
         text_ += cells[i].empty() ? "-" : cells[i];
         char* const cell = text_.data() + begin;
-        one_line(cell, text_.size() - begin);
-        out_.tame_for_terminal(cell, text_.size() - begin);
+        out_.sanitize(cell, text_.size() - begin);
         columns_[i].width = std::max(columns_[i].width, width_of({cell, text_.size() - begin}));
         ends_.push_back(text_.size());
     }
