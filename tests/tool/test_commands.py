@@ -161,14 +161,25 @@ class Hex(unittest.TestCase):
         self.assertIn("(no record)", out)
         data = b"".join(record(type, version, payload) for type, _, version, payload in goldens()) + damaged
         data += resized(mbox, len(mbox) + 100) + dma + resized(fsi, 5) + mbox + fsi[:50]
+        for size in (8, 9, 15, 16, 17, 24, 3 << 20):
+            data += fsi + b"x" * size + record("DIO", 1, bytes(min(size, 65000)))
         out = run("hex", "-q", input=data)[1].decode("latin-1")
-        shown, at = bytearray(), 0
-        for line in re.findall(r"^==> .*|^  0x.*", out, re.M):
+        self.assertLess(len(out), len(data))
+        shown, at, repeats = bytearray(), 0, False
+        for line in re.findall(r"^==> .*|^  0x.*|^\*$", out, re.M):
             if line.startswith("=="):
                 at = int(line.split()[3], 16)
-                self.assertEqual(len(shown), at)
+                self.assertEqual((len(shown), repeats), (at, False))
+                continue
+            if line == "*":
+                repeats = True
                 continue
             place, digits = int(line[2:10], 16), line[11:35]
+            if repeats and (digits.strip() or not line[35:]):
+                lines, rest = divmod(place - (len(shown) - at), 8)
+                self.assertTrue(lines > 0 and rest == 0, line)
+                shown += shown[-8:] * lines
+                repeats = False
             if digits.strip():
                 self.assertEqual(place, len(shown) - at, line)
             shown += bytes.fromhex(digits)

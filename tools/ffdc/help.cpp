@@ -260,6 +260,11 @@ is written beside the old one, which it replaces when all is well: after wrong u
 one is as it was. Symbolic links to it are followed unless the system refuses that, as it does with those of others in
 .BR /tmp .
 .PP
+In
+.BR hex ,
+* stands for lines whose bytes are those of the line before; the next line with bytes, or the size alone at the end, shows
+where they end.
+.PP
 .B diff
 takes records for the same by their bytes, then for partners by type, version, time and task, then by type and version, then
 by type, always in their order; one that has no partner is a line by itself.

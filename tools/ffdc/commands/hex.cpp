@@ -1,7 +1,9 @@
-// Annotated hex: every byte of the input on exactly one line, with the value that it belongs to.
+// Annotated hex: every byte of the input on one line, with the value that it belongs to; "*" stands for lines that
+// repeat the bytes of the line before, up to the offset of the next line with bytes.
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "commands/commands.hpp"
 
@@ -63,6 +65,8 @@ public:
         }
         put_bytes(shown, record, "  (not shown)\n", Style::dim);
         put_bytes(std::max(shown, record), size, "  (no record)\n", Style::bad);
+        if (squeezed_) put_line(size, {}, "\n", Style::plain);
+        squeezed_ = false;
         return entry.is_damaged() ? damaged : state_;
     }
 
@@ -83,6 +87,7 @@ private:
     std::vector<std::uint64_t> order_;  // offset, number
     std::vector<char> text_;            // of all annotations
     std::size_t used_ = 0;
+    bool squeezed_ = false;  // the last line with bytes repeats, up to an offset that has not been put yet
 
     void read() {
         told_.clear();
@@ -140,6 +145,7 @@ private:
     }
 
     void put_line(std::size_t offset, Bytes bytes, std::string_view annotation, Style style) {
+        squeezed_ = squeezed_ && bytes.empty();
         char* const line = s_.out.room(place_room + annotation.size());
         char* at = line;
         add_place(at, offset, bytes);
@@ -152,11 +158,14 @@ private:
         s_.out.took(static_cast<std::size_t>(at - line));
     }
 
-    // Lines of bytes that no value has.
+    // Lines of bytes that no value has, or, if `what` is a line break, those that follow a full line.
     void put_bytes(std::size_t begin, std::size_t end, std::string_view what, Style style) {
-        for (; begin < end; begin += bytes_a_line) {
-            put_line(begin, entry_->bytes.subspan(begin, std::min(bytes_a_line, end - begin)), what, style);
-            what = "\n";
+        for (; begin < end; begin += bytes_a_line, what = "\n") {
+            const Bytes bytes = entry_->bytes.subspan(begin, std::min(bytes_a_line, end - begin));
+            const bool repeats = what == "\n" && std::equal(bytes.begin(), bytes.end(), bytes.begin() - bytes_a_line) &&
+                                 bytes.size() == bytes_a_line;
+            if (!repeats) put_line(begin, bytes, what, style);
+            if (repeats && !std::exchange(squeezed_, true)) s_.out.put("*\n");
         }
     }
 
