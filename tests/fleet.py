@@ -57,7 +57,9 @@ class Fleet(unittest.TestCase):
             if number % 100 == 0:
                 chosen.append(b"damage" * 9)
                 cls.in_dumps["-"] += 1
-            (place / "dumps" / f"{number:05}.ffdc").write_bytes(b"".join(chosen))
+            folder = place / "dumps" / ("", "node1", "node2/old")[number % 3]
+            folder.mkdir(parents=True, exist_ok=True)
+            (folder / f"{number:05}{'.ffdc' if number % 7 else ''}").write_bytes(b"".join(chosen))
         every = b"".join(records)
         repeats = big_size // len(every)
         with open(place / "big.ffdc", "wb") as big:

@@ -262,6 +262,8 @@ class Input(unittest.TestCase):
                 self.assertEqual((status, [json.loads(line)["file"] for line in out.splitlines()]),
                                  (3, ["-:a.bin"] * 3 + ["-:dir/b.txt"] * 3 + ["-:c.gz", "-:d"]))
                 self.assertIn(b"ffdc: -:d: offset 0x000000: expected a record of 294 bytes, found 293 bytes", err)
+                rows = [line.split()[0] for line in run("list", "-q", input=data)[1].decode().splitlines()]
+                self.assertEqual(rows, ["FILE"] + ["-:a.bin"] * 3 + ["-:dir/b.txt"] * 3 + ["-:c.gz", "-:d"])
         with self.subTest("only looks packed"):
             self.assertEqual(run("list", "-q", "--no-legend", input=b"BZh" + dump)[1].count(b"ok"), 3)
         with self.subTest("a bomb"):
@@ -405,8 +407,9 @@ class Input(unittest.TestCase):
                 Path(folder, "below", "none").write_bytes(b"")
                 os.mkfifo(Path(folder, "below", "pipe"))
                 self.assertEqual(run("list", "--no-legend", folder)[:2], both[:2])
-                self.assertEqual(run("list", "--no-legend", folder)[2].decode(),
-                                 f"ffdc: {folder}: skipped 1 directory in it; -r reads them, too\n")
+                for quiet in ([], ["-q"]):
+                    self.assertEqual(run("list", "--no-legend", *quiet, folder)[2].decode(),
+                                     f"ffdc: {folder}: skipped 1 directory in it; -r reads them, too\n")
                 status, out, err = run("list", "--no-legend", "-r", folder)
                 self.assertEqual((status, [line.split()[3] for line in out.splitlines()]),
                                  (0, [b"DMA", b"FSI", b"MBOX"]))

@@ -94,7 +94,7 @@ constexpr Choice choices[] = {
     {"--no-legend", "", "no separator lines and no headings", "show list count csv hex carve diff types",
      &Options::no_legend},
     {"--no-pager", "", "write to the terminal straight", "show list count hex diff", &Options::no_pager},
-    {"-q,--quiet", "", "no messages about damaged or unknown records", readers, &Options::quiet},
+    {"-q,--quiet", "", "no messages about damage and unknown records", readers, &Options::quiet},
     {"--ascii", "", "bytes beyond ASCII as \\xNN", "show carve", &Options::ascii},
     {"--json", "TYPE,...", "objects with all keys of a type, for make", "types", &Options::templates},
     {"--pretty", "", "indented, for people", "json carve types", &Options::pretty},

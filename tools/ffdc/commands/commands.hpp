@@ -1,6 +1,8 @@
 // The commands of the tool. Each returns the exit status.
 #pragma once
 
+#include <optional>
+
 #include "records/columns.hpp"
 #include "records/records.hpp"
 
@@ -36,14 +38,17 @@ private:
         std::string_view cells;  // each with a NUL behind it
         Style style;
     };
-    Columns columns_, keys_;
+    Session& s_;
+    Columns keys_;
+    std::optional<Columns> columns_;  // from the first entry on, unless they were asked for
+    std::optional<Table> table_;      // the same
     std::vector<bool> descending_;
-    Table table_;
     bool waits_ = false;  // a row, to be printed
     std::vector<std::string_view> cells_;
     std::vector<Cell::Room> rooms_;
     std::vector<Kept> kept_;
     std::pmr::monotonic_buffer_resource memory_;  // of what is kept
 
+    void begin(const std::vector<std::string>& columns);
     void keep(const Entry& entry, Style style);
 };

@@ -7,11 +7,11 @@
 
 namespace {
 
-std::vector<std::string> columns_of(const Options& options) {
-    if (!options.columns.empty()) return options.columns;
+// Columns for a person: the file if there may be several, or several members of one.
+std::vector<std::string> default_columns(const Options& options, const Entry& first) {
     std::vector<std::string> names = {"index", "offset", "type", "version", "size",
                                       "pid",   "tgid",   "time", "state",   "cause"};
-    if (options.files.size() > 1) names.insert(names.begin(), "file");
+    if (options.files.size() > 1 || first.file != options.files[0]) names.insert(names.begin(), "file");
     return names;
 }
 
@@ -23,26 +23,30 @@ std::vector<std::string> sort_keys(const Options& options) {
 
 }  // namespace
 
-Listing::Listing(Session& s)
-    : columns_(columns_of(s.options), "--columns"),
-      keys_(sort_keys(s.options), "--sort"),
-      table_(columns_.headings(), s.out, !s.options.no_legend),
-      cells_(columns_.cells().size()),
-      rooms_(columns_.cells().size()) {
+Listing::Listing(Session& s) : s_(s), keys_(sort_keys(s.options), "--sort") {
+    if (!s.options.columns.empty()) begin(s.options.columns);
     for (const std::string& key : s.options.sort) descending_.push_back(key.starts_with('-'));
     // On a terminal, widths that change would be seen.
     if (!s.out.is_terminal() && descending_.empty())
         s.before_waiting = [this] {
-            if (std::exchange(waits_, false)) table_.print();
+            if (std::exchange(waits_, false)) table_->print();
         };
 }
 
+void Listing::begin(const std::vector<std::string>& columns) {
+    columns_.emplace(columns, "--columns");
+    table_.emplace(columns_->headings(), s_.out, !s_.options.no_legend);
+    cells_.resize(columns.size());
+    rooms_ = std::vector<Cell::Room>(columns.size());
+}
+
 int Listing::add(const Entry& entry) {
-    const int state = columns_.read(entry);
-    const std::span<const Cell> cells = columns_.cells();
+    if (!table_) begin(default_columns(s_.options, entry));
+    const int state = columns_->read(entry);
+    const std::span<const Cell> cells = columns_->cells();
     for (std::size_t i = 0; i < cells.size(); ++i) cells_[i] = cells[i].for_people(rooms_[i]);
     const Style style = state == DD_FFDC_OK ? Style::plain : Style::bad;
-    descending_.empty() ? table_.row(cells_, style) : keep(entry, style);
+    descending_.empty() ? table_->row(cells_, style) : keep(entry, style);
     waits_ = true;
     return state;
 }
@@ -77,9 +81,9 @@ void Listing::print() {
             cell = rest.substr(0, rest.find('\0'));
             rest.remove_prefix(cell.size() + 1);
         }
-        table_.row(cells_, row.style);
+        table_->row(cells_, row.style);
     }
-    table_.print();
+    if (table_) table_->print();
 }
 
 int list(Session& s) {

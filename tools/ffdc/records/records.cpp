@@ -129,7 +129,7 @@ void Session::fail(const std::string& name, const Failure& failure) {
 void Session::each_input(const std::function<void(Input&)>& use, const char* otherwise) {
     for (const Skipped& skipped : options.skipped) {
         failure_ = failure_ || skipped.failed;
-        if (skipped.failed || !options.quiet) out.message(skipped.name + ": " + skipped.why);
+        out.message(skipped.name + ": " + skipped.why);
     }
     for (const std::string& file : options.files) {
         try {
