@@ -226,6 +226,19 @@ class Carve(unittest.TestCase):
         self.assertEqual(self.found(outer + fsi)[1], [(0, "DIO"), (len(outer), "FSI")])
         self.assertEqual(self.found(outer + fsi, "--all")[1], [(0, "DIO"), (44, "DMA"), (len(outer), "FSI")])
 
+    def test_records_that_overlap(self):
+        """Every 22 bytes a header whose record goes on to the end: 16 times the bytes come out, and what is missing."""
+        n = 1000
+        header = lambda i: b"\xff\xdc\xff\xdc" + bytes(10) + (22 * (n - i + 1) * (i > 0)).to_bytes(2, "big")
+        data = b"".join(header(i) + b"\0\0\0\1\0\0" for i in range(n)) + fsi
+        status, hits, err = self.found(data, "--all", "-q")
+        inside = [at for at, _ in hits[1:-1]]
+        self.assertEqual((status, inside, hits[-1]), (3, [22 * i for i in range(1, len(hits) - 1)], (22 * n, "FSI")))
+        self.assertLessEqual(sum(22 * n - at for at in inside), 16 * 22 * n)
+        self.assertGreater(sum(22 * n - at for at in inside), 15 * 22 * n)
+        self.assertRegex(err, f"16 times the 22000 bytes .*offset 0x{inside[-1] + 22:06x} on are missing; --no-limits")
+        self.assertEqual(len(self.found(data, "--all", "-q", "--no-limits")[1]), n)
+
     def test_why_hits_were_rejected(self):
         data = record("DMA", 1, b"", size=5) + record(99, 1, b"", head_version=7) + dma
         data += record(98, 1, b"", size=60000, head_version=7)

@@ -207,6 +207,12 @@ and
 .PP
 What is damaged does not hide what is not: a damaged place is marked where it is in the output, told on standard error
 with file, offset, and what was expected and found, and the next record is looked for behind it.
+.PP
+Limits keep a small input from filling a disk: records inside a record, which
+.B carve \-\-all
+finds, have at most 16 times its bytes. A limit that is reached counts as damage, and is told with what is missing, unless
+.B \-\-no\-limits
+is given.
 .SH COLUMNS
 What
 .BR list ", " csv " and " count

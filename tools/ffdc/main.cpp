@@ -96,6 +96,7 @@ constexpr Choice choices[] = {
     {"--no-pager", "", "write to the terminal straight", "show list count hex diff", &Options::no_pager},
     {"-q,--quiet", "", "no messages about damage and unknown records", readers, &Options::quiet},
     {"--ascii", "", "bytes beyond ASCII as \\xNN", "show carve", &Options::ascii},
+    {"--no-limits", "", "read it all, however much an input grows", readers, &Options::no_limits},
     {"--json", "TYPE,...", "objects with all keys of a type, for make", "types", &Options::templates},
     {"--pretty", "", "indented, for people", "json carve types", &Options::pretty},
     {"--decode", "", "show the records instead of listing them", "carve", &Options::decode},

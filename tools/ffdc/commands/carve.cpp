@@ -19,6 +19,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Bytes of records inside a record, for each one of its own: those of records inside those count again, and headers
+// that overlap would make as many records of any size.
+constexpr std::size_t most_inside = 16;
+
 constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc};
 
 // How far a long search has come, for people who watch it.
@@ -206,8 +210,15 @@ private:
     }
     void find_inside(const Entry& entry) {
         const Bytes area = entry.bytes;
+        std::size_t left = most_inside * area.size();
         for (std::size_t at = 1; (at = dd_ffdc_find(area.data(), area.size(), at)) < area.size();) {
             const std::size_t size = word(reinterpret_cast<const dd_ffdc_hdr*>(area.data() + at)->size);
+            if (size > left && !s_.options.no_limits)
+                return s_.limit_reached(entry.file + ": offset " + hex_number(entry.offset),
+                                        std::to_string(most_inside) + " times the " + std::to_string(area.size()) +
+                                            " bytes of the record in those inside it",
+                                        "those from offset " + hex_number(entry.offset + at) + " on are missing");
+            left -= size;
             found(entry.file, entry.offset + at, area.subspan(at, size), DD_FFDC_RECORD);
             at += s_.options.all ? 1 : size;
         }

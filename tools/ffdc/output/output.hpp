@@ -13,8 +13,8 @@ struct Options;
 enum class Style { plain, heading, dim, bad };
 
 // Replaces by dots, byte for byte, what could inject control sequences into a terminal or change the order of its
-// characters. Line breaks and tabs are replaced, too, unless `lines` is set. Without `utf8`, each byte from 0x80 to 0x9f
-// is a control character.
+// characters. Line breaks and tabs are replaced, too, unless `lines` is set. Without `utf8`, each byte from 0x80 to
+// 0x9f is a control character.
 bool locale_is_utf8();
 void tame(char* text, std::size_t n, bool lines = false, bool utf8 = locale_is_utf8());
 

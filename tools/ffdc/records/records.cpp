@@ -126,6 +126,11 @@ void Session::fail(const std::string& name, const Failure& failure) {
     out.message(name + ": " + failure.what());
 }
 
+void Session::limit_reached(const std::string& name, const std::string& limit, const std::string& missing) {
+    damage_ = true;
+    out.message(name + ": expected at most " + limit + ", found more: " + missing + "; --no-limits reads it all");
+}
+
 void Session::each_input(const std::function<void(Input&)>& use, const char* otherwise) {
     for (const Skipped& skipped : options.skipped) {
         failure_ = failure_ || skipped.failed;

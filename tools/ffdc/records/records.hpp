@@ -101,6 +101,8 @@ public:
     void each_input(const std::function<void(Input&)>& use, const char* otherwise = "auto");
     // Hands on what the walk through an input yields, as soon as it is sure what it is, in all its parts.
     void walk(Input& input, const std::function<void(const Entry&)>& use);
+    // A limit that keeps output linear in its input leaves something out: damage, reported even with --quiet.
+    void limit_reached(const std::string& name, const std::string& limit, const std::string& missing);
 
     bool wants(int type) const { return options.types.empty() || wanted_[static_cast<std::size_t>(type)]; }
     int status() const;
