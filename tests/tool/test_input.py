@@ -54,9 +54,12 @@ def offsets(data, at, line, first=0, columns=16):
     return "".join(at.format(first + i) + line(data[i:i + columns]) + "\n" for i in rows).encode()
 
 
+def shown(row):
+    return "".join(chr(c) if 32 <= c < 127 else "." for c in row)
+
+
 def od(data, at, end=True, sign=""):
-    text = lambda row: "".join(chr(c) if 32 <= c < 127 else "." for c in row)
-    line = lambda row: row.hex(" ") + (f"{'':{3 * (16 - len(row))}}  {sign[0]}{text(row)}{sign[1]}" if sign else "")
+    line = lambda row: row.hex(" ") + (f"{'':{3 * (16 - len(row))}}  {sign[0]}{shown(row)}{sign[1]}" if sign else "")
     return offsets(data, at + " ", line) + (at.format(len(data)) + "\n" if end else "").encode()
 
 
@@ -96,7 +99,19 @@ class Input(unittest.TestCase):
                       offsets(dump, "  ", lambda row: "".join(f"0x{c:x}, " for c in row)),
             "a list with colons": dump.hex(":").encode(),
             "colons at the ends of lines": offsets(dump, "", lambda row: row.hex(":") + ":"),
+            "od -t d1": offsets(dump, "{:07o}", lambda row: "".join(f"{c - 256 * (c > 127):5}" for c in row)),
+            "od -Ad -t u1": offsets(dump, "{:07}", lambda row: "".join(f"{c:4}" for c in row)),
+            "Wireshark": offsets(dump, "{:04x}   ", lambda row: f"{row.hex(' '):47}   {shown(row)}"),
+            "Wireshark, with a gap": offsets(dump, "{:04x}  ", lambda row: row[:8].hex(" ") + "  " +
+                                             f"{row[8:].hex(' '):23}   {shown(row)}"),
+            "JSON": b'{"_PID":"1","_TAGS":["x"],"MESSAGE":%a,"A":[1]}' % list(dump),
+            "JSON with signs, indented": json.dumps([c - 256 * (c > 127) for c in dump], indent=1).encode(),
+            "Python": b"{'type': 'a', 'data': %a, 'more': 'it'}" % dump,
+            "C": offsets(dump, '  "', lambda row: "".join(f'\\x{c:02x}" "' if c > 99 else f"\\{c:o}" if c < 8 else
+                                                          f"\\{c:03o}" for c in row) + '"', columns=9),
+            "a shell": offsets(dump, "", lambda row: "".join(f"\\x{c:02X}" for c in row)),
             "gdb": offsets(dump, "0x{:x} <buf+16>:\t", lambda row: "\t".join(f"0x{c:02x}" for c in row), columns=8),
+            "gdb x/db": offsets(dump, "0x{:x}:\t", lambda row: "\t".join(map(str, row)), columns=8),
             "base64": base64.b64encode(dump), "base64 in lines": base, "base64 without padding": base.rstrip(b"=\n"),
             "base64 of URLs": base.translate(bytes.maketrans(b"+/", b"-_")),
             "quoted": before_each("> > ", xxd(dump)), "base64, quoted": before_each("> ", base),
@@ -110,7 +125,7 @@ class Input(unittest.TestCase):
         }
         for name, text in forms.items():
             for how in ("auto", "base64" if "base64" in name else "hex"):
-                if how == "auto" or not name.startswith(("behind", "UTF")):
+                if how == "auto" or not name.startswith(("behind", "UTF", "JSON", "Python", "C", "a shell")):
                     with self.subTest(name, how=how):
                         self.check_records(run("show", "--from", how, input=text), expected)
         with self.subTest("a later part has its own offsets"):
@@ -134,28 +149,66 @@ class Input(unittest.TestCase):
         out = re.sub(rb"offset (0x[0-9a-f]+)", lambda m: b"offset 0x%06x" % (int(m[1], 16) - base), found[1])
         self.assertEqual((found[0], out, found[2]), (0, expected, b""))
 
+    def test_words_are_read_in_the_order_that_a_magic_shows(self):
+        data = dump + record("DIO", 1, bytes(403))  # lines that repeat, and a last word that is not full
+        for size in (2, 4, 8):
+            for order, in_order in (("swapped", lambda data: swapped(data, size)), ("straight", bytes)):
+                full = data + bytes(-len(data) % size)
+                row = lambda row, gap=" ": "".join(gap + in_order(row)[i:i + size].hex()
+                                                   for i in range(0, len(row), size))
+
+                def with_stars(at, text):
+                    """As od writes them, with the offset of the end."""
+                    lines, last = [], None
+                    for line in text.splitlines(keepends=True):
+                        words = line.split(b" ", 1)[1]
+                        if words != last:
+                            lines.append(line)
+                        elif lines[-1] != b"*\n":
+                            lines.append(b"*\n")
+                        last = words
+                    return b"".join(lines) + at.format(len(data)).encode() + b"\n"
+
+                plain = {"od": with_stars("{:07o}", offsets(full, "{:07o}", row)),
+                         "od -Ax": with_stars("{:06x}", offsets(full, "{:06x}", row)),
+                         "hexdump -x": with_stars("{:07x}", offsets(full, "{:07x}", lambda r: row(r, " " * 4)))}
+                padded = {"gdb": offsets(full, "0x{:x} <a+8>:\t", lambda r: row(r, "\t0x")[1:]),
+                          "a list": offsets(full, "", lambda r: row(r, ", 0x")[2:] + ",")}
+                for name, text in {**plain, **padded}.items():
+                    with self.subTest(name, size=size, order=order):
+                        filled = full if name in padded else data
+                        self.assertEqual(run("json", "-q", input=text), run("json", "-q", input=filled))
+
     def test_what_is_no_sequence_of_bytes_is_refused_by_name(self):
+        data = dump.replace(dump[:4], b"none")[:800]  # words that no magic shows the order of
+
         def words(size, at, gap=" "):
             pairs = lambda row: "".join(gap + row[i:i + size].hex() for i in range(0, len(row), size))
-            return offsets(swapped(dump[:800], size), at, pairs)
+            return offsets(swapped(data, size), at, pairs)
 
-        def numbers(at, form, size):
-            numbers = lambda row: (int.from_bytes(row[i:i + size], "little") for i in range(0, 16, size))
+        def numbers(at, form, size, signed=False):
+            numbers = lambda row: (int.from_bytes(row[i:i + size], "little", signed=signed)
+                                   for i in range(0, 16, size))
             return offsets(dump[:800], at, lambda row: "".join(map(form.format, numbers(row))))
 
-        text = lambda row: "".join(chr(c) if 32 <= c < 127 else "." for c in row)
         table = {
             "hexdump": (words(2, "{:07x}"), "hexdump -C"), "hexdump -x": (words(2, "{:07x}", "    "), "hexdump -C"),
-            "od -x": (words(2, "{:07o}"), "od -Ax -tx1"), "od -Ax -x": (words(2, "{:06x}"), "dd conv=swab"),
-            "od -t x4": (words(4, "{:07o}"), "od -Ax -tx1"), "od": (numbers("{:07o}", " {:06o}", 2), "od -Ax -tx1"),
+            "od -x": (words(2, "{:07o}"), "od -Ax -tx1"), "od -t x4": (words(4, "{:07o}"), "od -Ax -tx1"),
+            "od": (numbers("{:07o}", " {:06o}", 2), "od -Ax -tx1"),
             "od -b": (numbers("{:07o}", " {:03o}", 1), "od -Ax -tx1"),
-            "xxd -e": (offsets(dump[:800], "{:08x}: ", lambda row: swapped(row, 4).hex(" ", 4) + "  " + text(row)),
+            "od -t d2": (numbers("{:07o}", "{:7}", 2, True), "od -Ax -tx1"),
+            "od -t u4": (numbers("{:07o}", "{:11}", 4), "od -Ax -tx1"),
+            "od -t d8": (numbers("{:07o}", "{:21}", 8, True), "od -Ax -tx1"),
+            "words without zeros": ", ".join(f"{int.from_bytes(data[i:i + 4], 'big') | 256:#x}"
+                                             for i in range(0, 800, 4)).encode(),
+            "gdb x/xw": offsets(swapped(data, 4), "0x{:x}:", lambda row: "\t0x" + row.hex(" ", 4).replace(" ", "\t0x")),
+            "xxd -e": (offsets(dump[:800], "{:08x}: ", lambda row: swapped(row, 4).hex(" ", 4) + "  " + shown(row)),
                        "xxd FILE, without -e"),
-            "xxd -b": (offsets(dump, "{:08x}: ", lambda row: " ".join(f"{c:08b}" for c in row) + "  " + text(row),
+            "xxd -b": (offsets(dump, "{:08x}: ", lambda row: " ".join(f"{c:08b}" for c in row) + "  " + shown(row),
                                columns=6),
                        "xxd FILE, without -b"),
             "words in pairs": (swapped(dump[:800], 2).hex(" ", 2).encode(), "without options for words"),
-            "a list of words": ("0x" + swapped(dump[:800], 4).hex(" ", 4).replace(" ", ", 0x")).encode(),
+            "a list of words": ("0x" + swapped(data, 4).hex(" ", 4).replace(" ", ", 0x")).encode(),
             "Intel HEX": (checked(dump, (":", 0, b"\0", 0)) + b":00000001FF\n", "objcopy -I ihex -O binary"),
             "S-records": (b"S0030000FC\n" + checked(dump, ("S1", 3, b"", 255)), "objcopy -I srec -O binary"),
         }

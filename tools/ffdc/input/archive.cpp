@@ -160,6 +160,7 @@ std::size_t Packed::read(std::uint8_t* to, std::size_t room) {
         damaged_ = result != ARCHIVE_OK;
         ended_ = result == ARCHIVE_FATAL;
         if (ended_ || size == 0) continue;
+        if (static_cast<std::size_t>(offset) < read_) fail("the parts of a sparse file are out of order");
         zeros_ = static_cast<std::size_t>(offset) - read_;
         block_ = {static_cast<const std::uint8_t*>(block), size};  // the bytes are there, even if their sum is wrong
         read_ = static_cast<std::size_t>(offset) + size;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -52,6 +54,24 @@ bool add_pairs(std::string_view digits, Line& line) {
     if (digits.empty() || digits.size() % 2 != 0) return false;
     for (std::size_t i = 0; i < digits.size(); i += 2)
         line.bytes.push_back(static_cast<std::uint8_t>(hex_value(digits[i]) << 4 | hex_value(digits[i + 1])));
+    return true;
+}
+
+// A word of 2, 4 or 8 bytes, with all its digits.
+bool add_word(std::string_view digits, Line& line) {
+    if (digits.size() != 4 && digits.size() != 8 && digits.size() != 16) return false;
+    line.word = digits.size() / 2;
+    return add_pairs(digits, line);
+}
+
+// A byte in decimals, with a sign or not.
+bool take_decimal(std::string_view& text, Line& line) {
+    int value = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const auto size = static_cast<std::size_t>(stop - text.data());
+    if (error != std::errc{} || value < -128 || value > 255 || std::to_string(value).size() != size) return false;
+    text.remove_prefix(size);
+    line.bytes.push_back(static_cast<std::uint8_t>(value));
     return true;
 }
 
@@ -157,6 +177,20 @@ Match read_od(std::string_view text, Line& line) {
     return line.bytes.size() > 1 ? Match::wrong : Match::no;
 }
 
+// "0000   ff dc ff dc 00 00 00 00  00 ...   ........", where the gap in the middle may be missing.
+Match read_wireshark(std::string_view text, Line& line) {
+    line.offset = take_digits(text);
+    if (line.offset.size() < 4 || line.offset.size() > 8 || take_blanks(text) < 2 || text.empty()) return Match::no;
+    while (!text.empty()) {
+        const std::string_view digits = take_digits(text);
+        if (digits.size() != 2 || !add_pairs(digits, line)) return line.bytes.size() > 1 ? Match::wrong : Match::no;
+        const std::size_t blanks = take_blanks(text);
+        if (blanks == 0 && !text.empty()) return Match::no;
+        if (blanks > 2 || (blanks == 2 && line.bytes.size() != 8)) break;
+    }
+    return text.size() > line.bytes.size() || contradicts(text, line.bytes) ? Match::wrong : Match::yes;
+}
+
 // Offsets as od and hexdump show them, with words or with numbers that are not hexadecimal.
 Match read_words(std::string_view text, Line& line) {
     line.offset = take_digits(text);
@@ -167,9 +201,33 @@ Match read_words(std::string_view text, Line& line) {
         const std::string_view digits = take_digits(text);
         if (digits.size() < 3 || (group != 0 && digits.size() != group)) return Match::no;
         group = digits.size();
+        if (add_word(digits, line)) continue;
+        line.word = 0;
         line.bytes.insert(line.bytes.end(), group == 3 ? 1 : group <= 6 ? 2 : group <= 11 ? 4 : 8, 0);
     }
     return text.empty() && group != 0 ? Match::yes : Match::no;
+}
+
+// "0000000   -1  -36 ...": columns, whose width says how large the numbers are.
+Match read_numbers(std::string_view text, Line& line) {
+    constexpr struct { std::size_t width, size; } kinds[] = {{4, 1}, {5, 1}, {6, 2}, {7, 2}, {11, 4}, {12, 4}, {21, 8}};
+    line.offset = take_digits(text);
+    if (line.offset.size() < 6 || line.offset.size() > 16) return Match::no;
+    if (text.empty()) return Match::yes;
+    for (const auto& [width, size] : kinds) {
+        if (text.size() % width != 0) continue;
+        line.bytes.clear();
+        bool fits = true;
+        for (std::size_t at = 0; fits && at < text.size(); at += width) {
+            std::string_view number = text.substr(at, width);
+            fits = take_blanks(number) > 0 && number.find_first_not_of("-0123456789") == number.npos;
+            if (size == 1) fits = fits && take_decimal(number, line) && number.empty();
+            if (size != 1) line.bytes.insert(line.bytes.end(), size, 0);
+        }
+        line.word = size == 1;
+        if (fits) return Match::yes;
+    }
+    return Match::no;
 }
 
 // od -c: columns of four characters, so that texts can be told from the bytes beside them by nothing but their place.
@@ -182,36 +240,131 @@ Match read_characters(std::string_view text, Line& line) {
     return text.size() % 4 == 0 ? Match::yes : Match::no;
 }
 
-// A list of 0xNN, perhaps behind a brace, with so many digits each.
-bool take_list(std::string_view text, std::size_t fewest, std::size_t most, Line& line) {
+// A list of 0xNN, perhaps behind a brace.
+template <typename Add>
+bool take_list(std::string_view text, const Line& line, const Add& add) {
     if (const std::size_t brace = text.find('{'); brace != text.npos) text.remove_prefix(brace + 1);
     const auto between = [&] { text.remove_prefix(std::min(text.find_first_not_of(" \t,;{}()[]"), text.size())); };
     for (between(); !text.empty(); between()) {
         if (!take(text, "0x") && !take(text, "0X")) return false;
         const std::string_view digits = take_digits(text);
-        if (digits.size() < fewest || digits.size() > most) return false;
         if (!text.empty() && std::string_view(" \t,;})]").find(text.front()) == std::string_view::npos) return false;
-        const unsigned first = digits.size() == 2 ? hex_value(digits.front()) : 0u;
-        line.bytes.push_back(static_cast<std::uint8_t>(first << 4 | hex_value(digits.back())));
+        if (!add(digits)) return false;
     }
     return !line.bytes.empty();
 }
 Match read_list(std::string_view text, Line& line) {
-    if (take_list(text, 1, 2, line)) return Match::yes;
+    const auto add = [&](std::string_view digits) {
+        if (digits.empty() || digits.size() > 2) return false;
+        const unsigned first = digits.size() == 2 ? hex_value(digits.front()) : 0u;
+        line.bytes.push_back(static_cast<std::uint8_t>(first << 4 | hex_value(digits.back())));
+        return true;
+    };
+    if (take_list(text, line, add)) return Match::yes;
     return line.bytes.size() > 1 ? Match::wrong : Match::no;
 }
 Match read_word_list(std::string_view text, Line& line) {
-    return take_list(text, 3, 16, line) ? Match::yes : Match::no;
+    std::size_t size = 0;
+    bool known = true;
+    const auto add = [&](std::string_view digits) {
+        if (digits.size() < 3 || digits.size() > 16) return false;
+        known = known && add_word(digits, line) && (size == 0 || digits.size() == size);
+        if (!known) line.bytes.push_back(0);
+        size = digits.size();
+        return true;
+    };
+    if (!take_list(text, line, add)) return Match::no;
+    if (!known) line.word = 0;
+    return Match::yes;
 }
 
-// "0x7ffe4c30 <buffer+8>:  0xff  0xdc ..."
-Match read_debugger(std::string_view text, Line& line) {
-    if (!take(text, "0x")) return Match::no;
+// "0x7ffe4c30 <buffer+8>:  0xff  0xdc ...", or with words, or with decimals.
+bool take_address(std::string_view& text, Line& line) {
+    if (!take(text, "0x")) return false;
     line.offset = take_digits(text);
     const std::size_t colon = text.find(':');
-    if (line.offset.empty() || line.offset.size() > 16 || colon == text.npos) return Match::no;
-    if (colon != 0 && !text.substr(0, colon).starts_with(" <")) return Match::no;
-    return read_list(text.substr(colon + 1), line);
+    if (line.offset.empty() || line.offset.size() > 16 || colon == text.npos) return false;
+    if (colon != 0 && !text.substr(0, colon).starts_with(" <")) return false;
+    text.remove_prefix(colon + 1);
+    return true;
+}
+Match read_debugger(std::string_view text, Line& line) {
+    if (!take_address(text, line)) return Match::no;
+    if (text.find('x') != text.npos) return read_list(text, line);
+    while (take_blanks(text) > 0)
+        if (!take_decimal(text, line)) return Match::no;
+    return text.empty() && !line.bytes.empty() ? Match::yes : Match::no;
+}
+Match read_debugger_words(std::string_view text, Line& line) {
+    return take_address(text, line) ? read_word_list(text, line) : Match::no;
+}
+
+// "[255, 220, ...]" of JSON, perhaps inside an object, or with a line for each number.
+Match read_numbers_of_json(std::string_view text, Line& line) {
+    for (std::size_t at = 0; (at = text.find('[', at)) != text.npos;) {
+        const std::size_t first = text.find_first_not_of(" \t", ++at);
+        if (first == text.npos || std::string_view("-0123456789").find(text[first]) == text.npos) continue;
+        text.remove_prefix(at);
+        break;
+    }
+    while (true) {
+        take_blanks(text);
+        if (text.empty() || take(text, "]")) break;
+        if (!take_decimal(text, line)) return line.bytes.size() > 4 ? Match::wrong : Match::no;
+        take_blanks(text);
+        if (!take(text, ",") && !text.empty() && text.front() != ']') return Match::wrong;
+    }
+    return line.bytes.empty() ? Match::no : Match::yes;
+}
+
+// "\\xff\\xdc" of C, Python and shells: literals between quotes, of which the last may go on with the next part of the
+// line, or the escapes alone. `carry` is the quote that is open.
+Match read_escapes(std::string_view text, Line& line) {
+    constexpr std::string_view names = "abtnvfre\\'\"?", values = "\a\b\t\n\v\f\r\33\\'\"?";
+    char quote = static_cast<char>(std::exchange(line.carry, 0u));
+    // The next literal, or else the next one with an escape.
+    const auto escape = [&] {
+        std::size_t at = text.find('\\');
+        while (at < text.size() && text.find_first_of("x01234567", at + 1) != at + 1) at = text.find('\\', at + 2);
+        return at;
+    };
+    const auto open = [&](bool next) {
+        std::size_t at = escape();
+        at = next ? 0 : at == text.npos ? at : text.find_last_of("'\"", at);
+        while (at != text.npos && at > 0 && text[at - 1] == '\\') at = text.find_last_of("'\"", at - 1);
+        quote = at == text.npos ? '\0' : text[at];
+        text.remove_prefix(quote ? at + 1 : text.size());
+    };
+    const bool bare = quote == 0 && escape() == 0;
+    if (!bare && quote == 0) open(false);
+    while (!text.empty()) {
+        const char c = text.front();
+        text.remove_prefix(1);
+        if (c == quote) {
+            take_blanks(text);
+            open(text.starts_with('"') || text.starts_with('\''));
+        } else if (c != '\\') {
+            if (bare) return Match::wrong;
+            line.bytes.push_back(static_cast<std::uint8_t>(c));
+        } else if (take(text, "x")) {
+            if (!add_pairs(text.substr(0, 2), line)) return Match::wrong;
+            text.remove_prefix(2);
+        } else if (const std::size_t n =
+                       std::min(text.find_first_not_of("01234567"), std::min<std::size_t>(3, text.size()))) {
+            unsigned value = 0;
+            for (const char digit : text.substr(0, n)) value = value << 3 | hex_value(digit);
+            if (value > 0xff) return Match::wrong;
+            line.bytes.push_back(static_cast<std::uint8_t>(value));
+            text.remove_prefix(n);
+        } else {
+            const std::size_t name = text.empty() ? names.npos : names.find(text.front());
+            if (name == names.npos) return Match::wrong;
+            line.bytes.push_back(static_cast<std::uint8_t>(values[name]));
+            text.remove_prefix(1);
+        }
+    }
+    line.carry = static_cast<unsigned char>(quote);
+    return line.bytes.empty() ? Match::no : Match::yes;
 }
 
 // "ff:dc:ff:dc:", on as many lines as it takes.
@@ -279,23 +432,30 @@ Match read_motorola(std::string_view text, Line& line) {
     return text.empty() && add_pairs(digits, line) && sum_of(line.bytes) == 0xff ? Match::yes : Match::no;
 }
 
+constexpr char dump_bytes[] = "hexdump -C FILE, or od -Ax -tx1 FILE";
+
 constexpr Form all_forms[] = {
-    {"xxd -e, whose words are reversed", "hex", read_xxd_reversed, true, 16, "xxd FILE, without -e"},
-    {"xxd -b", "hex", read_xxd_bits, true, 16, "xxd FILE, without -b"},
-    {"words of od or hexdump, whose bytes may be swapped", "hex", read_words, true, 8,
-     "hexdump -C FILE, or od -Ax -tx1 FILE; from 16-bit words: cut -s -d' ' -f2- TEXT | xxd -r -p | dd conv=swab"},
-    {"characters of od -c", "hex", read_characters, true, 8, "hexdump -C FILE, or od -Ax -tx1 FILE"},
-    {"a list of words, whose bytes may be swapped", "hex", read_word_list, false, 0, "a list of bytes (gdb: x/NNxb)"},
-    {"Intel HEX", "hex", read_intel, false, 0, "objcopy -I ihex -O binary TEXT FILE"},
-    {"S-records", "hex", read_motorola, false, 0, "objcopy -I srec -O binary TEXT FILE"},
-    {"xxd", "hex", read_xxd, true, 16, nullptr},
-    {"hexdump -C", "hex", read_hexdump, true, 16, nullptr},
-    {"od -t x1", "hex", read_od, true, 8, nullptr},
-    {"gdb x/xb", "hex", read_debugger, true, 16, nullptr},
-    {"a list of 0x", "hex", read_list, false, 0, nullptr},
-    {"a list with colons", "hex", read_colons, false, 0, nullptr},
-    {"hex digits", "hex", read_plain, false, 0, nullptr},
-    {"base64", "base64", read_base64, false, 0, nullptr},
+    {"xxd -e, whose words are reversed", "hex", read_xxd_reversed, true, 16, false, "xxd FILE, without -e"},
+    {"xxd -b", "hex", read_xxd_bits, true, 16, false, "xxd FILE, without -b"},
+    {"words of od or hexdump, whose bytes may be swapped", "hex", read_words, true, 8, true, dump_bytes},
+    {"numbers of od", "hex", read_numbers, true, 8, true, dump_bytes},
+    {"characters of od -c", "hex", read_characters, true, 8, false, dump_bytes},
+    {"words of gdb, whose bytes may be swapped", "hex", read_debugger_words, true, 16, true, "x/NNxb"},
+    {"a list of words, whose bytes may be swapped", "hex", read_word_list, false, 0, true,
+     "a list of bytes (gdb: x/NNxb)"},
+    {"Intel HEX", "hex", read_intel, false, 0, false, "objcopy -I ihex -O binary TEXT FILE"},
+    {"S-records", "hex", read_motorola, false, 0, false, "objcopy -I srec -O binary TEXT FILE"},
+    {"xxd", "hex", read_xxd, true, 16, false, nullptr},
+    {"hexdump -C", "hex", read_hexdump, true, 16, false, nullptr},
+    {"od -t x1", "hex", read_od, true, 8, false, nullptr},
+    {"Wireshark", "hex", read_wireshark, true, 16, false, nullptr},
+    {"gdb x/xb", "hex", read_debugger, true, 16, false, nullptr},
+    {"a list of 0x", "hex", read_list, false, 0, false, nullptr},
+    {"a list with colons", "hex", read_colons, false, 0, false, nullptr},
+    {"hex digits", "hex", read_plain, false, 0, false, nullptr},
+    {"base64", "base64", read_base64, false, 0, false, nullptr},
+    {"numbers of JSON", "text", read_numbers_of_json, false, 0, false, nullptr},
+    {"a string with \\x", "text", read_escapes, false, 0, false, nullptr},
 };
 
 }  // namespace

@@ -101,6 +101,7 @@ private:
 
     std::vector<std::uint8_t> spelled_, last_;  // of all lines that have not been taken; of the last line
     std::size_t taken_ = 0, repeat_ = 0, repeated_ = 0;
+    std::size_t padding_ = 0;  // the last bytes may be what fills the last word
 
     struct Missed {
         std::size_t first = 0;  // number of the first line that could not be read, 0 if there is none
@@ -111,13 +112,16 @@ private:
     std::size_t read(std::uint8_t* to, std::size_t room) override {
         if (taken_ == spelled_.size() && behind_gap_) return 0;
         if (taken_ == spelled_.size() && raw_) return read_raw(to, room);
-        if (taken_ == spelled_.size()) {
-            spelled_.clear();
+        if (taken_ + padding_ >= spelled_.size()) {
+            spelled_.erase(spelled_.begin(), spelled_.begin() + static_cast<std::ptrdiff_t>(taken_));
             taken_ = 0;
-            while (spelled_.size() < head_size && (spelled_.empty() || at_hand()) && take_line()) {
-            }
+            while (spelled_.size() < head_size && (spelled_.size() <= padding_ || at_hand()))
+                if (!take_line()) {
+                    padding_ = 0;
+                    break;
+                }
         }
-        const std::size_t n = std::min(room, spelled_.size() - taken_);
+        const std::size_t n = std::min(room, spelled_.size() - padding_ - taken_);
         if (n == 0 && text_->failure()) throw Failure(*text_->failure());
         std::copy_n(spelled_.begin() + static_cast<std::ptrdiff_t>(taken_), n, to);
         taken_ += n;
@@ -165,12 +169,25 @@ private:
         return true;
     }
 
+    // Whether the order of the line's bytes is known.
+    bool put_in_order() {
+        if (reading_.order == Order::unknown || line_.bytes.empty()) return true;
+        if (reading_.order == Order::swapped)
+            for (auto at = line_.bytes.begin(); line_.word != 0 && at != line_.bytes.end();) {
+                const auto begin = std::exchange(at, at + static_cast<std::ptrdiff_t>(line_.word));
+                std::reverse(begin, at);
+            }
+        return line_.word != 0;
+    }
+
     // What a line is, perhaps behind the prefix of a log.
     Match match(std::string_view line) {
         const Form& form = *reading_.form;
         const auto read_from = [&](std::size_t at) {
             line_.bytes.clear();
-            return form.read(line.substr(at), line_);
+            line_.word = 1;
+            const Match found = form.read(line.substr(at), line_);
+            return found == Match::yes && !put_in_order() ? Match::wrong : found;
         };
         const unsigned carry = line_.carry, carried = line_.carried;
         const Match whole = read_from(0);
@@ -249,6 +266,7 @@ private:
         }
         line_waits_ = false;
         begun_ = true;
+        padding_ = line_.word > 1 ? line_.word - 1 : 0;
         spelled_.insert(spelled_.end(), line_.bytes.begin(), line_.bytes.end());
         expected_ = next_ + line_.bytes.size();
         last_.swap(line_.bytes);
@@ -259,6 +277,11 @@ private:
     // Whether the line lies behind the one before, or "*" says what is between them.
     bool follows() {
         const bool offsets = reading_.form->has_offsets;
+        if (offsets && line_.bytes.empty() && next_ < expected_ && expected_ - next_ <= padding_) {
+            spelled_.resize(spelled_.size() - (expected_ - next_));
+            expected_ = next_;
+            padding_ = 0;
+        }
         if (!begun_ && !missed_.wrong) {
             if (offsets) start(next_);
             return true;
@@ -347,10 +370,11 @@ struct Trial {
     // unless a record is in them.
     bool convinces() const {
         const Form& form = *reading.form;
+        if (form.instead && reading.order != Order::unknown && !magic) return false;
         if (bytes == 0 || count.steps < count.jumps || (form.has_offsets && count.lines > 1 && count.steps == 0))
             return false;
         if (magic) return true;
-        if (form.kind == "base64") return false;
+        if (form.kind != "hex") return false;
         return bytes >= header_size && count.others <= (form.has_offsets ? count.lines : 0);
     }
 };
@@ -377,19 +401,27 @@ Trial try_out(const Reading& reading, Bytes head) {
     throw Failure("expected bytes in their order, found " + std::string(form.name) + "; what helps: " + form.instead);
 }
 
+// Whether a reading would not say the bytes in their order.
+bool is_refused(const Reading& reading) { return reading.form->instead && reading.order == Order::unknown; }
+
 // The form of which there are most lines.
 Trial best_of(Bytes head, std::string_view asked) {
     Trial best;
+    const auto try_it = [&](const Reading& reading) {
+        const Trial trial = try_out(reading, head);
+        const bool fits = asked == "auto" || reading.form->instead ? trial.convinces() : trial.count.lines > 0;
+        if (!fits) return;
+        const auto rank = [](const Trial& t) { return std::pair(t.count.lines, t.count.steps); };
+        const bool better = rank(trial) > rank(best) || (rank(trial) == rank(best) && is_refused(best.reading));
+        if (!best.reading.form || better) best = trial;
+    };
     for (const Form& form : forms()) {
         if (asked != "auto" && asked != form.kind) continue;
         for (const int base : {16, 10, 8}) {
             if (form.has_offsets ? base < form.base && base != 10 : base != 16) continue;
-            const Trial trial = try_out({&form, base, asked == "auto"}, head);
-            const bool fits = asked == "auto" || form.instead ? trial.convinces() : trial.count.lines > 0;
-            if (!fits) continue;
-            const auto rank = [](const Trial& t) { return std::pair(t.count.lines, t.count.steps); };
-            const bool better = rank(trial) > rank(best) || (rank(trial) == rank(best) && best.reading.form->instead);
-            if (!best.reading.form || better) best = trial;
+            for (const Order order : {Order::printed, Order::swapped, Order::unknown})
+                if (form.words || order == (form.instead ? Order::unknown : Order::printed))
+                    try_it({&form, base, order, asked == "auto"});
         }
     }
     return best;
@@ -411,7 +443,7 @@ Reading guess(Source& source, std::string_view asked) {
         const Form* const form = best.reading.form;
         // Fill patterns look like digits; lines with offsets are nothing else.
         if (form && (whole || best.magic || !is_auto || best.count.steps >= 16)) {
-            if (form->instead) refuse(*form);
+            if (is_refused(best.reading)) refuse(*form);
             if (best.swapped && !best.magic && form->kind == "hex")
                 throw Failure("expected bytes in their order, found words whose bytes are swapped in " +
                               std::string(form->name) + "; what helps: xxd or hexdump -C, without options for words");
@@ -423,7 +455,7 @@ Reading guess(Source& source, std::string_view asked) {
                 if (f.kind == asked) reading.form = &f;
             return reading;
         }
-        if (whole || size >= most_guessed) return {nullptr, 0, true};
+        if (whole || size >= most_guessed) return {nullptr, 0, Order::printed, true};
     }
 }
 

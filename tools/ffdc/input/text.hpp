@@ -4,10 +4,14 @@
 #include "input/forms.hpp"
 #include "input/source.hpp"
 
+// Of the bytes in the words of a text, if it has words.
+enum class Order { printed, swapped, unknown };
+
 struct Reading {
     const Form* form = nullptr;  // null: raw bytes
     int base = 0;                // of the offsets
-    bool guessed = false;        // from a text, even if these are raw bytes
+    Order order = Order::printed;
+    bool guessed = false;  // from a text, even if these are raw bytes
 };
 
 // Whether the beginning of a source is a text, or has a record in it: then it is not compressed.
