@@ -409,7 +409,7 @@ class Output(unittest.TestCase):
             self.skipTest("the sanitizer needs its own memory")
         text = b"00000000  " + b"ff " * 8 + b" " + b"ff " * 8 + b" |................|\n*\n08000000\n"
         limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20))
-        self.assertEqual(run("diff", "--from=hex", "-", "/dev/null", input=text, preexec_fn=limit),
+        self.assertEqual(run("diff", "--no-limits", "--from=hex", "-", "/dev/null", input=text, preexec_fn=limit),
                          (2, b"", b"ffdc: out of memory\n"))
 
 

@@ -319,16 +319,31 @@ class Input(unittest.TestCase):
                 self.assertEqual(rows, ["FILE"] + ["-:a.bin"] * 3 + ["-:dir/b.txt"] * 3 + ["-:c.gz", "-:d"])
         with self.subTest("only looks packed"):
             self.assertEqual(run("list", "-q", "--no-legend", input=b"BZh" + dump)[1].count(b"ok"), 3)
-        if b"__asan_init" in Path(ffdc).read_bytes():
-            return
-        limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (200 << 20, 200 << 20))
+        memory = {}
+        if b"__asan_init" not in Path(ffdc).read_bytes():
+            memory["preexec_fn"] = lambda: resource.setrlimit(resource.RLIMIT_AS, (200 << 20, 200 << 20))
         with self.subTest("a bomb"):
-            bomb = gzip.compress(bytes(300 << 20))
-            self.assertEqual(run("list", "-q", "--no-legend", input=bomb, preexec_fn=limit)[0], 1)
+            zeros = lambda n: bytes((n << 20) - len(fsi))
+            whole = fsi + zeros(60) + fsi + zeros(10) + fsi
+            lines = hexdump(fsi + bytes(22)).splitlines(True)[:-1]
+            text = lambda n: b"".join(b"%08x" % (int(line[:8], 16) + (n << 20)) + line[8:] for line in lines)
+            once = bz2.compress(whole)
+            table = [("bzip2", once), ("gzip", gzip.compress(whole)), ("twice", lzma.compress(once)),
+                     ("tar", packed(tar, ("a", whole[:40 << 20]), ("b", whole[40 << 20:]))),
+                     ("repeats", text(0) + b"*\n" + text(60) + b"*\n" + text(70)),
+                     ("below 64 MiB", bz2.compress(whole[:63 << 20])), ("below", text(0) + b"*\n" + text(60))]
+            for name, bomb in table:
+                for options in ([], ["--no-limits"]):
+                    with self.subTest(name, options=options):
+                        limited = "below" not in name and not options
+                        status, out, err = run("count", "-q", "-t", "fsi", *options, input=bomb, **memory)
+                        self.assertEqual((status, out.split()[2]), (3, b"2" if limited or "below" in name else b"3"))
+                        told = rb"ffdc: -\S*: .*expected at most 64 MiB, .*: the rest is missing; --no-limits .*\n"
+                        self.assertEqual(re.findall(told, err), [err] * limited)
         with self.subTest("many members"), tempfile.NamedTemporaryFile() as file:
             file.write(packed(tar, ("record", fsi), *((str(n), b"") for n in range(1000))))
             file.flush()
-            self.assertEqual(run("diff", "-q", file.name, file.name, preexec_fn=limit)[0], 0)
+            self.assertEqual(run("diff", "-q", file.name, file.name, **memory)[0], 0)
 
     @unittest.skipIf(b"this build" in run("list", input=gzip.compress(b""))[2], "a build without compressed files")
     def test_damage_in_packed_files(self):

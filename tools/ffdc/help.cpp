@@ -208,7 +208,8 @@ and
 What is damaged does not hide what is not: a damaged place is marked where it is in the output, told on standard error
 with file, offset, and what was expected and found, and the next record is looked for behind it.
 .PP
-Limits keep a small input from filling a disk: records inside a record, which
+Limits keep a small input from filling a disk. What a file is unpacked to has at most 64 MiB or 1000 times the bytes of the
+file, and so has a text with lines that repeat; records inside a record, which
 .B carve \-\-all
 finds, have at most 16 times its bytes. A limit that is reached counts as damage, and is told with what is missing, unless
 .B \-\-no\-limits

@@ -214,10 +214,10 @@ private:
         for (std::size_t at = 1; (at = dd_ffdc_find(area.data(), area.size(), at)) < area.size();) {
             const std::size_t size = word(reinterpret_cast<const dd_ffdc_hdr*>(area.data() + at)->size);
             if (size > left && !s_.options.no_limits)
-                return s_.limit_reached(entry.file + ": offset " + hex_number(entry.offset),
-                                        std::to_string(most_inside) + " times the " + std::to_string(area.size()) +
-                                            " bytes of the record in those inside it",
-                                        "those from offset " + hex_number(entry.offset + at) + " on are missing");
+                return s_.fail(entry.file + ": offset " + hex_number(entry.offset),
+                               past_limit(std::to_string(most_inside) + " times the " + std::to_string(area.size()) +
+                                              " bytes of the record in those inside it",
+                                          "those from offset " + hex_number(entry.offset + at) + " on are missing"));
             left -= size;
             found(entry.file, entry.offset + at, area.subspan(at, size), DD_FFDC_RECORD);
             at += s_.options.all ? 1 : size;

@@ -112,7 +112,7 @@ private:
 
 class Member : public Source {
 public:
-    explicit Member(Packed& archive) : archive_(archive) {}
+    Member(Packed& archive, const Source& packed) : Source(&packed), archive_(archive) {}
     bool waits() const override { return archive_.waits(); }
 
 private:
@@ -199,7 +199,7 @@ std::unique_ptr<Source> Packed::next(std::string& name) {
         if (archive_entry_filetype(entry_) != AE_IFREG) continue;
         const char* const given = archive_entry_pathname(entry_);
         name = given ? given : "?";
-        return std::make_unique<Member>(*this);
+        return std::make_unique<Member>(*this, *source_);
     }
     return nullptr;
 }

@@ -133,7 +133,8 @@ constexpr struct Kind {
 
 class Decompressed : public Source {
 public:
-    Decompressed(std::unique_ptr<Source> source, const Kind& kind) : source_(std::move(source)), kind_(kind) {}
+    Decompressed(std::unique_ptr<Source> source, const Kind& kind)
+        : Source(source.get()), source_(std::move(source)), kind_(kind) {}
     bool waits() const override { return source_->waits(); }
 
 private:

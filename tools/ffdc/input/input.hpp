@@ -16,7 +16,10 @@ struct Input {
 class Inputs {
 public:
     // `from` is what the bytes are: auto, raw, hex or base64.
-    Inputs(const std::string& path, const std::string& from) : name_(path), from_(from), file_(open_file(path)) {}
+    Inputs(const std::string& path, const std::string& from, bool limited)
+        : name_(path), from_(from), file_(open_file(path)) {
+        if (!limited) file_->lift_limits();
+    }
     // The next one; false at the end. Throws Failure for one that cannot be read: then the next call goes on behind it.
     // The one before must be gone, unless its source has been told to keep its bytes.
     bool next(Input& input);

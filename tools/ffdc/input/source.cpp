@@ -68,6 +68,10 @@ private:
 
 const std::string Source::no_gap_;
 
+Failure past_limit(const std::string& limit, const std::string& missing) {
+    return Failure("expected at most " + limit + ", found more: " + missing + "; --no-limits reads it all", true);
+}
+
 // To the front, in memory of another size.
 void Source::move_to(std::size_t room) {
     if (!there_.empty() && there_.data() != held_.get()) std::memmove(held_.get(), there_.data(), there_.size());
@@ -79,6 +83,18 @@ void Source::move_to(std::size_t room) {
         room_ = room;
     }
     there_ = {held_.get(), there_.size()};
+}
+
+// A few bytes that are packed, or lines that repeat, may stand for terabytes.
+std::size_t Source::counted(std::size_t n) {
+    constexpr std::size_t always = 64 << 20, factor = 1000;
+    std::vector<std::size_t>& bytes = growth_->bytes;
+    if (bytes.size() <= layer_) bytes.resize(layer_ + 1);
+    bytes[layer_] += n;
+    if (layer_ != 0 && growth_->limited && bytes[layer_] > std::max(always, factor * bytes[0]))
+        throw past_limit("64 MiB, or 1000 times the bytes of the file, in what it is unpacked to",
+                         "the rest is missing");
+    return n;
 }
 
 // There is room for what is asked for and for as much as has been read at first, for some chunks later on; what has
@@ -93,7 +109,7 @@ void Source::read_on(std::size_t n) {
     }
     std::size_t got = 0;
     try {
-        got = read(held_.get() + end, std::min(chunk, room_ - end));
+        got = counted(read(held_.get() + end, std::min(chunk, room_ - end)));
     } catch (const Failure& failure) {
         failure_ = failure;
     }

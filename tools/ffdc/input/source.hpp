@@ -20,12 +20,17 @@ struct Fatal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// A limit on what is made of an input is reached: damage, with what is missing.
+Failure past_limit(const std::string& limit, const std::string& missing);
+
 using Bytes = std::span<const std::uint8_t>;
 
 class Source {
 public:
+    // `from` is what this source decodes, if that is not a file. All members of an archive have the same.
+    explicit Source(const Source* from = nullptr)
+        : growth_(from ? from->growth_ : std::make_shared<Growth>()), layer_(from ? from->layer_ + 1 : 0) {}
     virtual ~Source() = default;
-    Source() = default;
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
@@ -51,6 +56,8 @@ public:
     }
     // All bytes, of this piece and of those behind gaps, stay where they are as long as the source.
     virtual void keep();
+    // What is made of this file has no limit.
+    void lift_limits() { growth_->limited = false; }
     // Whether reading on may take its time.
     virtual bool waits() const { return false; }
 
@@ -74,6 +81,14 @@ private:
     };
     using Held = std::unique_ptr<std::uint8_t[], Free>;  // grows and shrinks in place, and is not set to zero
 
+    // What has been read of a file, and made of that in each layer of packing and text.
+    struct Growth {
+        bool limited = true;
+        std::vector<std::size_t> bytes = {};
+    };
+
+    const std::shared_ptr<Growth> growth_;
+    const std::size_t layer_;
     Held held_;
     std::size_t room_ = 0;
     Bytes there_;
@@ -84,6 +99,7 @@ private:
     static const std::string no_gap_;
 
     void move_to(std::size_t room);
+    std::size_t counted(std::size_t n);
 };
 
 // A file, or standard input for "-". Files are read, not mapped: one that is cut meanwhile ends there, as damage.

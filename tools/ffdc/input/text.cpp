@@ -9,8 +9,7 @@
 namespace {
 
 constexpr std::size_t head_size = 64 << 10, most_guessed = 4 << 20;
-constexpr std::size_t longest_line = 64 << 10;    // longer ones are read in parts
-constexpr std::size_t most_repeated = 256 << 20;  // a few bytes of text shall not spell more than there is time for
+constexpr std::size_t longest_line = 64 << 10;  // longer ones are read in parts
 constexpr std::size_t header_size = 42;
 constexpr std::uint8_t magic[] = {0xff, 0xdc, 0xff, 0xdc}, swapped_magic[] = {0xdc, 0xff, 0xdc, 0xff};
 constexpr std::string_view blanks = " \t\r\v\f";
@@ -58,7 +57,8 @@ private:
 
 class Text : public Source {
 public:
-    Text(std::unique_ptr<Source> text, const Reading& reading) : text_(std::move(text)), reading_(reading) {}
+    Text(std::unique_ptr<Source> text, const Reading& reading)
+        : Source(text.get()), text_(std::move(text)), reading_(reading) {}
 
     struct Count {
         std::size_t lines = 0, others = 0, wrong = 0;  // of the form; others, but for empty ones; those that are wrong
@@ -100,7 +100,7 @@ private:
     bool begun_ = false, squeezed_ = false;
 
     std::vector<std::uint8_t> spelled_, last_;  // of all lines that have not been taken; of the last line
-    std::size_t taken_ = 0, repeat_ = 0, repeated_ = 0;
+    std::size_t taken_ = 0, repeat_ = 0;
     std::size_t padding_ = 0;  // the last bytes may be what fills the last word
 
     struct Missed {
@@ -293,9 +293,8 @@ private:
         }
         if (begun_ && !offsets && missed_.first == 0) return true;
         const std::size_t between = next_ - expected_;
-        if (squeezed && between % last_.size() == 0 && between <= most_repeated - repeated_) {
+        if (squeezed && between % last_.size() == 0) {
             ++count_.steps;
-            repeated_ += between;
             repeat_ = between;
             return true;
         }
@@ -327,7 +326,8 @@ private:
 
 class Utf16 : public Source {
 public:
-    Utf16(std::unique_ptr<Source> text, bool big_endian) : text_(std::move(text)), big_(big_endian) {}
+    Utf16(std::unique_ptr<Source> text, bool big_endian)
+        : Source(text.get()), text_(std::move(text)), big_(big_endian) {}
     void keep() override {
         text_->keep();
         Source::keep();

@@ -126,11 +126,6 @@ void Session::fail(const std::string& name, const Failure& failure) {
     out.message(name + ": " + failure.what());
 }
 
-void Session::limit_reached(const std::string& name, const std::string& limit, const std::string& missing) {
-    damage_ = true;
-    out.message(name + ": expected at most " + limit + ", found more: " + missing + "; --no-limits reads it all");
-}
-
 void Session::each_input(const std::function<void(Input&)>& use, const char* otherwise) {
     for (const Skipped& skipped : options.skipped) {
         failure_ = failure_ || skipped.failed;
@@ -138,7 +133,7 @@ void Session::each_input(const std::function<void(Input&)>& use, const char* oth
     }
     for (const std::string& file : options.files) {
         try {
-            Inputs inputs(file, options.from.empty() ? otherwise : options.from);
+            Inputs inputs(file, options.from.empty() ? otherwise : options.from, !options.no_limits);
             for (bool more = true; more;) try {
                     Input input;
                     more = inputs.next(input);
@@ -169,7 +164,7 @@ int Session::each_entry(const Visit& visit, Parts parts) {
 std::vector<Input> Session::keep_entries(const std::string& file, const Visit& visit) {
     std::vector<Input> kept;
     try {
-        Inputs inputs(file, options.from.empty() ? "auto" : options.from);
+        Inputs inputs(file, options.from.empty() ? "auto" : options.from, !options.no_limits);
         for (bool more = true; more;) try {
                 Input input;
                 more = inputs.next(input);

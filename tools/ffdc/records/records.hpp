@@ -101,8 +101,8 @@ public:
     void each_input(const std::function<void(Input&)>& use, const char* otherwise = "auto");
     // Hands on what the walk through an input yields, as soon as it is sure what it is, in all its parts.
     void walk(Input& input, const std::function<void(const Entry&)>& use);
-    // A limit that keeps output linear in its input leaves something out: damage, reported even with --quiet.
-    void limit_reached(const std::string& name, const std::string& limit, const std::string& missing);
+    // Reports an input that cannot be read, or not to its end, even with --quiet.
+    void fail(const std::string& name, const Failure& failure);
 
     bool wants(int type) const { return options.types.empty() || wanted_[static_cast<std::size_t>(type)]; }
     int status() const;
@@ -119,7 +119,6 @@ private:
     bool resume(Input& input);
     // Reads on until there are `n` bytes, or the end; what has been put is passed on before that may take its time.
     void read_on(Source& source, std::size_t n);
-    void fail(const std::string& name, const Failure& failure);
 };
 
 // The separator line over an entry.
