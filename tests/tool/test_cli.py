@@ -155,7 +155,8 @@ class Made(unittest.TestCase):
                 self.assertLessEqual(expected, {line.split("\t")[0] for line in done.stdout.splitlines()})
 
     def test_bash_completes(self):
-        table = [(("s",), "show"), (("show", "--no"), "--no-legend --no-pager"), (("carve", "--from", "h"), "hex"),
+        table = [(("s",), "show"), (("show", "--no"), "--no-legend --no-pager --no-limits"),
+                 (("carve", "--from", "h"), "hex"),
                  (("list", "-t", "MB"), "MBOX"), (("list", "-t", "d"), "dma dio dra dpss"),
                  (("list", "-t", "dma,h"), "dma,hdma"), (("list", "-t", "dma,H"), "dma,HDMA"),
                  (("show", "--color", "="), "auto always never"), (("show", "-o", "x"), "")]

@@ -42,14 +42,21 @@ def keys(node, path=""):
 
 def hex_lines(text):
     """Offset, bytes and name of every line that `ffdc hex` prints about records, a list for each of them."""
-    records = []
+    records, before = [], None
     for line in text.decode("latin-1").split("\n")[:-1]:
         if line.startswith("==> "):
             records.append([])
             continue
+        if line == "*":
+            before = records[-1][-1]
+            continue
         offset, digits, name = re.fullmatch(r"  0x([0-9a-f]{6})  ((?:[0-9a-f]{2} )*(?:[0-9a-f]{2})?) *(?:  (\S.*))?",
                                             line).groups()
-        records[-1].append((int(offset, 16), bytes.fromhex(digits), re.split("  +", name or "")[0]))
+        if before and (digits or not name):  # the lines that "*" stands for end here
+            records[-1] += [(at, before[1], "") for at in range(before[0] + 8, int(offset, 16), 8)]
+            before = None
+        if digits or name:
+            records[-1].append((int(offset, 16), bytes.fromhex(digits), re.split("  +", name or "")[0]))
     return records
 
 
