@@ -142,7 +142,7 @@ def includers(name):
 
 def succeeds(command, **options):
     try:
-        return subprocess.run(command, capture_output=True, timeout=120, **options).returncode == 0
+        return subprocess.run(command, capture_output=True, timeout=600, **options).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
