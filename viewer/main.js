@@ -17,6 +17,12 @@ let view = new Uint32Array(0), sort = { column: "index", down: false }; // the l
 let choices = 0, filters = 0; // how often was asked: an answer to anything but the last question is late
 
 const url_place = () => new URLSearchParams(location.hash.slice(1));
+// Replaces what is in a box; the focus stays on the button of the same number.
+function renew(box, ...children) {
+    const focused = [...box.querySelectorAll("button")].indexOf(document.activeElement);
+    box.replaceChildren(...children);
+    box.querySelectorAll("button")[focused]?.focus();
+}
 const say = text => { $("status").textContent = text; };
 const panes = { text: $("text"), tree: $("tree"), bytes: $("bytes"), bits: $("bits") };
 const record_view = new Record_view(panes, keep_place);
@@ -89,8 +95,8 @@ async function show_dump(next, by_place) {
 function show_tabs() {
     if (other === dump) other = null;
     partners = dump && other ? dump.partners(other) : null;
-    $("dumps").replaceChildren(...dumps.map(d => el("span", { class: d === dump ? "tab current" : "tab" },
-        el("button", { role: "tab", "aria-selected": d === dump, onclick: () => show_dump(d) }, d.name),
+    renew($("dumps"), ...dumps.map(d => el("span", { class: d === dump ? "tab current" : "tab" },
+        el("button", { "aria-current": d === dump, onclick: () => show_dump(d) }, d.name),
         el("button", { class: "close", "aria-label": `Close ${d.name}`, onclick: () => close_dump(d) }, "×"))));
     const beside = dumps.map((d, k) => el("option", { value: k }, d.name)).filter((_, k) => dumps[k] !== dump);
     $("with").replaceChildren(el("option", { value: -1 }, "nothing"), ...beside);
@@ -110,12 +116,11 @@ function make_row(place) {
     return el("div", {
         class: `row ${bad ? "bad" : state} ${i === index ? "chosen" : ""}`, role: "option", id: `r${i}`, "data-i": i,
         "aria-selected": i === index, "aria-setsize": view.length, "aria-posinset": place + 1,
-        "aria-label": `record ${i}, ${name}, ${state}, ${cause}${differs(i) ? ", differs" : ""}`,
         style: `--type: ${dump.has_header(i) ? type_color(dump.type(i)) : "transparent"}`,
     }, el("span", { class: "mark" }, mark), ...cells.map(text => el("span", {}, text)));
 }
 function show_columns() {
-    $("columns").replaceChildren(el("span"), ...Object.entries(headings).map(([column, name]) => {
+    renew($("columns"), el("span"), ...Object.entries(headings).map(([column, name]) => {
         const now = sort.column === column, onclick = () => {
             sort = { column, down: now && !sort.down };
             show_columns();
@@ -134,7 +139,7 @@ async function filter() {
         $("found").textContent = count_of(view.length) + (map.matching ? ` of ${count_of(of.count)}` : "") +
             (done < of.count ? ` (searched ${Math.floor(100 * done / of.count)} %)` : "");
         list.length = view.length;
-        reveal();
+        list.reveal(view.indexOf(index));
     };
     if (of.searching) of.ask("cancel");
     of.searching = needles.length > 0;
@@ -152,23 +157,20 @@ async function filter() {
     of.searching = false;
     show(done);
 }
-function reveal() {
-    list.reveal(view.indexOf(index));
-    $("records").setAttribute("aria-activedescendant", `r${index}`);
-}
 
 // ---- The chosen entry ----
 function choose_nothing() {
     index = -1;
     ++choices;
-    $("title").textContent = $("trouble").textContent = "";
+    $("title").textContent = "No record chosen";
+    $("trouble").textContent = "";
     record_view.show(null, -1);
 }
 async function choose(i, value_name) {
     const of = dump, turn = ++choices, partner = partners?.[i] ?? -1;
     if (!of || !(i >= 0 && i < of.count)) return;
     index = i;
-    reveal();
+    list.reveal(view.indexOf(index));
     map.chosen(i);
     const answers = [of.ask("decode", { index: i }), partner >= 0 ? other.ask("decode", { index: partner }) : null];
     const [entry, beside] = await Promise.all(answers);
@@ -240,8 +242,7 @@ const always = { o: () => $("files").click(), t: theme, "?": () => $("help").sho
 document.onkeydown = event => {
     const { key, target } = event, named = key.length > 1; // such keys are also for what has the focus
     if (event.ctrlKey || event.metaKey || event.altKey || $("help").open || target.matches("input, select")) return;
-    const taken = named && (target.id === "text" || target.matches("button"));
-    const action = always[key] ?? (dump && !taken ? keys[key] : null);
+    const action = always[key] ?? (dump && !(named && target.id === "text") ? keys[key] : null);
     if (!action) return;
     event.preventDefault();
     action();

@@ -1,9 +1,10 @@
 // The chosen entry: its text, the tree of its values and its bytes, linked. Who points at a value, a byte or a bit
 // lights it in all three; who chooses one keeps it lit.
-import { Rows, el } from "./virtual.js";
+import { Rows, bring_into_sight, el } from "./virtual.js";
 import { hex, tame } from "./dump.js";
 import { header_size, plain_text } from "./library.js";
 
+const row_height = 18, byte_height = 19;
 const nothing = { text: "", values: [], bytes: new Uint8Array(0), trouble: null };
 const digits = bytes => Array.from(bytes, byte => hex(byte, 2)).join("");
 const is_number = v => !["text", "bytes", "unshown"].includes(v.kind) && !v.missing;
@@ -39,18 +40,19 @@ function json_of(dump, index, entry) {
 export class Record_view {
     // `at` are the elements to fill; `changed` is called when another value is chosen.
     constructor(at, changed) {
-        Object.assign(this, { at, changed, rows: new Rows(at.bytes, 19, i => this.byte_row(i)) });
+        Object.assign(this, { at, changed, rows: new Rows(at.bytes, byte_height, i => this.byte_row(i)) });
         this.show(null, -1);
         for (const pane of [at.text, at.tree, at.bytes, at.bits]) {
             pane.onpointerover = ({ target }) => this.light(this.target_of(target));
             pane.onpointerleave = () => this.light(null);
             pane.onclick = ({ target }) => this.choose(this.target_of(target), pane);
             pane.onkeydown = event => {
-                const step = { tree: this.tree_step, bytes: this.bytes_step }[pane.id]?.call(this, event.key);
-                if (!step || event.target.matches("summary")) return;
+                const step = { tree: this.tree_step, bytes: this.bytes_step }[pane.id];
+                const target = step ? step.call(this, event.key) : null;
+                if (target === null) return;
                 event.preventDefault();
                 event.stopPropagation();
-                this.choose(step, pane);
+                this.choose(target, pane);
             };
         }
         new ResizeObserver(() => this.size_bytes()).observe(at.bytes);
@@ -122,34 +124,64 @@ export class Record_view {
         const group = path => {
             if (groups.has(path)) return groups.get(path);
             const parts = path.split("."), name = parts.pop();
-            groups.set(path, el("details", { open: "" }, el("summary", {}, name)));
-            group(parts.join(".")).append(groups.get(path));
-            return groups.get(path);
+            const title = el("div", { class: "title" }, name), inside = el("div", { role: "group" });
+            const item = el("div", { role: "treeitem", id: `group_${path}`, "aria-expanded": true }, title, inside);
+            title.onclick = () => this.open_group(item, item.getAttribute("aria-expanded") === "false");
+            groups.set(path, inside);
+            group(parts.join(".")).append(item);
+            return inside;
         };
         const add = (path, look, i, ...texts) => {
             const cells = texts.map((text, k) => el("span", { class: ["name", "text", other ? "text" : "number"][k] },
                 tame(text.length > 400 ? `${text.slice(0, 400)}…` : text)));
-            const row = el("div", { role: "treeitem", class: `value ${look}`, id: `value${i}`, "data-v": i }, ...cells);
+            const v = values[i], own = v && {
+                id: `value${i}`, "data-v": i,
+                "aria-description": `${v.size} bytes at ${v.offset}: ${digits(bytes_of(entry, v)).slice(0, 32)}`,
+            };
+            const row = el("div", { role: "treeitem", class: `value ${look}`, ...own }, ...cells);
             group(path).append(row);
             return row;
         };
         at.tree.replaceChildren();
+        at.tree.setAttribute("aria-activedescendant", "");
         const rank = i => values[i].kind === "unshown" ? values[i].offset : -1; // what is not shown comes last
-        this.order = [...values.keys()].sort((a, b) => rank(a) - rank(b) || a - b);
-        for (const i of this.order) {
+        for (const i of [...values.keys()].sort((a, b) => rank(a) - rank(b) || a - b)) {
             const v = values[i], b = this.others.get(full_name(v)), beside = b ? value_text(other, b) : "-";
+            const shown = value_text(entry, v);
+            const in_other_base = shown.startsWith("0x") ? v.number : `0x${hex(unsigned(v))}`;
             const number = v.kind === "unshown" ? `${v.size} bytes` : v.missing ? "missing"
-                : is_number(v) && !["flag", "address"].includes(v.kind) ? `0x${hex(unsigned(v))}` : "";
+                : is_number(v) && v.kind !== "flag" ? String(in_other_base) : "";
             const look = `${v.kind} ${v.missing ? "missing" : ""} ${this.differs[i] ? "differs" : ""}`;
-            this.items[i] = add(group_of(v), look, i, own_name(v), value_text(entry, v), other ? beside : number);
+            this.items[i] = add(group_of(v), look, i, own_name(v), shown, other ? beside : number);
         }
         for (const [name, b] of this.others)
             if (!this.by_name.has(name)) add("", "differs", null, name, "-", value_text(other, b));
     }
+    // The row or the group that keys of the tree start at.
+    activate(item) {
+        const { tree } = this.at;
+        tree.querySelector(".cursor")?.classList.remove("cursor");
+        if (item?.matches("[aria-expanded]")) item.firstChild.classList.add("cursor");
+        if (item) bring_into_sight(tree, item.firstChild);
+        tree.setAttribute("aria-activedescendant", item?.id ?? "");
+    }
+    open_group(group, open) {
+        group.setAttribute("aria-expanded", open);
+        this.activate(group);
+    }
+    // null if the key is for others, undefined if no value is to be chosen.
     tree_step(key) {
-        const step = { ArrowDown: 1, ArrowUp: -1 }[key], open = this.order.filter(i => this.items[i].offsetParent);
-        const at = Math.min(open.length - 1, Math.max(0, open.indexOf(this.target?.values[0]) + step));
-        return open.length && step ? this.value_target(open[at]) : null;
+        const { tree } = this.at, now = document.getElementById(tree.getAttribute("aria-activedescendant"));
+        const open = now?.getAttribute("aria-expanded"), page = Math.floor(tree.clientHeight / row_height);
+        if (key === "ArrowLeft" && open === "true") return this.open_group(now, false);
+        if (key === "ArrowLeft") return this.activate(now?.parentNode.closest("[aria-expanded]") ?? now);
+        if (key === "ArrowRight" && open === "false") return this.open_group(now, true);
+        const step = { PageDown: page, PageUp: -page, Home: -Infinity, End: Infinity, ArrowDown: 1, ArrowUp: -1,
+            ArrowRight: open ? 1 : 0 }[key];
+        const items = [...tree.querySelectorAll("[data-v], [aria-expanded]")].filter(item => item.offsetParent);
+        const next = items[Math.min(items.length - 1, Math.max(0, items.indexOf(now) + step))];
+        if (!next || step === undefined) return null;
+        return next.dataset.v ? this.value_target(Number(next.dataset.v)) : this.activate(next);
     }
 
     // ---- Bytes ----
@@ -181,8 +213,11 @@ export class Record_view {
         ].filter(Boolean).join(" ");
     }
     bytes_step(key) {
-        const step = { ArrowLeft: -1, ArrowRight: 1, ArrowUp: -this.width, ArrowDown: this.width }[key];
-        const last = this.entry.bytes.length - 1, at = this.target?.byte ?? this.target?.from ?? -step;
+        const { width } = this, page = width * this.rows.in_sight, step = {
+            ArrowLeft: -1, ArrowRight: 1, ArrowUp: -width, ArrowDown: width,
+            PageUp: -page, PageDown: page, Home: -Infinity, End: Infinity,
+        }[key];
+        const last = this.entry.bytes.length - 1, at = this.target?.byte ?? this.target?.from ?? 0;
         return step && last >= 0 ? this.byte_target(Math.min(last, Math.max(0, at + step))) : null;
     }
 
@@ -223,11 +258,10 @@ export class Record_view {
         this.mark(target, "chosen", true);
         this.light(null);
         this.rows.reveal(Math.floor((target.byte ?? target.from) / this.width));
-        if (from !== at.text) spans[first]?.scrollIntoView({ block: "nearest" });
-        for (let group = row?.closest("details"); group; group = group.parentNode.closest("details")) group.open = true;
-        row?.scrollIntoView({ block: "nearest" });
-        at.tree.setAttribute("aria-activedescendant", row?.id ?? "");
-        at.bytes.setAttribute("aria-activedescendant", `byte${target.byte ?? target.from}`);
+        if (spans[first] && from !== at.text) bring_into_sight(at.text, spans[first]);
+        for (const group of at.tree.querySelectorAll("[aria-expanded]"))
+            if (group.contains(row)) group.setAttribute("aria-expanded", true);
+        this.activate(row);
         this.inspect();
         this.changed();
     }

@@ -11,6 +11,13 @@ export function el(tag, properties = {}, ...children) {
     return element;
 }
 
+// Scrolls a box, and nothing around it, as little as shows a part of it.
+export function bring_into_sight(box, part) {
+    const a = part.getBoundingClientRect(), b = box.getBoundingClientRect(), right = b.left + box.clientWidth;
+    box.scrollTop += Math.min(0, a.top - b.top) || Math.max(0, a.bottom - b.top - box.clientHeight);
+    box.scrollLeft += Math.min(0, a.left - b.left) || Math.max(0, Math.min(a.left - b.left, a.right - right));
+}
+
 export class Rows {
     // `make` is called with the number of a row and returns its element.
     constructor(box, height, make) {
@@ -37,6 +44,8 @@ export class Rows {
             rows.at(-1).style.top = `${this.first * this.pace + (i - this.first) * this.height}px`;
         }
         this.space.replaceChildren(...rows);
+        const active = this.space.querySelector("[id].cursor") ?? this.space.querySelector("[id].chosen");
+        this.box.setAttribute("aria-activedescendant", active?.id ?? "");
     }
     // Paints, and scrolls as little as shows the row, if there is one; if that is far, so that it is in the middle.
     reveal(i) {

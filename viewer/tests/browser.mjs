@@ -11,7 +11,7 @@ import { Library } from "../library.js";
 import { first_difference, goldens } from "./goldens.mjs";
 
 const [page_file, ffdc, module_file, modules] = process.argv.slice(2);
-const { chromium } = createRequire(join(modules, "x"))("playwright-core");
+const require = createRequire(join(modules, "x")), { chromium } = require("playwright-core");
 const sample = name => new URL(`../../samples/${name}.ffdc`, import.meta.url).pathname;
 const folder = mkdtempSync(join(tmpdir(), "ffdc-viewer-"));
 const file = (name, bytes) => { writeFileSync(join(folder, name), bytes); return join(folder, name); };
@@ -127,9 +127,9 @@ run("values: the text is the tool's; each lights its bytes and its text, each by
             const [printed, plain] = now.words.map(word => word.replace(/^(0x)?0*(?=.)/, ""));
             if (now.text.length && !/bytes/.test(kind)) assert.equal(plain, printed, own);
             if (!now.bytes.length) assert.fail(`${own} (${kind}) lights no bytes`);
-            if (/missing/.test(kind) || !number.startsWith("0x")) continue;
+            if (/missing/.test(kind) || !/^(-?\d+|0x[0-9a-f]+)$/.test(number)) continue;
             const hex = bytes.subarray(offset + now.bytes[0], offset + now.bytes[0] + now.bytes.length).toString("hex");
-            const value = BigInt(`0x${hex}`), shown = BigInt(number);
+            const value = BigInt(`0x${hex}`), shown = BigInt.asUintN(4 * hex.length, BigInt(number));
             const masked = (value & shown) === shown || /bcd|name/.test(kind);
             assert.ok(masked, `${own}: ${number} in ${hex}`);
         }
@@ -200,6 +200,85 @@ run("keys and damage: n, p, u, /, c, ?, and what was expected", async () => {
     }
 });
 
+run("keys in values and bytes: each as the help has it", async () => {
+    const [{ bytes: size, offset }] = objects(sample("all_types")), chooser = page.waitForEvent("filechooser");
+    await open(sample("all_types"));
+    await chosen(0);
+    const active = pane => page.$eval(`#${pane}`, e =>
+        document.getElementById(e.getAttribute("aria-activedescendant"))?.id);
+    const items = await page.$$eval("#tree [role=treeitem]", all => all.map(item => item.id)), header = items[0];
+    const in_header = (await page.$$(`#${header} .value`)).length;
+    const in_sight = await page.$eval("#tree", e =>
+        Math.floor(e.clientHeight / e.querySelector(".value").offsetHeight));
+    await page.focus("#tree");
+    for (const [key, at] of [
+        ["ArrowDown", 0], ["End", items.length - 1], ["Home", 0], ["PageDown", in_sight], ["PageUp", 0], ["ArrowRight", 1],
+        ["ArrowDown", 2], ["ArrowUp", 1], ["ArrowLeft", 0], ["ArrowLeft", 0], ["ArrowDown", in_header + 1],
+        ["ArrowUp", 0], ["ArrowRight", 0], ["ArrowDown", 1],
+    ]) {
+        await press(key);
+        assert.equal(await active("tree"), items[at], key);
+    }
+    const described = await page.$eval(`#${items[1]}`, e => [e.offsetHeight > 0, e.getAttribute("aria-description")]);
+    const record = readFileSync(sample("all_types")).subarray(offset);
+    assert.deepEqual(described, [true, `4 bytes at 16: ${record.toString("hex", 16, 20)}`]);
+    await chosen(0);
+    await page.focus("#bytes");
+    const rows = await page.$eval("#bytes", e => Math.floor((e.clientHeight - 6) / 19)), width = 16;
+    const in_bytes = {
+        Home: 0, ArrowRight: 1, ArrowDown: width + 1, ArrowLeft: width, ArrowUp: 0,
+        PageDown: Math.min(size - 1, rows * width), PageUp: 0, End: size - 1,
+    };
+    for (const [key, at] of Object.entries(in_bytes)) {
+        await press(key);
+        assert.equal(await active("bytes"), `byte${at}`, key);
+    }
+    await page.click("#columns button >> nth=1");
+    assert.match(await page.evaluate(() => document.activeElement.textContent), /^Offset/);
+    await press("o");
+    assert.ok((await chooser).isMultiple());
+    const ground = () => page.evaluate(() => getComputedStyle(document.body).backgroundColor), before = await ground();
+    await press("t");
+    assert.notEqual(await ground(), before);
+});
+
+run("accessibility: axe-core finds nothing in any view, light or dark, wide or narrow", async () => {
+    const axe = readFileSync(require.resolve("axe-core/axe.min.js"), "utf8");
+    for (const [colorScheme, width] of [["light", 1280], ["dark", 1280], ["light", 390], ["dark", 390]]) {
+        const views = {
+            empty: async () => {},
+            damage: () => open(sample("damaged"), sample("all_types")).then(() => chosen(2)),
+            value: async () => {
+                await page.click(".tab >> nth=1 >> button");
+                await chosen(0);
+                await page.click("#tree .value >> nth=14");
+            },
+            byte: () => page.click("#bytes b >> nth=20"),
+            lit: () => page.hover("#tree .value >> nth=3"),
+            compared: () => page.selectOption("#with", "0").then(() => shows("#title", "↔ record 0")),
+            nothing: () => filter("type=nothing", 0).then(() => page.click(".tab >> nth=0 >> button")),
+            help: () => page.click("#ask"),
+        };
+        await visit(page_file);
+        await page.emulateMedia({ colorScheme });
+        await page.setViewportSize({ width, height: 800 });
+        await page.evaluate(axe);
+        for (const [view, look] of Object.entries(views)) {
+            await look();
+            if (width === 390 && !["empty", "compared"].includes(view)) continue; // the colours are the same
+            const { violations } = await page.evaluate(() => axe.run({ resultTypes: ["violations"] }));
+            const where = `${view}, ${colorScheme}, ${width} px`;
+            assert.deepEqual(violations.map(v => `${v.id}: ${v.nodes[0].html}`), [], where);
+        }
+        await press("Escape");
+        const beyond = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
+        assert.ok(beyond <= 0, `${beyond} px too wide`);
+        const [from, to] = await page.$$eval("#text, #bytes", all =>
+            all.map((e, i) => e.getBoundingClientRect()[["top", "bottom"][i]]));
+        assert.ok(to - from <= 800, `text to bytes: ${to - from} px`);
+    }
+});
+
 run("judgement: damage and places without a record are those of the tool", async () => {
     const bytes = readFileSync(sample("all_types")), { offset, bytes: size } = objects(sample("all_types")).at(-1);
     const record = bytes.subarray(offset, offset + size), erased = Buffer.alloc(9000, 0xff);
@@ -247,7 +326,8 @@ run("several dumps: equal names, a filter that matches nothing, and a copy of no
     const copied = await page.evaluate(() => window.copied);
     await page.click("#dumps .tab >> nth=1 >> button");
     await shows("#found", "^0 of 5$");
-    for (const part of ["#title", "#trouble", "#text", "#tree", "#bytes"]) await shows(part, "^$");
+    for (const part of ["#trouble", "#text", "#tree", "#bytes"]) await shows(part, "^$");
+    await shows("#title", "^No record chosen$");
     for (const what of ["text", "value", "json", "hex"]) {
         await page.click(`[data-copy=${what}]`);
         await said(`No ${what} to copy`);
@@ -263,7 +343,7 @@ run("several dumps: equal names, a filter that matches nothing, and a copy of no
     await page.goto(url);
     await open(...same);
     await shows("#title", `^${title}$`);
-    assert.equal(await text("#dumps .current [role=tab]"), "same.ffdc (2)");
+    assert.equal(await text("#dumps .current [aria-current]"), "same.ffdc (2)");
 });
 
 run("over http: Copy fills the clipboard", async () => {
