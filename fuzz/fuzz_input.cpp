@@ -71,7 +71,7 @@ std::string base64(Bytes bytes) {
 // All that a file spells, gaps left out.
 std::vector<std::uint8_t> read_all(const File& file, const std::string& form) {
     std::vector<std::uint8_t> all;
-    Inputs inputs(file.path(), form);
+    Inputs inputs(file.path(), form, true);
     for (Input input; inputs.next(input);) do {
             const Bytes piece = input.source->peek(SIZE_MAX);
             all.insert(all.end(), piece.begin(), piece.end());
