@@ -1,14 +1,14 @@
 // The decoded text of every record.
-#include <cstring>
-
 #include "commands/commands.hpp"
 
 namespace {
 
 // Only separators begin like one, whatever lines the text of a record holds.
 void mark_other_separators(char* text, std::size_t n) {
-    for (char *at = text, *const end = text + n; (at = static_cast<char*>(std::memchr(at, '>', end - at))); ++at)
-        if (at - text > 2 && at[-1] == '=' && at[-2] == '=' && (at[-3] == '\n' || at[-3] == '\r')) at[-2] = '.';
+    const std::string_view all(text, n);
+    for (std::size_t at = 3; (at = all.find('>', at)) < n; ++at)
+        if (all[at - 1] == '=' && all[at - 2] == '=' && (all[at - 3] == '\n' || all[at - 3] == '\r'))
+            text[at - 2] = '.';
 }
 
 }  // namespace
