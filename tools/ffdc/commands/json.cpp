@@ -376,7 +376,7 @@ public:
     explicit Objects(Session& s) : s_(s), out_(s.out), plans_(s.options.pretty), cause_(cause_name, "") {}
 
     int put(const Entry& entry) {
-        cause_.begin();
+        cause_.begin(entry);
         const int state = values_.read(entry, [&](const dd_ffdc_value& v) {
             cause_.take(v, entry);
             return v.kind == DD_FFDC_NAME || v.kind == DD_FFDC_TEXT;

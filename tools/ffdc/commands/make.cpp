@@ -5,10 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <map>
-#include <optional>
 #include <set>
-#include <tuple>
 #include <unordered_map>
 #include <utility>
 
@@ -32,79 +29,52 @@ struct Wrong {
         : leaf(nullptr), what(path + ": expected " + expected + ", found none") {}
 };
 
-// Where a value lies, and what it is called there.
-struct Place : Value {
-    explicit Place(const dd_ffdc_value& v) : Value(v, {}, {}) {}
+// Where a value lies in a record of some size.
+struct Place {
+    const Field* field = nullptr;
+    dd_ffdc_kind kind = DD_FFDC_UNSHOWN;
+    std::size_t offset = 0, size = 0;
+    std::uint64_t mask = 0;
+    bool missing = true;
+
+    Place() = default;
+    Place(const Field& f, std::size_t record)
+        : field(&f),
+          kind(f.kind),
+          offset(f.offset),
+          size(f.size != 0 || offset >= record ? f.size : record - offset),
+          mask(f.mask),
+          missing(size == 0 || offset + size > record) {}
     bool is_number() const { return kind != DD_FFDC_TEXT && kind != DD_FFDC_BYTES; }
+    // Which bits of its byte `i` it is.
+    std::uint8_t bits(std::size_t i) const {
+        return mask == 0 ? 0xff : static_cast<std::uint8_t>(mask >> 8 * (size - 1 - i));
+    }
 };
 
-// The places of all values that records of one type, version and size may have: as much as has been asked for.
-class Layout {
+// The fields of a layout by the paths of an object. One path has many where alternatives share a key.
+class Paths {
 public:
-    Layout(int type, unsigned version, std::size_t size)
-        : type_(type), version_(version), size_(std::min(size, longest_record)) {
-        each_possible_value(type_, version_, size_, false, [&](const dd_ffdc_value& v) { add(v); });
+    explicit Paths(const Layout& layout) {
+        for (const Field& field : layout.fields)
+            if (field.is_value())
+                fields_[(std::string_view(field.group) == "header" ? "" : "payload.") + field.key()].push_back(&field);
     }
-
-    const Place* find(std::string_view path) const {
-        const auto found = places_.find(path);
-        return found == places_.end() ? nullptr : &found->second;
+    std::span<const Field* const> find(std::string_view path) const {
+        const auto found = fields_.find(path);
+        return found == fields_.end() ? std::span<const Field* const>() : found->second;
     }
-    std::vector<std::string> paths(bool of_header) const {
+    std::vector<std::string> all(bool of_header) const {
         std::vector<std::string> paths;
-        for (const auto& [path, place] : places_)
+        for (const auto& [path, _] : fields_)
             if (path.starts_with("header.") == of_header) paths.push_back(path);
         std::ranges::sort(paths);
         return paths;
     }
-    // Asks for what a record with this payload has.
-    void ask(Bytes record) {
-        tell(record, [&](const dd_ffdc_value& v) { add(v); });
-    }
-    // Asks for what any record has, and returns false when that is known.
-    bool ask_all() {
-        if (std::exchange(knows_all_, true)) return false;
-        each_possible_value(type_, version_, size_, true, [&](const dd_ffdc_value& v) { add(v); });
-        return true;
-    }
     // Whether there are values in the object or array that the leaf is, without any.
     bool has_part(const Leaf& leaf) const {
         const std::string begin = std::string(leaf.path) + (leaf.kind == Leaf::Kind::object ? '.' : '[');
-        return std::ranges::any_of(places_, [&](const auto& place) { return place.first.starts_with(begin); });
-    }
-    // Calls use(number, name) for 0 to 4095 and -1 to -4095 until it returns true; never where a record with this
-    // payload has no such value. The record is decoded once: the text of a value follows its number and its bytes.
-    template <typename Use>
-    void each_name(Bytes record, const Place& place, Use use) const {
-        constexpr std::int64_t most = 4096;
-        const std::string name;
-        std::vector<std::uint8_t> bytes = with_payload(record);
-        const std::vector<std::uint8_t> unchanged = bytes;
-        each_value({name, 0, 0, bytes}, [&](const dd_ffdc_value& v) {
-            if (!place.is(v)) return;
-            dd_ffdc_value changed = v;
-            bool found = false;
-            for (std::int64_t n = 0; !found && n < 2 * most - 1; ++n) {
-                const std::int64_t number = n < most ? n : most - 1 - n;
-                changed.number = number;
-                for (std::size_t i = 0; i < place.size; ++i)
-                    bytes[place.offset + i] = static_cast<std::uint8_t>(number >> 8 * (place.size - 1 - i));
-                found = use(number, name_of(changed));
-            }
-            bytes = unchanged;
-        });
-    }
-    // The name of a number in a record with this payload, which holds it; none where the record has no such value.
-    std::optional<std::string> name(Bytes record, const Place& place, std::uint64_t bits) {
-        constexpr std::size_t most = 20000;
-        if (names_.size() > most) names_.clear();
-        if (const auto known = names_.find({&place, bits}); known != names_.end()) return known->second;
-        std::optional<std::string> name;
-        tell(record, [&](const dd_ffdc_value& v) {
-            if (place.is(v)) name = name_of(v);
-        });
-        if (name) names_.emplace(std::pair(&place, bits), *name);
-        return name;
+        return std::ranges::any_of(fields_, [&](const auto& field) { return field.first.starts_with(begin); });
     }
 
 private:
@@ -112,38 +82,7 @@ private:
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
     };
-    int type_;
-    unsigned version_;
-    std::size_t size_;
-    std::unordered_map<std::string, Place, Hash, std::equal_to<>> places_;
-    std::map<std::pair<const Place*, std::uint64_t>, std::string> names_;
-    bool knows_all_ = false;
-
-    void add(const dd_ffdc_value& v) {
-        if (v.kind == DD_FFDC_UNSHOWN) return;
-        const Place place(v);
-        places_.try_emplace((std::string_view(v.group) == "header" ? "" : "payload.") + place.key(), place);
-    }
-    static std::string name_of(const dd_ffdc_value& v) {
-        char buffer[DD_FFDC_VALUE_ROOM];
-        std::size_t length = 0;
-        const char* const text = dd_ffdc_value_text(&v, buffer, &length);
-        std::string name(text, length);
-        return name.erase(name.find_last_not_of(' ') + 1);
-    }
-    // The header is that of the layout: what the record says there may be wrong on purpose.
-    std::vector<std::uint8_t> with_payload(Bytes record) const {
-        std::vector<std::uint8_t> bytes = made_up(type_, version_, size_);
-        std::copy(record.begin() + DD_FFDC_HEADER_SIZE, record.begin() + static_cast<std::ptrdiff_t>(size_),
-                  bytes.begin() + DD_FFDC_HEADER_SIZE);
-        return bytes;
-    }
-    template <typename Each>
-    void tell(Bytes record, Each each) const {
-        const std::string name;
-        const std::vector<std::uint8_t> bytes = with_payload(record);
-        each_value({name, 0, 0, bytes}, each);
-    }
+    std::unordered_map<std::string, std::vector<const Field*>, Hash, std::equal_to<>> fields_;
 };
 
 // Integers, also written as 1e3; in quotes hexadecimal, too.
@@ -206,47 +145,52 @@ public:
 private:
     struct Said {
         const Leaf* leaf;
-        const Place* place;
+        Place place;
     };
-    std::map<std::tuple<int, unsigned, std::size_t>, Layout> layouts_;
-    Layout header_layout_{0, 0, DD_FFDC_HEADER_SIZE};
+    std::unordered_map<const Layout*, Paths> paths_;
+    const Paths& header_paths_ = paths_of(0, 0);
     std::vector<std::uint8_t> bytes_, said_;  // which bits values have said
     std::vector<Said> values_, names_;        // names are looked up when all else is there
     const Leaf* size_ = nullptr;
     std::size_t needed_ = 0;  // where no size is said
     bool record_ = false, open_ = false;
 
-    const Place& header_place(const char* path) const { return *header_layout_.find(path); }
+    Place header_place(const char* path) const { return {*header_paths_.find(path).front(), DD_FFDC_HEADER_SIZE}; }
     const dd_ffdc_hdr& header() const { return *reinterpret_cast<const dd_ffdc_hdr*>(bytes_.data()); }
     int type() const { return static_cast<int>(word(header().type)); }
     unsigned version() const { return word(header().version); }
-    Layout& layout(std::size_t size) {
-        return layouts_.try_emplace({type(), version(), size}, type(), version(), size).first->second;
+    const Paths& paths_of(int type, unsigned version) {
+        const Layout& layout = layout_of(type, version);
+        return paths_.try_emplace(&layout, layout).first->second;
     }
 
     void put_unshown(const std::vector<Leaf>& leaves);
     void put_header(const std::vector<Leaf>& leaves);
     void put_record(const std::vector<Leaf>& leaves);
-    void put_payload(const std::vector<Leaf>& leaves, Layout& layout);
-    void put_name(const Leaf& leaf, const Place& place, Layout& layout);
+    void put_payload(const std::vector<Leaf>& leaves);
+    void put_name(const Leaf& leaf, const Place& place);
     void put_default(const char* path, std::size_t number);
-    bool put(const Leaf& leaf, const Layout& layout);
+    bool put(const Leaf& leaf, const Paths& paths, bool is_choice);
     void put_value(const Leaf& leaf, const Place& place);
     void put_number(const Leaf& leaf, const Place& place, Number number);
     void put_bytes(const Leaf& leaf, const Place& place, std::vector<std::uint8_t> bytes, const char* unit);
     void say(const Leaf& leaf, const Place& place, Bytes bytes);
-    bool grows(const Leaf& leaf, std::size_t size);
+    bool grows(const Place& place, std::size_t size);
     bool is_said(const Place& place) const;
+    // Than that of the layout, where it shows values in no other.
+    bool is_other_length() const {
+        std::size_t size = 0;
+        dd_ffdc_layout(type(), version(), &size);
+        return layout_of(type(), version()).exact && bytes_.size() != DD_FFDC_HEADER_SIZE + size;
+    }
     std::uint64_t bits_at(const Place& place) const;
     std::int64_t number_at(const Place& place) const;
     std::string told(const Place& place) const;
     [[noreturn]] void disagree(const Leaf& leaf, const Place& place) const;
-    [[noreturn]] void refuse(const Leaf& leaf, const Layout& layout) const;
+    [[noreturn]] void refuse(const Leaf& leaf, const Paths& paths) const;
 };
 
 std::vector<std::uint8_t>& Maker::make(const std::vector<Leaf>& leaves) {
-    constexpr std::size_t most_layouts = 256;
-    if (layouts_.size() > most_layouts) layouts_.clear();
     bytes_.clear();
     said_.clear();
     values_.clear();
@@ -345,7 +289,7 @@ void Maker::put_record(const std::vector<Leaf>& leaves) {
     for (needed_ = size; size != 0; size = needed_ > bytes_.size() ? needed_ : 0) {
         bytes_.resize(size);
         said_.resize(size);
-        put_payload(leaves, layout(size));
+        put_payload(leaves);
     }
     put_default("header.magic", DD_FFDC_MAGIC);
     put_default("header.head_version", 1);
@@ -354,7 +298,7 @@ void Maker::put_record(const std::vector<Leaf>& leaves) {
 }
 
 void Maker::put_header(const std::vector<Leaf>& leaves) {
-    const Place &type_place = header_place("header.type"), &version_place = header_place("header.version");
+    const Place type_place = header_place("header.type"), version_place = header_place("header.version");
     for (const Leaf& leaf : leaves) {
         if (leaf.kind == Leaf::Kind::null) continue;
         if (leaf.path == "type" && leaf.kind == Leaf::Kind::text) try {
@@ -366,8 +310,8 @@ void Maker::put_header(const std::vector<Leaf>& leaves) {
             put_value(leaf, type_place);
         else if (leaf.path == "version")
             put_value(leaf, version_place);
-        else if (leaf.path.starts_with("header.") && !put(leaf, header_layout_))
-            refuse(leaf, header_layout_);
+        else if (leaf.path.starts_with("header.") && !put(leaf, header_paths_, false))
+            refuse(leaf, header_paths_);
     }
     if (!is_said(type_place)) throw Wrong("type", "the name or the code of a type");
     std::size_t size = 0;
@@ -375,41 +319,41 @@ void Maker::put_header(const std::vector<Leaf>& leaves) {
         throw Wrong("version", "one that `ffdc types -t " + type_name(type()) + "` names");
 }
 
-void Maker::put_payload(const std::vector<Leaf>& leaves, Layout& layout) {
-    std::vector<const Leaf*> unplaced;
+void Maker::put_payload(const std::vector<Leaf>& leaves) {
+    const Paths& paths = paths_of(type(), version());
+    const bool has_values = !is_other_length();
     names_.clear();
-    for (const Leaf& leaf : leaves)
-        if (leaf.path.starts_with("payload.") && !put(leaf, layout)) unplaced.push_back(&leaf);
-    // Values may decide what others there are.
-    while (!unplaced.empty()) {
-        layout.ask(bytes_);
-        if (std::erase_if(unplaced, [&](const Leaf* leaf) { return put(*leaf, layout); }) == 0 && !layout.ask_all())
-            refuse(*unplaced.front(), layout);
-    }
-    for (const Said& name : std::exchange(names_, {})) put_name(*name.leaf, *name.place, layout);
+    // Values decide which of the alternatives there are.
+    for (const bool is_choice : {false, true})
+        for (const Leaf& leaf : leaves)
+            if (leaf.path.starts_with("payload.") && !(has_values && put(leaf, paths, is_choice))) refuse(leaf, paths);
+    for (const Said& name : std::exchange(names_, {})) put_name(*name.leaf, name.place);
 }
 
-// Returns false when there is no such value, as far as is known.
-bool Maker::put(const Leaf& leaf, const Layout& layout) {
+// Returns false when there is no such value. Those that alternatives share are put if `is_choice`, else all others.
+bool Maker::put(const Leaf& leaf, const Paths& paths, bool is_choice) {
     if (leaf.kind == Leaf::Kind::null) return true;
     const bool is_empty = leaf.kind == Leaf::Kind::object || leaf.kind == Leaf::Kind::array;
-    if (is_empty && layout.has_part(leaf)) return true;
-    const Place* place = layout.find(leaf.path);
+    if (is_empty && paths.has_part(leaf)) return true;
+    std::span<const Field* const> fields = paths.find(leaf.path);
     bool as_name = false;
-    if (!place) {  // a number that has a name may be an object of both
+    if (fields.empty()) {  // a number that has a name may be an object of both
         const std::size_t dot = std::min(leaf.path.rfind('.'), leaf.path.size());
         const std::string_view part = leaf.path.substr(dot);
-        place = layout.find(leaf.path.substr(0, dot));
+        fields = paths.find(leaf.path.substr(0, dot));
         as_name = part == ".name";
-        if (!place || place->kind != DD_FFDC_NAME || (part != ".value" && !as_name)) return false;
+        if (fields.empty() || fields.front()->kind != DD_FFDC_NAME || (part != ".value" && !as_name)) return false;
     }
-    if (place->missing) {
-        if (!grows(leaf, place->size))
+    if ((fields.size() > 1) != is_choice) return true;
+    const auto shown = std::ranges::find_if(fields, [&](const Field* field) { return field->holds(bytes_); });
+    const Place place(shown == fields.end() ? *fields.front() : **shown, bytes_.size());
+    if (place.missing) {
+        if (!grows(place, place.kind == DD_FFDC_TEXT ? characters_of(leaf).size() : place.size))
             throw Wrong(leaf, "null, as the record ends before it, after " + std::to_string(bytes_.size()) + " bytes");
     } else if (as_name) {
         names_.push_back({&leaf, place});
     } else {
-        put_value(leaf, *place);
+        put_value(leaf, place);
     }
     return true;
 }
@@ -422,26 +366,22 @@ void Maker::put_value(const Leaf& leaf, const Place& place) {
     } else if (place.kind == DD_FFDC_BYTES) {
         put_bytes(leaf, place, digits_of(leaf), " bytes");
     } else if (place.kind == DD_FFDC_NAME && leaf.kind == Leaf::Kind::text && !parse_number(leaf.text, number, hex)) {
-        names_.push_back({&leaf, &place});
+        names_.push_back({&leaf, place});
     } else {
         put_number(leaf, place, number_of(leaf));
     }
 }
 
-// Whether a record of no said size can be so long that the value has its place.
-bool Maker::grows(const Leaf& leaf, std::size_t size) {
-    if (size_) return false;
-    const Place* const place = layout(longest_record).find(leaf.path);
-    if (!place || place->missing || place->size < size) return false;
-    if (place->kind == DD_FFDC_TEXT) size = characters_of(leaf).size();
-    if (place->size < size) return false;
-    needed_ = std::max(needed_, place->offset + size);
+// Whether a record of no said size can be so long that so many bytes have their place.
+bool Maker::grows(const Place& place, std::size_t size) {
+    if (size_ || place.field->size != 0 || place.offset + size > longest_record) return false;
+    needed_ = std::max(needed_, place.offset + size);
     return true;
 }
 
 void Maker::put_bytes(const Leaf& leaf, const Place& place, std::vector<std::uint8_t> bytes, const char* unit) {
     if (bytes.size() > place.size) {
-        if (grows(leaf, bytes.size())) return;
+        if (grows(place, bytes.size())) return;
         throw Wrong(leaf, "at most " + std::to_string(place.size) + unit, std::to_string(bytes.size()));
     }
     if (place.kind == DD_FFDC_TEXT && bytes.size() < place.size) bytes.push_back(0);
@@ -496,36 +436,31 @@ void Maker::say(const Leaf& leaf, const Place& place, Bytes bytes) {
         byte = static_cast<std::uint8_t>((byte & ~place.bits(i)) | (bytes[i] & place.bits(i)));
         said |= place.bits(i);
     }
-    values_.push_back({&leaf, &place});
+    values_.push_back({&leaf, place});
 }
 
 // The name of a number that is said, or the number of a name.
-void Maker::put_name(const Leaf& leaf, const Place& place, Layout& layout) {
+void Maker::put_name(const Leaf& leaf, const Place& place) {
     const std::vector<std::uint8_t> characters = characters_of(leaf);
     const std::string wanted(characters.begin(), characters.end());
+    const Field& field = *place.field;
     if (is_said(place)) {
-        const auto name = layout.name(bytes_, place, bits_at(place));
-        if (name && compare_letters(*name, wanted) != 0)
-            throw Wrong(leaf, "'" + *name + "', the name of " + told(place));
+        if (const std::string name = field.name_of(bits_at(place));
+            field.holds(bytes_) && compare_letters(name, wanted) != 0)
+            throw Wrong(leaf, "'" + name + "', the name of " + told(place));
         return;
     }
-    constexpr std::size_t most_told = 512;  // beyond are numbers in words
+    if (!field.holds(bytes_)) throw Wrong(leaf, "a number, as the text of this record has no name for it");
+    const auto number = field.number_of(wanted);
+    if (number) return put_number(leaf, place, unsigned_number(*number));
     std::set<std::string> known;
-    std::optional<std::int64_t> found;
-    layout.each_name(bytes_, place, [&](std::int64_t number, std::string name) {
-        if (compare_letters(name, wanted) == 0) found = number;
-        if (known.size() < most_told) known.insert(std::move(name));
-        return found.has_value();
-    });
-    if (known.empty()) throw Wrong(leaf, "a number, as the text of this record has no name for it");
-    if (!found)
-        throw Wrong(leaf, "a number or a name, the nearest of which are " +
-                              nearest(wanted, std::vector<std::string>(known.begin(), known.end())));
-    put_number(leaf, place, signed_number(*found));
+    field.add_names(known);
+    throw Wrong(leaf, "a number or a name, the nearest of which are " +
+                          nearest(wanted, std::vector<std::string>(known.begin(), known.end())));
 }
 
 void Maker::put_default(const char* path, std::size_t number) {
-    const Place& place = header_place(path);
+    const Place place = header_place(path);
     if (is_said(place)) return;
     if (number > place.mask) throw Wrong(path, "the size of a record of more than 65535 bytes");
     static const Leaf none{};
@@ -562,8 +497,8 @@ std::string Maker::told(const Place& place) const {
 void Maker::disagree(const Leaf& leaf, const Place& place) const {
     const auto shares = [&](const Said& other) {
         for (std::size_t i = 0; i < place.size; ++i) {
-            const std::size_t at = place.offset + i - other.place->offset;  // wraps where the other begins later
-            if (at < other.place->size && (place.bits(i) & other.place->bits(at)) != 0) return true;
+            const std::size_t at = place.offset + i - other.place.offset;  // wraps where the other begins later
+            if (at < other.place.size && (place.bits(i) & other.place.bits(at)) != 0) return true;
         }
         return false;
     };
@@ -572,20 +507,20 @@ void Maker::disagree(const Leaf& leaf, const Place& place) const {
     throw Wrong(leaf, (place.is_number() ? told(place) + ", which " : "what ") + path + " says of the same bits");
 }
 
-void Maker::refuse(const Leaf& leaf, const Layout& layout) const {
-    const bool in_header = &layout == &header_layout_;
+void Maker::refuse(const Leaf& leaf, const Paths& paths) const {
+    const bool in_header = leaf.path.starts_with("header.");
     const std::string kind = type_name(type()) + " version " + std::to_string(version());
-    const std::vector<std::string> known = layout.paths(in_header);
-    if (!known.empty())
+    std::size_t size = 0;
+    dd_ffdc_layout(type(), version(), &size);
+    const std::vector<std::string> known = paths.all(in_header);
+    if (!known.empty() && (in_header || !is_other_length()))
         throw Wrong(leaf, "a key of " + (in_header ? "a header" : kind),
                     "none such; the nearest are " + nearest(leaf.path, known));
-    std::size_t size = 0;
-    const int state = dd_ffdc_layout(type(), version(), &size);
-    throw Wrong(leaf,
-                state == DD_FFDC_OK && size != 0
-                    ? "no value, as " + kind + " has some in " + std::to_string(DD_FFDC_HEADER_SIZE + size) +
-                          " bytes only, not in " + std::to_string(bytes_.size())
-                    : "no value, as " + kind + (size == 0 && state == DD_FFDC_OK ? " has none" : " is not known"));
+    throw Wrong(leaf, "no value, as " + kind +
+                          (!known.empty() ? " has some in " + std::to_string(DD_FFDC_HEADER_SIZE + size) +
+                                                " bytes only, not in " + std::to_string(bytes_.size())
+                           : layout_of(type(), version()).state == DD_FFDC_OK ? " has none"
+                                                                              : " is not known"));
 }
 
 // What an object says of its place in a chain.

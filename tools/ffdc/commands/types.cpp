@@ -37,17 +37,19 @@ int templates(Session& s) {
     bool any = false;
     for (const std::string& name : s.options.templates) {
         const int type = parse_type(name, "--json");
-        std::vector<Value> before;
-        each_layout(type, [&](unsigned version, std::size_t size) {
+        each_layout(type, [&](const dd_ffdc_versions& versions, const Layout& layout) {
+            const std::size_t size = DD_FFDC_HEADER_SIZE + versions.size;
             std::vector<Value> values;
-            each_possible_value(type, version, size, true, [&](const dd_ffdc_value& told) {
-                const Value v(told, {}, {});
-                const auto is_known = [&](const Value& known) { return known.is(v); };
-                if (v.kind != DD_FFDC_UNSHOWN && std::ranges::none_of(values, is_known)) values.push_back(v);
-            });
-            if (!std::ranges::equal(values, before, &Value::is<Value>))
-                put_template(s, type, version, blank(values, size));
-            before = values;
+            for (const Field& field : layout.fields) {
+                Value v;
+                v.group = field.group, v.name = field.name, v.index = field.index, v.offset = field.offset;
+                v.size = field.size, v.kind = field.kind, v.mask = field.mask;
+                const auto is_known = [&](const Value& known) {
+                    return known.offset == v.offset && known.key() == v.key();
+                };
+                if (field.is_value() && std::ranges::none_of(values, is_known)) values.push_back(v);
+            }
+            put_template(s, type, versions.first, blank(values, size));
             any = true;
         });
     }

@@ -17,11 +17,6 @@ bool contains(std::string_view text, std::string_view part) {
     return false;
 }
 
-// What may be a return code, or an error with a name, the most telling first.
-constexpr std::string_view cause_keys[] = {"func_rc", "return_code", "rc",       "fsi_rc", "errno",
-                                           "status",  "err_type",    "error_id", "rc_text"};
-constexpr std::size_t cause_codes = 6;
-
 std::string_view decimal(const Number& number, Cell::Room& room) {
     const auto end = number.large ? std::to_chars(room, std::end(room), static_cast<std::uint64_t>(number.bits))
                                   : std::to_chars(room, std::end(room), number.bits);
@@ -192,19 +187,21 @@ const FixedColumn* find_fixed(std::string_view name) {
 
 // Bits, one for each enum dd_ffdc_kind.
 using Kinds = unsigned;
-constexpr Kinds only_flag = 1u << DD_FFDC_FLAG, texts = 1u << DD_FFDC_TEXT | 1u << DD_FFDC_NAME | 1u << DD_FFDC_BYTES;
+constexpr Kinds only_flag = 1u << DD_FFDC_FLAG, only_name = 1u << DD_FFDC_NAME,
+                texts = 1u << DD_FFDC_TEXT | only_name | 1u << DD_FFDC_BYTES;
 
-// The keys of all values there are, each with its kinds.
-using KnownKeys = std::map<std::string, Kinds, std::less<>>;
-const KnownKeys& known_keys(bool thorough) {
-    static KnownKeys keys[2];
-    KnownKeys& known = keys[thorough];
-    if (!known.empty()) return known;
-    std::set<std::tuple<const char*, const char*, int, dd_ffdc_kind>> seen;
-    each_known_value(thorough, [&](int, unsigned, const dd_ffdc_value& v) {
-        if (v.kind != DD_FFDC_UNSHOWN && seen.emplace(v.group, v.name, v.index, v.kind).second)
-            known[Value(v, {}, {}).key()] |= 1u << v.kind;
-    });
+// The keys of all values there are, each with what may show it.
+using KnownKeys = std::map<std::string, std::vector<const Field*>, std::less<>>;
+const KnownKeys& known_keys() {
+    static const KnownKeys known = [] {
+        KnownKeys keys;
+        for (const int type : known_types())
+            each_layout(type, [&](const dd_ffdc_versions&, const Layout& layout) {
+                for (const Field& field : layout.fields)
+                    if (field.is_value()) keys[field.key()].push_back(&field);
+            });
+        return keys;
+    }();
     return known;
 }
 
@@ -232,18 +229,20 @@ std::string_view key_of(std::string_view column) {
 
 [[noreturn]] void no_such_column(const std::string& name, const char* option) {
     std::vector<std::string> known = fixed_columns();
-    for (const auto& [key, _] : known_keys(true)) known.push_back(find_fixed(key) ? std::string(payload) + key : key);
+    for (const auto& [key, _] : known_keys()) known.push_back(find_fixed(key) ? std::string(payload) + key : key);
     throw Fatal(std::string(option) + ": expected a column, found '" + name + "'; the nearest are " +
                 nearest(name, known));
 }
 
-// The kinds of a value with this key in any layout; `thorough`: also those that few records have.
-Kinds kinds_of(const std::string& column, const char* option, bool thorough = false) {
-    for (const bool all : {thorough, true}) {
-        const KnownKeys& known = known_keys(all);
-        if (const auto found = known.find(key_of(column)); found != known.end()) return found->second;
-    }
-    no_such_column(column, option);
+const std::vector<const Field*>& fields_of(const std::string& column, const char* option) {
+    const auto found = known_keys().find(key_of(column));
+    if (found == known_keys().end()) no_such_column(column, option);
+    return found->second;
+}
+Kinds kinds_of(std::span<const Field* const> fields) {
+    Kinds kinds = 0;
+    for (const Field* const field : fields) kinds |= 1u << field->kind;
+    return kinds;
 }
 
 }  // namespace
@@ -270,12 +269,10 @@ std::vector<std::string> fixed_columns() {
 }
 
 Columns::Columns(std::span<const std::string> names, const char* option) {
-    const auto cause = find_fixed("cause");
-    if (std::find(names.begin(), names.end(), cause->column.name) != names.end())
-        for (const std::string_view key : cause_keys) keys_.add(std::string(key));
+    wants_cause_ = std::ranges::find(names, "cause") != names.end();
     for (const std::string& name : names) {
         const FixedColumn* const own = find_fixed(name);
-        const bool plain = !own && (kinds_of(name, option) & texts) == 0;
+        const bool plain = !own && (kinds_of(fields_of(name, option)) & texts) == 0;
         asked_.push_back({own, own ? -1 : keys_.add(std::string(key_of(name)))});
         need_ = std::max(need_, own ? own->need : Need::values);
         headings_.push_back(own ? own->column : Column{name, plain, plain ? Cut::never : Cut::end});
@@ -286,13 +283,16 @@ Columns::Columns(std::span<const std::string> names, const char* option) {
     found_.resize(static_cast<std::size_t>(keys_.size()));
 }
 
-void Columns::begin() {
+void Columns::begin(const Entry& entry) {
     memory_.release();
+    code_.missing = error_.missing = true;
+    causes_ = {};
+    if (wants_cause_ && entry.has_header()) causes_ = layout_of(entry.type(), entry.version()).causes;
     for (Value& v : found_) v.missing = true;
 }
 
 int Columns::read(const Entry& entry, Need at_least) {
-    begin();
+    begin(entry);
     int state = damaged;
     const Need need = std::max(need_, at_least);
     if (need == Need::values) {
@@ -333,21 +333,15 @@ std::string_view Columns::keep(std::string_view text) {
     return {kept, text.size()};
 }
 
-// The first return code, and the first error that has a name.
+// The return code, and the error if it has a name.
 std::string_view Columns::cause(const Entry& entry, int state) {
     if (state == damaged) {
         const Trouble trouble = trouble_of(entry, state);
         return keep("expected " + trouble.expected + ", found " + trouble.found);
     }
-    const auto first = [&](std::size_t begin, std::size_t end, bool named) -> const Value* {
-        for (std::size_t i = begin; i < end; ++i)
-            if (!found_[i].missing && (!named || found_[i].kind == DD_FFDC_NAME)) return &found_[i];
-        return nullptr;
-    };
     std::string text;
-    if (const Value* const code = first(0, cause_codes, false)) text = code->name + (" " + code->plain_text());
-    if (const Value* const error = first(cause_codes, std::size(cause_keys), true))
-        text += (text.empty() ? "" : ", ") + error->plain_text();
+    if (!code_.missing) text = code_.name + (" " + code_.plain_text());
+    if (!error_.missing) text += (text.empty() ? "" : ", ") + error_.plain_text();
     return keep(text);
 }
 
@@ -398,7 +392,8 @@ void Where::Condition::read_value(const std::string& column) {
         throw Fatal("--where: " + column + ": expected " + expected + ", found '" + text + "'");
     };
     const FixedColumn* const own = find_fixed(column);
-    Kinds kinds = own ? 0 : kinds_of(column, "--where");
+    const std::span<const Field* const> fields = own ? std::span<const Field* const>() : fields_of(column, "--where");
+    const Kinds kinds = kinds_of(fields);
     const char quote = text.empty() ? '\0' : text.front();
     if (quote == '"' || quote == '\'') {
         if (text.size() < 2 || text.find(quote, 1) != text.size() - 1) refuse("one text in quotes");
@@ -412,10 +407,15 @@ void Where::Condition::read_value(const std::string& column) {
         if (!is_number) refuse(own->expected);
         return;
     }
-    if (!is_number && (kinds & texts) == 0) kinds = kinds_of(column, "--where", true);
     const bool is_bit = is_number && !number.large && (number.bits & ~1) == 0;
     if (kinds == only_flag && !is_bit) refuse("0 or 1");
-    if (!is_number && (kinds & texts) == 0) refuse(a_number);
+    if (is_number || (kinds & texts & ~only_name) != 0) return;
+    if ((kinds & only_name) == 0) refuse(a_number);
+    if (std::ranges::any_of(fields, [&](const Field* field) { return field->number_of(text).has_value(); })) return;
+    std::set<std::string> known;
+    for (const Field* const field : fields) field->add_names(known);
+    refuse("a number or a name, the nearest of which are " +
+           nearest(text, std::vector<std::string>(known.begin(), known.end())));
 }
 
 bool Where::Condition::holds(const Cell& cell) const {

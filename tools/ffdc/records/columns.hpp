@@ -62,8 +62,12 @@ public:
     int read(const Entry& entry, Need at_least = Need::state);
     // The same in steps, where someone else asks for the values, too: before them, for each as it is told, and behind
     // them.
-    void begin();
+    void begin(const Entry& entry);
     void take(const dd_ffdc_value& v, const Entry& entry) {
+        for (const Field* const cause : causes_)
+            if (v.name == cause->name && v.group == cause->group)
+                (cause->role == DD_FFDC_RETURN_CODE ? code_ : error_) =
+                    Value(v, text_of(v, memory_), bytes_of(v, entry));
         const int key = keys_.find(v.group, v.name, v.index);
         if (key >= 0) found_[static_cast<std::size_t>(key)] = {v, text_of(v, memory_), bytes_of(v, entry)};
     }
@@ -83,6 +87,9 @@ private:
     Need need_ = Need::entry;
     Keys keys_;
     std::vector<Value> found_;  // by the number of the key
+    bool wants_cause_ = false;
+    std::span<const Field* const> causes_;  // of the record
+    Value code_, error_;
     std::vector<Cell> cells_;
     std::array<std::byte, 4096> room_;
     std::pmr::monotonic_buffer_resource memory_{room_.data(), room_.size()};

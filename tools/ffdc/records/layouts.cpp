@@ -1,7 +1,12 @@
 #include "records/layouts.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <cstring>
 #include <map>
+#include <utility>
+
+#include "records/records.hpp"
 
 namespace {
 
@@ -34,6 +39,12 @@ void add(Layout& layout, const dd_ffdc_field& f) {
     layout.fields.push_back(std::move(field));
 }
 
+// Texts that no table has: of numbers without a name, and of errors.
+constexpr std::string_view invalid = "INVALID (0x", unknown_error = "Unknown error ";
+constexpr std::uint64_t errors = 134;  // that have messages
+
+bool is_computed(const Field& field) { return field.names.empty() && !field.other; }
+
 }  // namespace
 
 std::string key_of(const char* group, const char* name, int index) {
@@ -44,19 +55,71 @@ std::string key_of(const char* group, const char* name, int index) {
     return key;
 }
 
-std::string Field::key() const { return key_of(group, name, index); }
+bool Condition::holds(Bytes record) const {
+    std::uint64_t found = 0;
+    for (std::size_t at = offset; at < offset + size; ++at) found = found << 8 | (at < record.size() ? record[at] : 0u);
+    return ((found & mask) == number) == equal;
+}
+
+bool Field::holds(Bytes record) const {
+    return std::ranges::all_of(when, [&](const Condition& condition) { return condition.holds(record); });
+}
+
+std::string Field::name_of(std::uint64_t number) const {
+    const auto error = static_cast<std::int32_t>(number);
+    if (is_computed(*this)) return std::strerror(error < 0 && error != INT32_MIN ? -error : error);
+    const std::uint64_t at = number - first_number;
+    const std::optional<std::string>& text = at < names.size() ? names[at] : other;
+    if (!text) {
+        char digits[17] = {};
+        std::to_chars(digits, digits + 16, number, 16);
+        return std::string(invalid) + digits + ')';
+    }
+    constexpr char blanks[] = " \t\n";
+    const std::size_t begin = std::min(text->find_first_not_of(blanks), text->size());
+    return text->substr(begin, text->find_last_not_of(blanks) + 1 - begin);
+}
+
+std::optional<std::uint64_t> Field::number_of(std::string_view text) const {
+    const auto is_it = [&](std::uint64_t number) { return compare_letters(name_of(number), text) == 0; };
+    if (other && first_number != 0 && is_it(0)) return 0;
+    const std::uint64_t end = is_computed(*this) ? errors : names.size() + (other ? 1 : 0);
+    for (std::uint64_t n = 0; n != end; ++n)
+        if (is_it(first_number + n)) return first_number + n;
+    for (const auto& [begin, base] : {std::pair(invalid, 16), std::pair(unknown_error, 10)}) {
+        std::uint64_t number = 0;
+        if (text.size() > begin.size())
+            std::from_chars(text.data() + begin.size(), text.data() + text.size(), number, base);
+        if (is_it(number)) return number;
+    }
+    return std::nullopt;
+}
+
+void Field::add_names(std::set<std::string>& to) const {
+    const std::uint64_t end = is_computed(*this) ? errors : names.size() + (other ? 1 : 0);
+    for (std::uint64_t n = 0; n != end; ++n)
+        if (is_computed(*this) || n >= names.size() || names[n]) to.insert(name_of(first_number + n));
+}
 
 // Versions between the known ones all show the same, and so do unknown types.
 const Layout& layout_of(int type, unsigned version) {
     static std::map<std::pair<int, unsigned>, Layout> layouts;
     unsigned place = 0;  // among the layouts, and the gaps between them
     dd_ffdc_versions row;
-    for (std::size_t n = 0; dd_ffdc_layout_row(type, n, &row) != 0 && version >= row.first; ++n)
+    bool exact = false;
+    for (std::size_t n = 0; dd_ffdc_layout_row(type, n, &row) != 0 && version >= row.first; ++n) {
+        exact = row.exact != 0 && version <= row.last;
         place = 2 * static_cast<unsigned>(n) + (version <= row.last ? 1 : 2);
+    }
     const auto [at, is_new] = layouts.try_emplace({dd_ffdc_type_name(type) ? type : -1, place});
     Layout& layout = at->second;
     const auto each = [](void* self, const dd_ffdc_field* f) { add(*static_cast<Layout*>(self), *f); };
-    if (is_new) layout.state = dd_ffdc_fields(type, version, each, &layout);
+    if (!is_new) return layout;
+    layout.state = dd_ffdc_fields(type, version, each, &layout);
+    layout.exact = exact;
+    for (const Field& field : layout.fields)
+        if (field.role == DD_FFDC_RETURN_CODE || (field.role == DD_FFDC_ERROR_NAME && field.kind == DD_FFDC_NAME))
+            layout.causes.push_back(&field);
     return layout;
 }
 

@@ -19,14 +19,6 @@ constexpr auto value_of_digit = [] {
 
 }  // namespace
 
-std::string Value::key() const {
-    std::string key = group;
-    if (!key.empty()) key += '.';
-    key += name;
-    if (index >= 0) key += "[" + std::to_string(index) + "]";
-    return key;
-}
-
 std::string Value::number_text() const {
     if (!has_number()) return "";
     return is_unsigned_64() ? std::to_string(static_cast<std::uint64_t>(number)) : std::to_string(number);
@@ -196,49 +188,4 @@ int Keys::find_element(int path, int index) const {
         if (key.path_number == path && key.index == index) return i;
     }
     return -1;
-}
-
-std::vector<std::uint8_t> made_up(int type, unsigned version, std::size_t size) {
-    std::vector<std::uint8_t> bytes(size);
-    auto& header = *reinterpret_cast<dd_ffdc_hdr*>(bytes.data());
-    const auto put = [](std::uint8_t* to, std::size_t n, std::uint32_t number) {
-        for (std::size_t i = n; i-- > 0; number >>= 8) to[i] = static_cast<std::uint8_t>(number);
-    };
-    put(header.magic, sizeof header.magic, DD_FFDC_MAGIC);
-    put(header.head_version, sizeof header.head_version, 1);
-    put(header.type, sizeof header.type, static_cast<std::uint32_t>(type));
-    put(header.version, sizeof header.version, version);
-    put(header.size, sizeof header.size, static_cast<std::uint32_t>(size));
-    return bytes;
-}
-
-void each_possible_value(int type, unsigned version, std::size_t size, bool thorough,
-                         const std::function<void(const dd_ffdc_value&)>& visit) {
-    const std::string name;
-    std::vector<std::uint8_t> bytes = made_up(type, version, size);
-    const auto tell = [&](auto&& byte_at) {
-        for (std::size_t i = DD_FFDC_HEADER_SIZE; i < size; ++i) bytes[i] = byte_at(i - DD_FFDC_HEADER_SIZE);
-        each_value({name, 0, 0, bytes}, visit);
-    };
-    for (unsigned fill = 0; fill <= (thorough ? 0xff : 0); ++fill)
-        tell([&](std::size_t) { return static_cast<std::uint8_t>(fill); });
-    // A one in every word, wherever words begin.
-    for (std::size_t phase = 0; thorough && phase < 4; ++phase)
-        tell([&](std::size_t i) { return static_cast<std::uint8_t>(i % 4 == phase); });
-}
-
-void each_layout(int type, const std::function<void(unsigned version, std::size_t size)>& visit) {
-    dd_ffdc_versions row;
-    for (std::size_t n = 0; dd_ffdc_layout_row(type, n, &row); ++n)
-        // Versions that share a layout may show more and more of it.
-        for (unsigned version = row.first; version <= std::min(row.last, row.first + 11); ++version)
-            visit(version, DD_FFDC_HEADER_SIZE + row.size);
-}
-
-void each_known_value(bool thorough, const KnownValue& visit) {
-    for (const int type : known_types())
-        each_layout(type, [&](unsigned version, std::size_t size) {
-            each_possible_value(type, version, size, thorough,
-                                [&](const dd_ffdc_value& v) { visit(type, version, v); });
-        });
 }

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <array>
-#include <functional>
 #include <memory_resource>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "records/layouts.hpp"
 #include "records/records.hpp"
 
 // A value that outlives its telling, as the library has it: `text` is there if it was wanted, and like `bytes` (those
@@ -51,7 +51,7 @@ struct Value {
         return v.name == name && v.group == group && v.index == index && v.offset == offset;
     }
     bool is_unsigned_64() const { return size == 8 && kind != DD_FFDC_SIGNED; }
-    std::string key() const;          // "master.slave.sisc", "tx_data[3]"
+    std::string key() const { return key_of(group, name, index); }
     std::string number_text() const;  // decimal; "" for texts and bytes
     // See below; an area of bytes as digits.
     std::string plain_text() const;
@@ -148,15 +148,3 @@ private:
     int look_up(std::string_view group, std::string_view name) const;
     int find_element(int path, int index) const;
 };
-
-// A record of so many bytes, with zeros behind its header.
-std::vector<std::uint8_t> made_up(int type, unsigned version, std::size_t size);
-// Calls visit for the values of such a record, and with `thorough` of others with other bytes in its payload: together
-// of every key there is, most of them many times, also those that only show where others have certain values.
-void each_possible_value(int type, unsigned version, std::size_t size, bool thorough,
-                         const std::function<void(const dd_ffdc_value&)>& visit);
-// Calls visit for every version of a type that may have keys of its own, with the bytes of its records.
-void each_layout(int type, const std::function<void(unsigned version, std::size_t size)>& visit);
-// The values of all layouts of all types.
-using KnownValue = std::function<void(int type, unsigned version, const dd_ffdc_value& value)>;
-void each_known_value(bool thorough, const KnownValue& visit);
