@@ -2,6 +2,7 @@
 // repeat the bytes of the line before, up to the offset of the next line with bytes.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -120,7 +121,7 @@ private:
             if (text.empty()) text = "\"\"";
         }
         const std::string& key = key_of(v);
-        const std::size_t most = key.size() + text.size() + name_width + 32;
+        const std::size_t most = key.size() + text.size() + name_width + 48;
         if (text_.size() < used_ + most) text_.resize(2 * used_ + most);
         char* const begin = text_.data() + used_;
         char* at = begin + 2;
@@ -136,6 +137,10 @@ private:
             add(at, "  ");
             add(at, text);
             if (v.kind == DD_FFDC_TEXT) s_.out.sanitize(at - text.size(), text.size());
+        }
+        if (v.kind == DD_FFDC_FLAG) {
+            add(at, "  bit ");
+            add(at, std::to_string(std::countr_zero(v.mask)));
         }
         *at++ = '\n';
         const auto length = static_cast<std::uint32_t>(at - begin);
