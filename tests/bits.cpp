@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <iomanip>
 #include <map>
@@ -264,4 +265,52 @@ TEST_CASE("bytes that select what is shown, with every value") {
                                             << value);
                     CHECK(choice_flaw(place, version, choice.offset, value) == "");
                 }
+}
+
+TEST_CASE("descriptions place every bit where bits.txt does, with the same texts") {
+    struct Bits {
+        dd_ffdc_kind kind;
+        std::map<std::size_t, std::uint8_t> bits;
+        bool operator==(const Bits&) const = default;
+    };
+    struct Described {
+        std::multimap<std::string, Bits> places;
+        std::string set, clear;  // all texts, with the bits of all values set or clear
+    };
+    const auto each = [](void* to, const dd_ffdc_field* f) {
+        Described& described = *static_cast<Described*>(to);
+        Bytes mask;
+        for (std::size_t i = f->mask == 0 ? 0 : f->size; i-- != 0;)
+            mask.push_back(static_cast<std::uint8_t>(f->mask >> 8 * i));
+        const std::string group = *f->group ? std::string(f->group) + "." : "";
+        described.places.emplace(group + f->name, Bits{f->kind, bits_of(f->offset, mask)});
+        const auto text = [f](std::uint64_t number) {
+            std::size_t length;
+            const char* const named = dd_ffdc_field_text(f, number, &length);
+            return std::string(f->before, f->before_length) +
+                   (named ? std::string(named, length)
+                    : std::strchr("dxX", f->format[std::strlen(f->format) - (*f->format != 0)])
+                        ? formatted(f->format, static_cast<unsigned>(number))
+                        : "");
+        };
+        const std::uint64_t tens = f->mask >> 4 & 15, ones = f->mask & 15;
+        described.set += text(f->kind == DD_FFDC_FLAG ? 1 : f->kind == DD_FFDC_BCD ? 10 * tens + ones : f->mask);
+        described.clear += text(0);
+    };
+    for (const Place& place : places())
+        for (const std::uint32_t version : {place.first, place.last}) {
+            INFO(place.driver->name << ", version " << version);
+            Described described;
+            if (dd_ffdc_fields(place.driver->type, version, each, &described) == -95) return;
+            std::string set, clear;
+            for (const Row& row : place.rows) {
+                set += row.set, clear += row.clear;
+                const Bits expected = {kind_of(row), bits_of(42 + row.offset, row.mask)};
+                const auto [first, last] = described.places.equal_range(row.key);
+                INFO(row.key);
+                CHECK(std::any_of(first, last, [&](const auto& found) { return found.second == expected; }));
+            }
+            CHECK(described.set.find(set) != set.npos);
+            CHECK(described.clear.find(clear) != clear.npos);
+        }
 }

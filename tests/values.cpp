@@ -167,6 +167,52 @@ dd_ffdc_state state_of(const Driver& driver, std::uint32_t version, const std::s
     return exact(driver) ? DD_FFDC_SIZE_MISMATCH : DD_FFDC_SHORT;
 }
 
+struct Field {
+    Value value;
+    std::vector<dd_ffdc_condition> when;
+};
+
+// Everything that a type and version may show, copied; none if the library was built without descriptions.
+std::vector<Field> fields_of(int type, std::uint32_t version) {
+    std::vector<Field> fields;
+    dd_ffdc_fields(
+        type, version,
+        [](void* to, const dd_ffdc_field* f) {
+            Field field = {{f->group, f->name, f->index, f->offset, f->size, f->kind, false, 0, f->mask, false, ""},
+                           {}};
+            for (const dd_ffdc_condition* c = f->when; c; c = c->outer) field.when.push_back(*c);
+            static_cast<std::vector<Field>*>(to)->push_back(field);
+        },
+        &fields);
+    return fields;
+}
+
+bool holds(const dd_ffdc_condition& c, const std::uint8_t* record, std::size_t there) {
+    const std::uint64_t number = c.offset + c.size <= there ? big_endian(record + c.offset, c.size) : 0;
+    return ((number & c.mask) == c.number) == (c.equal != 0);
+}
+
+// The first value that is not the one described at its place in the text.
+std::string description_flaw(const std::vector<Field>& fields, const std::vector<Value>& values,
+                             const std::uint8_t* record, std::size_t there, bool body_shown) {
+    auto value = values.begin();
+    for (const Field& f : fields) {
+        const Value& expected = f.value;
+        if (expected.name.empty() || (!body_shown && expected.group != "header") ||
+            !std::ranges::all_of(f.when, [&](const auto& c) { return holds(c, record, there); }))
+            continue;
+        const std::string key = expected.group + "/" + expected.name + "[" + std::to_string(expected.index) + "]";
+        if (value == values.end()) return key + " is described, but not reported";
+        const auto place = [](const Value& v) { return std::tie(v.group, v.name, v.index, v.offset, v.kind, v.mask); };
+        const std::size_t rest = there - std::min(there, expected.offset);
+        if (place(*value) != place(expected) ||
+            (expected.size != 0 ? value->size != expected.size : value->size > rest))
+            return key + " is described where " + value->group + "/" + value->name + " is reported, or otherwise";
+        ++value;
+    }
+    return value == values.end() || value->kind == DD_FFDC_UNSHOWN ? "" : value->name + " is not described";
+}
+
 // The status of SCAN records is printed a second time, but handed out once.
 bool shown_twice(const Golden& g, const Value& v) {
     return g.driver->type == FFDC_TYPE_SCAN && (g.version == 3 || g.version == 4) && v.name == "status";
@@ -178,12 +224,16 @@ TEST_CASE("values of records, whole and cut at every byte") {
     const Guarded area(1 << 16);
     for (const Golden& g : goldens()) {
         const Bytes bytes = record_of(g);
+        const std::vector<Field> fields = fields_of(g.driver->type, g.version);
         for (std::size_t there = 42; there <= bytes.size(); ++there) {
             const std::uint8_t* const record = area.back(bytes, there);
             int state;
             const std::vector<Value> values = values_of(record, there, &state);
             const std::string text = record_text(record, there);
             std::string flaw = list_flaw(values, record, there);
+            // Of an empty payload DPSS shows nothing at all.
+            const bool body = state != DD_FFDC_SIZE_MISMATCH && (g.driver->type != FFDC_TYPE_DPSS || there > 42);
+            if (flaw.empty() && !fields.empty()) flaw = description_flaw(fields, values, record, there, body);
             if (there == bytes.size() && state != state_of(*g.driver, g.version, g.text)) flaw = "another state";
             // Every question mark outside dumps of cut records stands for a missing value.
             std::ptrdiff_t marks = 0;
