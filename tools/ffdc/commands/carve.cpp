@@ -111,7 +111,7 @@ private:
     // Gives the file a name that no other one has: one of before stays. Returns the name.
     static std::string complete(Chain& chain) {
         for (int number = 1;; ++number) {
-            const std::string path = chain.path + (number == 1 ? "" : "-" + std::to_string(number)) + ".ffdc";
+            std::string path = chain.path + (number == 1 ? "" : "-" + std::to_string(number)) + ".ffdc";
             if (chain.file.add(path)) return path;
             if (errno != EEXIST) fail(chain);
         }
