@@ -61,7 +61,7 @@ class List(unittest.TestCase):
         ])
 
     def test_what_tells_the_cause(self):
-        """The first return code, and the first error with a name, of a payload with these numbers at these offsets."""
+        """The return code, and the name of the error, of a payload with these numbers at these offsets."""
         table = [
             ("SCAN", 2, 134, {8: 7, 16: -5}, "func_rc -5"), ("JTAG", 0, 308, {8: -1}, "return_code -1"),
             ("UART", 8, 12, {8: 3}, "fsi_rc 3"), ("FSI", 1, 96, {88: 27}, "errno 0x0000001b"),
@@ -143,6 +143,8 @@ class Where(unittest.TestCase):
             (("count", "--by", "sisc"), "--by: expected a column, found 'sisc'; the nearest are .*slave.sisc"),
             (("show", "--where", "rc"),
              "--where: expected COLUMN OP VALUE with OP one of = != < <= > >= ~, found 'rc'"),
+            (("list", "--where", "src_type = DIRCT"), "--where: src_type: expected a number or a name, the nearest of "
+             "which are DIRECT, DEVICE, .*, found 'DIRCT'$"),
             (("show", "--where", "rcx=1"), "--where: expected a column, found 'rcx'"),
             (("json", "--where", "pid=0x"), "--where: pid: expected a number, decimal or 0x, found '0x'"),
             (("hex", "--where", "type=dmaa"), "--where: type: expected a code or one of FSI, PSI"),

@@ -158,6 +158,8 @@ class Hex(unittest.TestCase):
         self.assertIn("  0x00009e  34 05 4d d6 9a e6 76 21  (not shown)\n", out)
         self.assertIn("  0x000036  ed cb a9 88              rc                          -305419896\n", out)
         self.assertIn("  0x000000  61 62 63 64", out)
+        for flag, bit in (("fsi", 31), ("dp", 15)):
+            self.assertRegex(out, rf"(?m)^  0x00002a .{{24}}  {flag} +\S+  bit {bit}$")
         self.assertIn("(no record)", out)
         data = b"".join(record(type, version, payload) for type, _, version, payload in goldens()) + damaged
         data += resized(mbox, len(mbox) + 100) + dma + resized(fsi, 5) + mbox + fsi[:50]

@@ -225,7 +225,7 @@ ask, are columns:
 .BR file ", " offset ", " index ", " type ", " version ", " state ", " size ", " pid ", " tgid ", " time
 (two words in hexadecimal, 5f3c0001:2a; in csv padded, 5f3c0001:0000002a),
 .B cause
-(what failed: the first return code and the first error that has a name, or what is wrong with a damaged place), and every
+(what failed: the return code and the name of the error, or what is wrong with a damaged place), and every
 value by its key, as
 .B json
 has it:
@@ -236,7 +236,7 @@ is a value that has the name of a column.
 A condition is COLUMN OP VALUE with OP one of = != < <= > >= and ~, which means that the text of the column contains
 VALUE. Numbers are decimal or, after 0x, hexadecimal (0xffffffea is \-22 where the number is signed). A text may be in
 quotes, and must be if it is empty or holds an operator; its case does not matter. A VALUE that the column cannot have (a
-word for a number or a flag, an unknown state, one word for a time) is an error. A condition is false for a record that
+word for a number or a flag, an unknown name or state, one word for a time) is an error. A condition is false for a record that
 does not have the column. Conditions on columns of the header decode nothing.
 .SH OUTPUT
 The separator line over a record is

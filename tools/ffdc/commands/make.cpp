@@ -57,20 +57,18 @@ class Paths {
 public:
     explicit Paths(const Layout& layout) {
         for (const Field& field : layout.fields)
-            if (field.is_value())
-                fields_[(std::string_view(field.group) == "header" ? "" : "payload.") + field.key()].push_back(&field);
+            if (field.is_value()) {
+                const bool of_header = std::string_view(field.group) == "header";
+                const auto [at, is_new] = fields_.try_emplace((of_header ? "" : "payload.") + field.key());
+                at->second.push_back(&field);
+                if (is_new) (of_header ? of_header_ : of_payload_).push_back(at->first);
+            }
     }
     std::span<const Field* const> find(std::string_view path) const {
         const auto found = fields_.find(path);
         return found == fields_.end() ? std::span<const Field* const>() : found->second;
     }
-    std::vector<std::string> all(bool of_header) const {
-        std::vector<std::string> paths;
-        for (const auto& [path, _] : fields_)
-            if (path.starts_with("header.") == of_header) paths.push_back(path);
-        std::ranges::sort(paths);
-        return paths;
-    }
+    const std::vector<std::string>& all(bool of_header) const { return of_header ? of_header_ : of_payload_; }
     // Whether there are values in the object or array that the leaf is, without any.
     bool has_part(const Leaf& leaf) const {
         const std::string begin = std::string(leaf.path) + (leaf.kind == Leaf::Kind::object ? '.' : '[');
@@ -83,6 +81,7 @@ private:
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
     };
     std::unordered_map<std::string, std::vector<const Field*>, Hash, std::equal_to<>> fields_;
+    std::vector<std::string> of_header_, of_payload_;  // in the order of the text
 };
 
 // Integers, also written as 1e3; in quotes hexadecimal, too.
@@ -512,7 +511,7 @@ void Maker::refuse(const Leaf& leaf, const Paths& paths) const {
     const std::string kind = type_name(type()) + " version " + std::to_string(version());
     std::size_t size = 0;
     dd_ffdc_layout(type(), version(), &size);
-    const std::vector<std::string> known = paths.all(in_header);
+    const std::vector<std::string>& known = paths.all(in_header);
     if (!known.empty() && (in_header || !is_other_length()))
         throw Wrong(leaf, "a key of " + (in_header ? "a header" : kind),
                     "none such; the nearest are " + nearest(leaf.path, known));

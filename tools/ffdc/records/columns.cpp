@@ -205,20 +205,35 @@ const KnownKeys& known_keys() {
     return known;
 }
 
-// Letters to be put in, left out or changed to get from one to the other.
-std::size_t distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t corner = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t change = corner + (a[i] != b[j]);
-            corner = row[j + 1];
-            row[j + 1] = std::min({change, row[j] + 1, corner + 1});
-        }
+// How many letters are to be put in, left out or changed to get from a name to others: all of a column of the table of
+// distances at once, as bits that say where it goes up or down.
+class Distance {
+public:
+    static constexpr std::size_t most = 64;  // letters of the name
+    explicit Distance(std::string_view name) : size_(name.size()) {
+        for (std::size_t i = 0; i < size_; ++i) places_[static_cast<std::uint8_t>(name[i])] |= std::uint64_t{1} << i;
     }
-    return row.back();
-}
+    std::size_t to(std::string_view other) const {
+        if (size_ == 0) return other.size();
+        std::size_t distance = size_;
+        std::uint64_t up = ~std::uint64_t{0}, down = 0;
+        for (const char c : other) {
+            const std::uint64_t same = places_[static_cast<std::uint8_t>(c)];
+            const std::uint64_t diagonal = (((same & up) + up) ^ up) | same;
+            std::uint64_t right = down | ~(diagonal | up), left = up & diagonal;
+            distance += (right >> (size_ - 1) & 1) - (left >> (size_ - 1) & 1);
+            right = right << 1 | 1;
+            left <<= 1;
+            up = left | ~(same | down | right);
+            down = right & (same | down);
+        }
+        return distance;
+    }
+
+private:
+    std::size_t size_;
+    std::array<std::uint64_t, 256> places_{};  // of each letter in the name
+};
 
 // Before the key of a value, where a column of the record itself has the same name.
 constexpr std::string_view payload = "payload.";
@@ -248,14 +263,14 @@ Kinds kinds_of(std::span<const Field* const> fields) {
 }  // namespace
 
 std::string nearest(std::string_view name, std::span<const std::string> known) {
-    name = name.substr(0, 256);
+    const Distance distance(name.substr(0, Distance::most));
     std::vector<std::pair<std::size_t, const std::string*>> near;
     for (const std::string& one : known) {
         // Whoever gives a part of a long name most likely means it.
-        const bool part = one.find(name) != std::string::npos && !name.empty();
-        near.emplace_back(part ? 1 : distance(name, one), &one);
+        const bool part = !name.empty() && one.find(name) != std::string::npos;
+        near.emplace_back(part ? 1 : distance.to(one), &one);
     }
-    std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::partial_sort(near.begin(), near.begin() + std::min<std::ptrdiff_t>(5, std::ssize(near)), near.end());
     std::string text;
     for (std::size_t i = 0; i < std::min<std::size_t>(5, near.size()); ++i)
         text += (i == 0 ? "" : ", ") + *near[i].second;

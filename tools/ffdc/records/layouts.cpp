@@ -16,21 +16,9 @@ void add(Layout& layout, const dd_ffdc_field& f) {
         const char* const found = dd_ffdc_field_text(&f, number, &length);
         return found ? std::optional(std::string(found, length)) : std::nullopt;
     };
-    Field field = {f.group,
-                   f.name,
-                   f.index,
-                   f.count,
-                   f.offset,
-                   f.size,
-                   f.kind,
-                   f.role,
-                   f.mask,
-                   f.first_number,
-                   {},
-                   {},
-                   {f.before, f.before_length},
-                   f.format,
-                   {}};
+    const std::string before(f.before, f.before_length);
+    Field field = {f.group, f.name, f.index, f.count,        f.offset, f.size,
+                   f.kind,  f.role, f.mask,  f.first_number, before,   f.format};
     for (std::uint64_t n = 0; n < f.numbers; ++n) field.names.push_back(text(f.first_number + n));
     field.other = text(std::uint64_t{f.first_number} + f.numbers);
     for (const dd_ffdc_condition* c = f.when; c; c = c->outer)
@@ -41,7 +29,16 @@ void add(Layout& layout, const dd_ffdc_field& f) {
 
 // Texts that no table has: of numbers without a name, and of errors.
 constexpr std::string_view invalid = "INVALID (0x", unknown_error = "Unknown error ";
-constexpr std::uint64_t errors = 134;  // that have messages
+
+// Of the errors that have one: what the library shows, by their numbers.
+const std::vector<std::string>& error_messages() {
+    static const std::vector<std::string> messages = [] {
+        std::vector<std::string> all;
+        for (int error = 0; error < 134; ++error) all.emplace_back(std::strerror(error));
+        return all;
+    }();
+    return messages;
+}
 
 bool is_computed(const Field& field) { return field.names.empty() && !field.other; }
 
@@ -66,8 +63,11 @@ bool Field::holds(Bytes record) const {
 }
 
 std::string Field::name_of(std::uint64_t number) const {
-    const auto error = static_cast<std::int32_t>(number);
-    if (is_computed(*this)) return std::strerror(error < 0 && error != INT32_MIN ? -error : error);
+    if (is_computed(*this)) {
+        const std::uint32_t error =
+            std::min(static_cast<std::uint32_t>(number), 0 - static_cast<std::uint32_t>(number));
+        return error < error_messages().size() ? error_messages()[error] : std::strerror(static_cast<int>(error));
+    }
     const std::uint64_t at = number - first_number;
     const std::optional<std::string>& text = at < names.size() ? names[at] : other;
     if (!text) {
@@ -83,7 +83,7 @@ std::string Field::name_of(std::uint64_t number) const {
 std::optional<std::uint64_t> Field::number_of(std::string_view text) const {
     const auto is_it = [&](std::uint64_t number) { return compare_letters(name_of(number), text) == 0; };
     if (other && first_number != 0 && is_it(0)) return 0;
-    const std::uint64_t end = is_computed(*this) ? errors : names.size() + (other ? 1 : 0);
+    const std::uint64_t end = is_computed(*this) ? error_messages().size() : names.size() + (other ? 1 : 0);
     for (std::uint64_t n = 0; n != end; ++n)
         if (is_it(first_number + n)) return first_number + n;
     for (const auto& [begin, base] : {std::pair(invalid, 16), std::pair(unknown_error, 10)}) {
@@ -96,7 +96,7 @@ std::optional<std::uint64_t> Field::number_of(std::string_view text) const {
 }
 
 void Field::add_names(std::set<std::string>& to) const {
-    const std::uint64_t end = is_computed(*this) ? errors : names.size() + (other ? 1 : 0);
+    const std::uint64_t end = is_computed(*this) ? error_messages().size() : names.size() + (other ? 1 : 0);
     for (std::uint64_t n = 0; n != end; ++n)
         if (is_computed(*this) || n >= names.size() || names[n]) to.insert(name_of(first_number + n));
 }

@@ -33,10 +33,10 @@ struct Field {
     dd_ffdc_role role;
     std::uint64_t mask;
     std::uint32_t first_number;
-    std::vector<std::optional<std::string>> names;  // of the numbers from the first one on; none: shown in digits
-    std::optional<std::string> other;               // for all other numbers
     std::string before, format;
-    std::vector<Condition> when;  // the outermost first
+    std::vector<std::optional<std::string>> names = {};  // of the numbers from the first one on; none: shown in digits
+    std::optional<std::string> other = {};               // for all other numbers
+    std::vector<Condition> when = {};                    // the outermost first
 
     bool is_value() const { return *name != '\0'; }
     std::string key() const { return key_of(group, name, index); }
