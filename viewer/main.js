@@ -4,7 +4,7 @@ import { column_names, parse_filter, sorted } from "./filter.js";
 import { from_base64, from_file, from_text } from "./forms.js";
 import { Map_view, dark, type_color } from "./map.js";
 import { Record_view, full_name } from "./record.js";
-import { Rows, el } from "./virtual.js";
+import { Rows, bring_into_sight, el } from "./virtual.js";
 
 const $ = id => document.getElementById(id), count_of = n => n.toLocaleString("en");
 const headings = { index: "#", offset: "Offset", type: "Type", size: "Size", pid: "PID", state: "State or cause" };
@@ -14,6 +14,7 @@ const dumps = [];
 let dump = null, index = -1; // what is shown: a dump, and its chosen entry
 let other = null, partners = null; // a dump beside it, and which of its entries belongs to which
 let view = new Uint32Array(0), sort = { column: "index", down: false }; // the list: indices of entries
+let last_move = 0; // when another entry was chosen
 let choices = 0, filters = 0; // how often was asked: an answer to anything but the last question is late
 
 const url_place = () => new URLSearchParams(location.hash.slice(1));
@@ -36,7 +37,7 @@ function unused_name(name) {
     for (let n = 2; dumps.some(d => d.name === unused); ++n) unused = `${name} (${n})`;
     return unused;
 }
-async function open(files, names = files.map(file => file.name)) {
+async function open(files, names = files.map(file => file.name), from_page = false) {
     let first;
     for (const [k, file] of files.entries()) {
         const begin = performance.now(), name = tame(names[k]);
@@ -45,7 +46,7 @@ async function open(files, names = files.map(file => file.name)) {
             if (file.size > 2 ** 30) throw new Error("expected at most 1 GiB; ffdc list and ffdc carve read any size");
             const fresh = new Dump(name, await from_file(file));
             await fresh.open(module, share => { $("progress").value = share; });
-            fresh.name = unused_name(name);
+            Object.assign(fresh, { name: unused_name(name), from_page });
             dumps.push(fresh);
             if (!first || fresh.name === url_place().get("dump")) first = fresh;
             const { bad, gaps } = fresh, found = [bad && `${count_of(bad)} damaged or unknown`,
@@ -56,6 +57,30 @@ async function open(files, names = files.map(file => file.name)) {
         $("progress").hidden = true;
     }
     if (first) await show_dump(first, true);
+}
+// The files in a dropped file or directory, with their paths. From disk, Chromium reads only handles; over plain http
+// it reads only entries, and crashes when asked for handles; other browsers have no handles.
+async function* files_in(node, path = node.name) {
+    const asked = call => new Promise((resolve, reject) => { call(resolve, reject); });
+    if (node.kind === "file") yield [path, await node.getFile()];
+    else if (node.isFile) yield [path, await asked((...then) => node.file(...then))];
+    else if (node.kind) for await (const child of node.values()) yield* files_in(child, `${path}/${child.name}`);
+    else for (const reader = node.createReader(), next = (...then) => reader.readEntries(...then); ;) {
+        const children = await asked(next);
+        if (!children.length) return;
+        for (const child of children) yield* files_in(child, `${path}/${child.name}`);
+    }
+}
+async function open_dropped(nodes) {
+    const found = [], most = 100;
+    try {
+        for (const node of nodes) for await (const named of files_in(await node)) found.push(named);
+    } catch (error) { return say(`The browser does not read the directory: ${error.message}`); }
+    found.sort(([a], [b]) => (a < b ? -1 : 1));
+    const kept = found.slice(0, most);
+    await open(kept.map(([, file]) => file), kept.map(([name]) => name));
+    const left = found.length - kept.length;
+    if (left) say(`Expected at most ${most} files, found ${count_of(found.length)}: the last ${count_of(left)} are not open.`);
 }
 function paste(text) {
     try { open([new Blob([from_text(text)])], [`pasted ${dumps.length + 1}`]); }
@@ -69,7 +94,7 @@ function close_dump(closed) {
 }
 // Shows a dump; at the place in the URL, if that names it, else at the first damage or record.
 async function show_dump(next, by_place) {
-    const at = url_place(), placed = by_place && at.get("dump") === next?.name;
+    const at = url_place(), placed = by_place && [null, next?.name].includes(at.get("dump"));
     dump = next;
     view = new Uint32Array(0);
     list.length = 0;
@@ -98,6 +123,7 @@ function show_tabs() {
     renew($("dumps"), ...dumps.map(d => el("span", { class: d === dump ? "tab current" : "tab" },
         el("button", { "aria-current": d === dump, onclick: () => show_dump(d) }, d.name),
         el("button", { class: "close", "aria-label": `Close ${d.name}`, onclick: () => close_dump(d) }, "×"))));
+    if (dump) bring_into_sight($("dumps"), $("dumps").querySelector(".current"));
     const beside = dumps.map((d, k) => el("option", { value: k }, d.name)).filter((_, k) => dumps[k] !== dump);
     $("with").replaceChildren(el("option", { value: -1 }, "nothing"), ...beside);
     $("with").value = dumps.indexOf(other);
@@ -166,6 +192,7 @@ function choose_nothing() {
     $("trouble").textContent = "";
     record_view.show(null, -1);
 }
+// Without the name of a value, that of the entry before stays chosen if both have the same type.
 async function choose(i, value_name) {
     const of = dump, turn = ++choices, partner = partners?.[i] ?? -1;
     if (!of || !(i >= 0 && i < of.count)) return;
@@ -180,8 +207,10 @@ async function choose(i, value_name) {
     $("trouble").className = of.is_bad(i) ? "bad" : "";
     $("trouble").textContent = state === "gap" ? "between records" : !trouble ? ""
         : `${marks[state]} ${state}: expected ${trouble.expected}, found ${trouble.found}`;
-    record_view.show(of, i, entry, beside ?? (partners ? { text: "", values: [], bytes: [] } : null));
-    if (value_name) record_view.choose_name(value_name);
+    const alike = record_view.dump?.type_name(record_view.index) === of.type_name(i);
+    const kept = value_name ?? (alike && record_view.value && full_name(record_view.value));
+    record_view.show(of, i, entry, beside ?? (partners ? { text: "", values: [], bytes: [] } : null), alike);
+    if (kept) record_view.choose_name(kept);
     keep_place();
 }
 function keep_place() {
@@ -189,7 +218,11 @@ function keep_place() {
     const value = record_view.value && full_name(record_view.value), filter = $("filter").value;
     const at = index < 0 ? "" : `0x${hex(dump.offset(index))}`;
     const kept = { dump: dump.name, at, value, filter, with: other?.name };
-    history.replaceState(null, "", `#${new URLSearchParams(Object.entries(kept).filter(([, said]) => said))}`);
+    const before = url_place(), moved = ["dump", "at"].some(part => before.get(part) !== kept[part]);
+    const stayed = before.has("at") && performance.now() > last_move + 500; // else the entry was only passed by
+    if (moved) last_move = performance.now();
+    const url = `#${new URLSearchParams(Object.entries(kept).filter(([, said]) => said))}`;
+    history[moved && stayed ? "pushState" : "replaceState"](null, "", url);
 }
 // The next entry of the list for which something holds.
 function step(by, holds, what) {
@@ -203,7 +236,7 @@ async function next_unshown() {
     let place = view.indexOf(index), tried = 0;
     while (!record_view.next_unshown()) {
         if (++place >= view.length || ++tried > 1000) return say("No further bytes that nothing shows.");
-        await choose(view[place]);
+        await choose(view[place], "");
     }
 }
 async function copy(what) {
@@ -270,15 +303,24 @@ document.ondrop = document.onpaste = event => {
     const data = event.dataTransfer ?? event.clipboardData, files = [...data.files];
     if (event.target.matches("input")) return;
     event.preventDefault();
-    if (files.length) open(files);
+    const items = [...data.items].filter(item => item.kind === "file");
+    if (items.some(item => item.webkitGetAsEntry?.()?.isDirectory)) // both are asked now: `data` is emptied afterwards
+        open_dropped(items.map(item => (isSecureContext && item.getAsFileSystemHandle?.()) || item.webkitGetAsEntry()));
+    else if (files.length) open(files);
     else paste(data.getData("text"));
 };
+// Back, Forward, and links that are typed or pasted.
 window.onhashchange = () => {
-    const named = dumps.find(d => d.name === url_place().get("dump"));
-    if (named) show_dump(named, true);
+    const at = url_place(), named = dumps.find(d => d.name === (at.get("dump") ?? dump?.name));
+    if (!named) return;
+    const filtered = at.get("filter") ?? "", beside = at.get("with") ?? undefined;
+    if (named !== dump || $("filter").value !== filtered || other?.name !== beside) show_dump(named, true);
+    else if (at.has("at")) choose(dump.at(Number(at.get("at"))), at.get("value") ?? "");
 };
+window.onbeforeunload = event => { if (dumps.some(d => !d.from_page)) event.preventDefault(); };
 matchMedia("(prefers-color-scheme: dark)").onchange = repaint;
 $("names").textContent = column_names.join(" ");
 show_columns();
 const inside = [...document.querySelectorAll("script[data-dump]")]; // a report brings its dumps along
-open(inside.map(script => new Blob([from_base64(script.textContent)])), inside.map(script => script.dataset.dump));
+const bytes_inside = inside.map(script => new Blob([from_base64(script.textContent)]));
+open(bytes_inside, inside.map(script => script.dataset.dump), true);

@@ -59,7 +59,8 @@ export class Record_view {
     }
 
     // An entry of a dump, and its partner in another one; null without a comparison, undefined without a partner.
-    show(dump, index, entry = nothing, other = null) {
+    // The panes stay scrolled as they are if it is `alike`.
+    show(dump, index, entry = nothing, other = null, alike = false) {
         Object.assign(this, { dump, index, entry, other, lit: null, target: null });
         Object.assign(this, { spans: [], other_spans: [], items: [] }); // the elements of values, by their numbers
         const { values, bytes } = entry;
@@ -75,7 +76,7 @@ export class Record_view {
         this.show_text();
         this.show_tree();
         this.size_bytes();
-        for (const pane of [this.at.text, this.at.tree, this.at.bytes]) pane.scrollTop = 0;
+        for (const pane of [this.at.text, this.at.tree, this.at.bytes]) if (!alike) pane.scrollTop = 0;
         this.inspect();
     }
 

@@ -55,7 +55,7 @@ async function visit(path, url = `file://${path}`) {
     await page.addInitScript(() => {
         if (navigator.clipboard) navigator.clipboard.writeText = async text => { window.copied = text; };
     });
-    await page.route(url, route => route.fulfill({ path, contentType: "text/html" }));
+    if (url.startsWith("http:")) await page.route(url, route => route.fulfill({ path, contentType: "text/html" }));
     await page.goto(url);
 }
 beforeEach(() => visit(page_file));
@@ -373,6 +373,52 @@ run("the place in the URL", async () => {
     assert.ok((await text("#found")).startsWith(`${count} of`));
 });
 
+run("steps: the value stays chosen, Back and Forward return, Close asks, directories open", async () => {
+    const scoms = objects(sample("all_types")).filter(o => o.type === "SCOM").map(o => o.index);
+    const value = () => text("#bits h3"), pause = () => page.waitForTimeout(700); // else an entry is only passed by
+    await open(sample("all_types"));
+    await filter("type=scom", scoms.length);
+    await press("Enter");
+    await chosen(scoms[0]);
+    await page.click("#tree .value >> nth=12");
+    const name = await value(), url = page.url(), scrolled = await page.$eval("#text", e => e.scrollTop = 40);
+    await page.focus("#records");
+    for (const i of scoms.slice(1, 3)) {
+        await pause();
+        await press("ArrowDown");
+        await chosen(i);
+        assert.equal(await value(), name);
+        assert.equal(await page.$eval("#text", e => e.scrollTop), scrolled);
+    }
+    await press("ArrowDown", "ArrowUp", "ArrowDown");
+    await chosen(scoms[3]);
+    await page.goBack();
+    await chosen(scoms[1]);
+    await page.goBack();
+    await chosen(scoms[0]);
+    assert.equal(page.url(), url);
+    await page.goForward();
+    await chosen(scoms[1]);
+    assert.equal(await value(), name);
+
+    page.removeAllListeners("dialog");
+    const asked = page.waitForEvent("dialog");
+    await page.close({ runBeforeUnload: true });
+    assert.equal((await asked).type(), "beforeunload");
+    await (await asked).dismiss();
+
+    mkdirSync(join(folder, "all/inner"), { recursive: true });
+    for (const name of ["all/inner/two.ffdc", "all/one.ffdc"]) file(name, readFileSync(sample("chain")));
+    for (const url of [undefined, "http://viewer.test/page.html"]) { // browsers have one way for each
+        await visit(page_file, url);
+        const data = { items: [], files: [join(folder, "all")], dragOperationsMask: 1 };
+        const mouse = await page.context().newCDPSession(page);
+        for (const type of ["dragEnter", "dragOver", "drop"])
+            await mouse.send("Input.dispatchDragEvent", { type, x: 300, y: 300, data });
+        await shows("#dumps", "^all/inner/two.ffdc×all/one.ffdc×$");
+    }
+});
+
 run("diff: one changed value is marked in list, tree, text and bytes", async () => {
     const bytes = readFileSync(sample("all_types")), [psi] = objects(sample("all_types")).filter(o => o.type === "PSI");
     bytes[psi.offset + 60] ^= 0x10;
@@ -461,6 +507,7 @@ run("a report from `ffdc html`, and what it refuses", async () => {
     await chosen(2);
     assert.match(await text("#trouble"), /expected magic/);
     assert.ok((await text("#dumps .current")).includes(named));
+    assert.ok(await page.evaluate(() => dispatchEvent(new Event("beforeunload", { cancelable: true }))));
     const large = html(file("large.ffdc", Buffer.alloc(33 << 20)));
     assert.equal(large.status, 2);
     assert.match(large.stderr, /large.ffdc: expected at most 32 MiB .* send .*ffdc-viewer.html along/);
