@@ -412,8 +412,11 @@ Trial best_of(Bytes head, std::string_view asked) {
         const bool fits = asked == "auto" || reading.form->instead ? trial.convinces() : trial.count.lines > 0;
         if (!fits) return;
         const auto rank = [](const Trial& t) { return std::pair(t.count.lines, t.count.steps); };
-        const bool better = rank(trial) > rank(best) || (rank(trial) == rank(best) && is_refused(best.reading));
-        if (!best.reading.form || better) best = trial;
+        // Of equals, bytes in their order rather than words, and words rather than what is refused.
+        const auto cost = [](const Trial& t) { return (t.reading.form->instead != nullptr) + is_refused(t.reading); };
+        const bool better =
+            !best.reading.form || rank(trial) > rank(best) || (rank(trial) == rank(best) && cost(trial) < cost(best));
+        if (better) best = trial;
     };
     for (const Form& form : forms()) {
         if (asked != "auto" && asked != form.kind) continue;
