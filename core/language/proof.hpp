@@ -65,15 +65,16 @@ constexpr void each_section(const Node& node, const Sizes& sizes, std::size_t la
     for (const Node& section : node.each()) each_section(section, sizes, layout, visit, choice);
 }
 
-// The first row with a wrong number of offset columns: neither one, nor one for each layout, nor `shown`: one for each
+// Refuses a row with a wrong number of offset columns: neither one, nor one for each layout, nor `shown`: one for each
 // up to the last layout that shows the row.
-constexpr const Row* odd_columns(Table rows, std::size_t layouts, std::size_t shown) {
+constexpr Verdict odd_columns(Table rows, std::size_t layouts, std::size_t shown) {
     for (const Row& row : rows) {
         for (const Offsets& at : {row.field.at, row.section.base})
-            if (at.columns() != 1 && at.columns() != layouts && at.columns() != shown) return &row;
-        if (const Row* inner = odd_columns(row.section.rows(), layouts, shown)) return inner;
+            if (at.columns() != 1 && at.columns() != layouts && at.columns() != shown)
+                return row.refused("an offset column is missing or one too many");
+        if (const Verdict inner = odd_columns(row.section.rows(), layouts, shown); inner.reason) return inner;
     }
-    return nullptr;
+    return {};
 }
 
 // What names a section in messages: the text of its first row.
@@ -88,12 +89,12 @@ constexpr const char* first_text(const Node& node) {
 consteval Verdict fault_of(const Node& node, const Sizes& sizes, std::size_t shown, std::size_t nesting = 0) {
     if (node.kind == Node::Kind::rows) {
         if (const Verdict fault = fault_of(node.table()); fault.reason) return fault;
-        if (const Row* row = odd_columns(node.table(), sizes.count, shown))
-            return row->refused("an offset column is missing or one too many");
+        if (const Verdict fault = odd_columns(node.table(), sizes.count, shown); fault.reason) return fault;
     }
     if (node.kind == Node::Kind::choice && ++nesting > max_nesting)
         return {first_text(node), "choices are nested at most eight deep"};
-    if (node.condition && node.condition->field.wrong) return {first_text(node), node.condition->field.wrong};
+    if (node.kind == Node::Kind::choice && node.condition->field.wrong)
+        return {first_text(node), node.condition->field.wrong};
     if (node.kind == Node::Kind::since || node.kind == Node::Kind::before) {
         const std::size_t column = sizes.column(node.version);
         if (column == sizes.count) return {first_text(node), "no layout begins with the version of the section"};
@@ -177,8 +178,8 @@ private:
     constexpr void compare(const Value& value, const Value& other) {
         if (!value.key.empty() && value.key == other.key && value.group == other.group)
             fail(value.row->refused("another value of the group has this name", value.begin));
-        if (value.row != other.row && value.field.role != Role::none && value.field.role == other.field.role &&
-            value.is_embedded == other.is_embedded)
+        if (value.field.role != Role::none && value.field.role == other.field.role &&
+            value.is_embedded == other.is_embedded && value.row != other.row)
             fail(value.row->refused("another value has this role", value.begin));
         if (value.begin >= other.end || other.begin >= value.end) return;
         if (value.begin != other.begin || value.end != other.end)
