@@ -2,6 +2,7 @@
 import glob
 import os
 import re
+import resource
 import struct
 import subprocess
 from pathlib import Path
@@ -13,10 +14,15 @@ ffdc = os.environ["FFDC"]
 codes = {name: int(code) for name, code in
          re.findall(r"FFDC_TYPE_(\w+) = (\d+)", Path(root, "include", "tavi_ffdc.h").read_text())}
 
+# A loop that does not end, in the tool or with what it prints here, ends in seconds and takes no machine with it.
+resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
+if "REFUSE_LIBRARY" in os.environ:  # sanitizers and emulators reserve more
+    resource.setrlimit(resource.RLIMIT_AS, (3 << 30, 3 << 30))
 
-def run(*arguments, input=b"", **more):
+
+def run(*arguments, input=b"", timeout=60, **more):
     """Status, output, messages."""
-    done = subprocess.run([ffdc, *arguments], input=input, capture_output=True, **more)
+    done = subprocess.run([ffdc, *arguments], input=input, capture_output=True, timeout=timeout, **more)
     return done.returncode, done.stdout, done.stderr
 
 

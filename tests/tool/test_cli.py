@@ -27,7 +27,10 @@ def flags_of(text):
 
 def on_terminal(*arguments, rows=24, columns=80, input=b"", **environment):
     """What a terminal shows; standard input is a pipe."""
-    main, side = pty.openpty()
+    try:
+        main, side = pty.openpty()
+    except OSError as e:
+        raise unittest.SkipTest(f"no terminal here: {e}")
     fcntl.ioctl(side, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
     variables = {k: v for k, v in os.environ.items() if k not in ("PAGER", "LESS", "NO_COLOR", "COLUMNS")}
     child = subprocess.Popen([ffdc, *arguments], stdin=subprocess.PIPE, stdout=side, stderr=side,
@@ -280,7 +283,7 @@ class Terminal(unittest.TestCase):
             with self.subTest(options, terminal=terminal), tempfile.TemporaryDirectory() as folder:
                 pipe = os.path.join(folder, "pipe\33[2J")
                 os.mkfifo(pipe)
-                writer = threading.Thread(target=write, args=(pipe,))
+                writer = threading.Thread(target=write, args=(pipe,), daemon=True)
                 writer.start()
                 _, shown = on_terminal("carve", "--color=never", *options, pipe, TERM=terminal)
                 writer.join()
