@@ -160,7 +160,7 @@ class Made(unittest.TestCase):
     def test_bash_completes(self):
         table = [(("s",), "show"), (("show", "--no"), "--no-legend --no-pager --no-limits"),
                  (("carve", "--from", "h"), "hex"),
-                 (("list", "-t", "MB"), "MBOX"), (("list", "-t", "d"), "dma dio dra dpss"),
+                 (("list", "-t", "MB"), "MBOX"), (("types", "MB"), "MBOX"), (("list", "-t", "d"), "dma dio dra dpss"),
                  (("list", "-t", "dma,h"), "dma,hdma"), (("list", "-t", "dma,H"), "dma,HDMA"),
                  (("show", "--color", "="), "auto always never"), (("show", "-o", "x"), "")]
         for words, expected in table:

@@ -320,13 +320,13 @@ class Make(unittest.TestCase):
 
         for type in (name for name in schema if name.isupper() or name == "8250"):
             with self.subTest(type):
-                templates = [json.loads(line) for line in run("types", "--json", type)[1].splitlines()]
+                templates = [json.loads(line) for line in run("make", "--template", type)[1].splitlines()]
                 found = set().union(*(paths(template["payload"]) for template in templates))
                 self.assertEqual(found - {""}, keys(schema[type]) - {""})
                 again = objects(self.made(*templates))
                 self.assertEqual([(o["type"], o["version"], o["state"]) for o in again],
                                  [(t["type"], t["version"], "ok") for t in templates])
-        self.assertEqual(json.loads(run("types", "--json", "dra", "--pretty")[1])["payload"], {})
+        self.assertEqual(json.loads(run("make", "--template", "dra", "--pretty")[1])["payload"], {})
 
     def test_any_text_at_all(self):
         chance = random.Random(41)

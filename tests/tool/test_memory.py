@@ -13,7 +13,7 @@ commands = [
     ("csv", "--values", "dump"), ("count", "--by=cause", "--where=pid=1", "dump"), ("list", "--sort=-time", "dump"),
     ("hex", "--color=always", "dump"), ("hex", "--from=base64", "folder/text"), ("carve", "-v", "dump"),
     ("carve", "--decode", "dump"), ("diff", "dump", "folder/other"), ("types", "-t", "dma,scom"), ("--help",),
-    ("show", "--help"), ("make", "objects"), ("types", "--json=dma"),
+    ("show", "--help"), ("make", "objects"), ("make", "--template=dma"), ("types", "dma"), ("types", "--json", "dma"),
     ("show", "--nope"), ("list", "none"), ("man",), ("completion", "bash"),
 ]
 

@@ -17,8 +17,10 @@ std::vector<const CLI::App*> commands_of(const CLI::App& app) {
 Options_of options_of(const CLI::App& app) {
     return app.get_options([](const CLI::Option* option) { return option->nonpositional(); });
 }
-bool takes_files(const CLI::App& command) {
-    return !command.get_options([](const CLI::Option* option) { return option->get_positional(); }).empty();
+// "FILE", "TYPE", or nothing.
+std::string argument_of(const CLI::App& command) {
+    const Options_of all = command.get_options([](const CLI::Option* option) { return option->get_positional(); });
+    return all.empty() ? "" : all.front()->get_name();
 }
 
 // "-t", "--type".
@@ -91,9 +93,12 @@ _ffdc() {
                         " ;;\n";
             }
     text += "    :*) words=" + quoted(join(names_of(commands)) + " " + join(flags_of(app))) + " ;;\n";
-    for (const CLI::App* command : commands)
-        text += "    " + command->get_name() + ":*) [[ $cur == -* ]] && words=" + quoted(join(flags_of(*command))) +
-                " ;;\n";
+    for (const CLI::App* command : commands) {
+        const bool types = argument_of(*command) == "TYPE";
+        text += "    " + command->get_name() + (types ? ":*) words=" : ":*) [[ $cur == -* ]] && words=") +
+                quoted(join(flags_of(*command)) + (types ? " " + join(type_names()) : "")) +
+                (types ? "; _ffdc_types" : "") + " ;;\n";
+    }
     return text +
            "    esac\n    COMPREPLY=($(compgen -P \"$before\" -W \"$words\" -- \"$cur\"))\n}\n"
            "complete -o default -F _ffdc ffdc\n";
@@ -128,7 +133,9 @@ std::string zsh_completion(const CLI::App& app) {
             "    shift words\n    (( CURRENT-- ))\n    case $words[1] in\n";
     for (const CLI::App* command : commands_of(app))
         text += "        " + command->get_name() + ") " + arguments(*command) +
-                (takes_files(*command) ? " \\\n            '*:FILE:_files'" : "") + " ;;\n";
+                (argument_of(*command) == "TYPE" ? " \\\n            '*:TYPE:(" + join(type_names()) + ")'"
+                                                 : " \\\n            '*:FILE:_files'") +
+                " ;;\n";
     return text + "    esac\n}\n_ffdc \"$@\"\n";
 }
 
@@ -152,7 +159,9 @@ std::string fish_completion(const CLI::App& app) {
         const std::string name = command->get_name();
         text += "complete -c ffdc -n __fish_use_subcommand -f -a " + name + " -d " +
                 quoted(command->get_description()) + "\n";
-        if (!takes_files(*command)) text += "complete -c ffdc -n '__fish_seen_subcommand_from " + name + "' -f\n";
+        if (argument_of(*command) == "TYPE")
+            text += "complete -c ffdc -n '__fish_seen_subcommand_from " + name + "' -f -a " +
+                    quoted(join(type_names())) + "\n";
         for (const CLI::Option* option : options_of(*command)) add("__fish_seen_subcommand_from " + name, *option);
     }
     return text;

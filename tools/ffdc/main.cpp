@@ -53,9 +53,9 @@ constexpr Command commands[] = {
     {"html", html, "a page to look at dumps in, with the dumps inside", "[FILE...]", false, false,
      "  ffdc html dump.bin -o report.html\n"
      "  ffdc html before.bin after.bin -o ticket.html"},
-    {"types", types, "types, versions and layout sizes that are known", "", false, false,
-     "  ffdc types\n"
-     "  ffdc types --json dma --pretty"},
+    {"types", types, "types, versions and layouts that are known", "[TYPE...]", true, false,
+     "  ffdc types dma\n"
+     "  ffdc types --json dma | jq '.fields[] | select(.role).name'"},
 };
 
 // What options that ask for columns take.
@@ -93,12 +93,13 @@ constexpr Choice choices[] = {
     {"--color", "auto|always|never", "colour; auto: on a terminal, without NO_COLOR", everywhere, &Options::color},
     {"--no-legend", "", "no separator lines and no headings", "show list count csv hex carve diff types",
      &Options::no_legend},
-    {"--no-pager", "", "write to the terminal straight", "show list count hex diff", &Options::no_pager},
+    {"--no-pager", "", "write to the terminal straight", "show list count hex diff types", &Options::no_pager},
     {"-q,--quiet", "", "no messages about damage and unknown records", readers, &Options::quiet},
     {"--ascii", "", "bytes beyond ASCII as \\xNN", "show carve", &Options::ascii},
     {"--no-limits", "", "read it all, however much an input grows", readers, &Options::no_limits},
-    {"--json", "TYPE,...", "objects with all keys of a type, for make", "types", &Options::templates},
-    {"--pretty", "", "indented, for people", "json carve types", &Options::pretty},
+    {"--template", "TYPE,...", "print objects with all keys of a type", "make", &Options::templates},
+    {"--json", "", "layouts as data, an object a line", "types", &Options::json},
+    {"--pretty", "", "indented, for people", "json carve types make", &Options::pretty},
     {"--decode", "", "show the records instead of listing them", "carve", &Options::decode},
     {"--json", "", "print them as the command json does", "carve", &Options::json},
     {"--write", "DIR", "write each record or chain to DIR/OFFSET-TYPE.ffdc", "carve", &Options::write_to},
@@ -159,11 +160,12 @@ int run(int argc, char** argv) {
         added->set_help_flag("-h,--help", "this help");
         added->footer((has_word(with_columns, command.name) ? columns_help() : "") + std::string("Examples:\n") +
                       command.examples);
-        const bool two = std::string_view(command.files) == "FILE1 FILE2";
+        const bool two = std::string_view(command.files) == "FILE1 FILE2", takes_types = command.run == types;
         if (*command.files) {
             CLI::Option* const files =
-                added->add_option("FILE", options.files,
+                added->add_option(takes_types ? "TYPE" : "FILE", options.files,
                                   two                   ? "the two dumps"
+                                  : takes_types         ? "whose layouts to print; none: a table"
                                   : command.run == make ? "what json prints; - is standard input"
                                                         : "a dump or a directory of them; - is standard input");
             files->type_name(command.files);
@@ -171,8 +173,8 @@ int run(int argc, char** argv) {
         }
         for (const Choice& choice : choices)
             if (has_word(choice.commands, command.name)) add_choice(*added, choice, options);
-        added->callback([&, two] {
-            if (*command.files && !two) options.files = files_of(options.files, options.recursive, options.skipped);
+        added->callback([&, names_files = *command.files && !two && !takes_types] {
+            if (names_files) options.files = files_of(options.files, options.recursive, options.skipped);
             options.paged = command.paged;
             options.exact = command.exact;
             Session session(options);

@@ -20,6 +20,9 @@ int html(Session& s);
 int types(Session& s);
 int diff(Session& s);
 
+int templates(Session& s);     // of `make`
+int show_layouts(Session& s);  // of `types`
+
 // Pieces that carve uses too.
 int show_entry(Session& s, const Entry& entry);
 Session::Visit json_visit(Session& s);  // puts the object of an entry

@@ -589,6 +589,7 @@ private:
 }  // namespace
 
 int make(Session& s) {
+    if (!s.options.templates.empty()) return templates(s);
     if (s.out.is_terminal()) throw Fatal("expected -o FILE, or a pipe, to take the records, found a terminal");
     s.out.hold();
     Maker maker;

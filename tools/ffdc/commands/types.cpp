@@ -32,11 +32,13 @@ std::vector<Value> blank(std::vector<Value> values, std::size_t size) {
     return values;
 }
 
+}  // namespace
+
 // Of each version whose values are not those of the version before.
 int templates(Session& s) {
     bool any = false;
     for (const std::string& name : s.options.templates) {
-        const int type = parse_type(name, "--json");
+        const int type = parse_type(name, "--template");
         each_layout(type, [&](const dd_ffdc_versions& versions, const Layout& layout) {
             const std::size_t size = DD_FFDC_HEADER_SIZE + versions.size;
             std::vector<Value> values;
@@ -56,10 +58,8 @@ int templates(Session& s) {
     return any ? exit_ok : exit_none;
 }
 
-}  // namespace
-
 int types(Session& s) {
-    if (!s.options.templates.empty()) return templates(s);
+    if (s.options.json || !s.options.files.empty()) return show_layouts(s);
     Table table({{"TYPE"}, {"CODE", true}, {"VERSIONS"}, {"BYTES", true}}, s.out, !s.options.no_legend);
     bool any = false;
     for (const int type : known_types()) {
