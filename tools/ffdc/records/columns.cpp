@@ -249,12 +249,13 @@ std::string_view key_of(std::string_view column) {
                 nearest(name, known));
 }
 
-const std::vector<const Field*>& fields_of(const std::string& column, const char* option) {
+using Fields = std::span<const Field* const>;
+Fields fields_of(const std::string& column, const char* option) {
     const auto found = known_keys().find(key_of(column));
     if (found == known_keys().end()) no_such_column(column, option);
     return found->second;
 }
-Kinds kinds_of(std::span<const Field* const> fields) {
+Kinds kinds_of(Fields fields) {
     Kinds kinds = 0;
     for (const Field* const field : fields) kinds |= 1u << field->kind;
     return kinds;
@@ -287,15 +288,18 @@ Columns::Columns(std::span<const std::string> names, const char* option) {
     wants_cause_ = std::ranges::find(names, "cause") != names.end();
     for (const std::string& name : names) {
         const FixedColumn* const own = find_fixed(name);
-        const bool plain = !own && (kinds_of(fields_of(name, option)) & texts) == 0;
-        asked_.push_back({own, own ? -1 : keys_.add(std::string(key_of(name)))});
+        const auto fields = own ? Fields() : fields_of(name, option);
+        const bool plain = !own && (kinds_of(fields) & texts) == 0;
+        std::size_t key = found_.size();
+        for (const Field* const f : fields) key = keys_.try_emplace({f->group, f->name, f->index}, key).first->second;
+        if (key == found_.size() && !own) found_.emplace_back();
+        asked_.push_back({own, key});
         need_ = std::max(need_, own ? own->need : Need::values);
         headings_.push_back(own ? own->column : Column{name, plain, plain ? Cut::never : Cut::end});
         for (char& c : headings_.back().name)
             if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
     }
     cells_.resize(asked_.size());
-    found_.resize(static_cast<std::size_t>(keys_.size()));
 }
 
 void Columns::begin(const Entry& entry) {
@@ -327,7 +331,7 @@ void Columns::finish(const Entry& entry, int state) {
             own->get({*this, entry, state, cell});
             continue;
         }
-        const Value& v = found_[static_cast<std::size_t>(asked_[i].key)];
+        const Value& v = found_[asked_[i].key];
         if (v.missing) continue;
         if (v.has_number()) {
             const bool sign = v.kind == DD_FFDC_SIGNED;
@@ -407,7 +411,7 @@ void Where::Condition::read_value(const std::string& column) {
         throw Fatal("--where: " + column + ": expected " + expected + ", found '" + text + "'");
     };
     const FixedColumn* const own = find_fixed(column);
-    const std::span<const Field* const> fields = own ? std::span<const Field* const>() : fields_of(column, "--where");
+    const Fields fields = own ? Fields() : fields_of(column, "--where");
     const Kinds kinds = kinds_of(fields);
     const char quote = text.empty() ? '\0' : text.front();
     if (quote == '"' || quote == '\'') {

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "output/table.hpp"
@@ -68,8 +69,9 @@ public:
             if (v.name == cause->name && v.group == cause->group)
                 (cause->role == DD_FFDC_RETURN_CODE ? code_ : error_) =
                     Value(v, text_of(v, memory_), bytes_of(v, entry));
-        const int key = keys_.find(v.group, v.name, v.index);
-        if (key >= 0) found_[static_cast<std::size_t>(key)] = {v, text_of(v, memory_), bytes_of(v, entry)};
+        if (keys_.empty()) return;
+        if (const auto key = keys_.find({v.group, v.name, v.index}); key != keys_.end())
+            found_[key->second] = Value(v, text_of(v, memory_), bytes_of(v, entry));
     }
     void finish(const Entry& entry, int state);
 
@@ -80,13 +82,25 @@ public:
 private:
     struct Asked {
         const struct FixedColumn* fixed;  // or none: the value of a key
-        int key;
+        std::size_t key;
     };
     std::vector<Asked> asked_;
     std::vector<Column> headings_;
     Need need_ = Need::entry;
-    Keys keys_;
-    std::vector<Value> found_;  // by the number of the key
+    // Keys are constant, so their addresses tell them.
+    struct Key {
+        const char *group, *name;
+        int index;
+        bool operator==(const Key&) const = default;
+    };
+    struct Hash {
+        std::size_t operator()(const Key& key) const {
+            return reinterpret_cast<std::uintptr_t>(key.group) * 31 + reinterpret_cast<std::uintptr_t>(key.name) * 7 +
+                   static_cast<std::size_t>(key.index);
+        }
+    };
+    std::unordered_map<Key, std::size_t, Hash> keys_;
+    std::vector<Value> found_;  // by the numbers of their keys
     bool wants_cause_ = false;
     std::span<const Field* const> causes_;  // of the record
     Value code_, error_;

@@ -101,9 +101,16 @@ void Field::add_names(std::set<std::string>& to) const {
         if (is_computed(*this) || n >= names.size() || names[n]) to.insert(name_of(first_number + n));
 }
 
-// Versions between the known ones all show the same, and so do unknown types.
 const Layout& layout_of(int type, unsigned version) {
+    // Versions between the known ones all show the same, and so do unknown types.
     static std::map<std::pair<int, unsigned>, Layout> layouts;
+    static struct {
+        int type;
+        unsigned version;
+        const Layout* layout;
+    } latest[256];
+    auto& last = latest[(31 * static_cast<unsigned>(type) + version) % std::size(latest)];
+    if (last.layout && last.type == type && last.version == version) return *last.layout;
     unsigned place = 0;  // among the layouts, and the gaps between them
     dd_ffdc_versions row;
     bool exact = false;
@@ -113,13 +120,15 @@ const Layout& layout_of(int type, unsigned version) {
     }
     const auto [at, is_new] = layouts.try_emplace({dd_ffdc_type_name(type) ? type : -1, place});
     Layout& layout = at->second;
-    const auto each = [](void* self, const dd_ffdc_field* f) { add(*static_cast<Layout*>(self), *f); };
+    last = {type, version, &layout};
     if (!is_new) return layout;
+    const auto each = [](void* self, const dd_ffdc_field* f) { add(*static_cast<Layout*>(self), *f); };
     layout.state = dd_ffdc_fields(type, version, each, &layout);
     layout.exact = exact;
-    for (const Field& field : layout.fields)
-        if (field.role == DD_FFDC_RETURN_CODE || (field.role == DD_FFDC_ERROR_NAME && field.kind == DD_FFDC_NAME))
-            layout.causes.push_back(&field);
+    for (const Field& f : layout.fields)
+        if ((f.role == DD_FFDC_RETURN_CODE || (f.role == DD_FFDC_ERROR_NAME && f.kind == DD_FFDC_NAME)) &&
+            std::ranges::none_of(layout.causes, [&](auto* c) { return c->name == f.name && c->group == f.group; }))
+            layout.causes.push_back(&f);
     return layout;
 }
 
