@@ -43,7 +43,7 @@ def name_of(field, number):
     if not names and field["other"] is None:
         return os.strerror(number if number == -1 << 31 else abs(number))
     text = names.get(number, field["other"])
-    return f"INVALID (0x{number:x})" if text is None else text.rstrip(" ")
+    return f"INVALID (0x{number:x})" if text is None else text
 
 
 def value_of(field, data):
@@ -64,8 +64,40 @@ def value_of(field, data):
     if kind == "signed" or (kind == "name" and not field["names"] and field["other"] is None):
         number -= (number >> 8 * size - 1) << 8 * size
     if kind == "name":
-        return {"value": number, "name": name_of(field, number)}
+        return {"value": number, "name": name_of(field, number).rstrip(" ")}
     return str(number) if size > 4 else number
+
+
+def text_of(field, data):
+    """As printf prints it; of a whole record."""
+    conversion = field["format"]
+    if conversion is None:
+        return ""
+    value = value_of(field, data)
+    number = value["value"] if field["kind"] == "name" else value if field["kind"] == "text" else int(value)
+    if conversion == "%s":
+        return (value or "") if field["kind"] == "text" else name_of(field, number)
+    if conversion == "%p":
+        return hex(number) if number else "(nil)"
+    bits = 64 if field["size"] == 8 else 32
+    number %= 1 << bits
+    if conversion[-1] == "d" and number >> bits - 1:
+        number -= 1 << bits
+    return conversion.replace("ll", "") % number
+
+
+def record_text(layout, data):
+    """Of a whole record; None if it contains a dump."""
+    shown = [field for field in layout["fields"] if all(holds(c, data) for c in field["when"])]
+    if layout["state"] != "ok" or len(data) < head + layout["size"] or any(f["kind"] == "bytes" for f in shown):
+        return None
+    texts = [field["before"] + text_of(field, data) for field in shown if field["kind"] != "unshown"]
+    last_of_header = max(i for i, field in enumerate(shown) if field["group"] == "header")
+    texts.insert(last_of_header + 1, f"type: FFDC_TYPE_{layout['type']}\n")
+    before, block, embedded = "".join(texts).partition("- FSI FFDC Data -")
+    if before.endswith("fsidata len "):  # the only text that no field has: the length of the embedded block's
+        before += f"{len(block + embedded)}\n"
+    return before + block + embedded
 
 
 def decoded(layout, data):
@@ -199,6 +231,12 @@ class Layouts(unittest.TestCase):
                         sides[i, holds(condition, data)] += 1
                     if expected != (found["state"], found["header"], found["payload"]):
                         self.assertEqual((found["state"], found["header"], found["payload"]), expected, data.hex())
+                texts = {data: text for data in records if (text := record_text(layout, data))}
+                found = run("show", "--no-legend", "-q", "--from=raw", input=b"".join(texts))[1].decode("latin-1")
+                if found != "".join(texts.values()):
+                    for text in texts.values():
+                        self.assertEqual(found[:len(text)], text)
+                        found = found[len(text):]
                 self.assertEqual(seen, {(f["group"], f["name"], f["index"]) for f in layout["fields"] if f["name"]})
                 for i, condition in enumerate(steered.conditions):
                     self.assertGreaterEqual(min(sides[i, True], sides[i, False]), rounds, condition)

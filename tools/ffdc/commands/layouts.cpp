@@ -63,6 +63,11 @@ const char* kind_name(dd_ffdc_kind kind) {
     return names[kind];
 }
 
+const char* role_name(dd_ffdc_role role) {
+    static constexpr const char* names[] = {"", "return_code", "error_name", "source_file", "source_line"};
+    return names[role];
+}
+
 std::uint64_t whole(std::size_t size) { return size >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << 8 * size) - 1; }
 
 // "0x000000f0", with the digits of so many bytes.
@@ -96,7 +101,6 @@ private:
     Shape<Stream> shape_;
 
     void put(const Field& f) {
-        static constexpr const char* roles[] = {"", "return_code", "error_name", "source_file", "source_line"};
         text("group", f.group);
         word("name", f.name);
         f.index < 0 ? word("index", "") : number("index", f.index);
@@ -104,7 +108,7 @@ private:
         number("offset", f.offset);
         number("size", f.size);
         text("kind", kind_name(f.kind));
-        word("role", roles[f.role]);
+        word("role", role_name(f.role));
         word("mask", f.mask == 0 ? "" : mask_text(f.mask, f.kind == DD_FFDC_UNSHOWN ? 1 : f.size));
         std::vector<std::size_t> named;
         for (std::size_t i = 0; i < f.names.size(); ++i)
@@ -267,6 +271,7 @@ void put_fields(Session& s, const Layout& layout, bool of_header) {
         std::vector<std::string> words;
         if (f.mask != 0 && f.mask != whole(f.kind == DD_FFDC_UNSHOWN ? 1 : f.size))
             words.push_back("bits " + mask_text(f.mask, f.kind == DD_FFDC_UNSHOWN ? 1 : f.size));
+        if (f.role != DD_FFDC_NO_ROLE) words.push_back(std::string("role ") + role_name(f.role));
         for (std::size_t i = 0; i < f.names.size(); ++i)
             if (f.names[i]) words.push_back(std::to_string(f.first_number + i) + " " + quoted(*f.names[i]));
         if (f.other && f.kind != DD_FFDC_FLAG) words.push_back("other " + quoted(*f.other));
