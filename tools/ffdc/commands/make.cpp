@@ -30,26 +30,14 @@ struct Wrong {
 };
 
 // Where a value lies in a record of some size.
-struct Place {
-    const Field* field = nullptr;
-    dd_ffdc_kind kind = DD_FFDC_UNSHOWN;
-    std::size_t offset = 0, size = 0;
-    std::uint64_t mask = 0;
-    bool missing = true;
+struct Place : Value {
+    const Field* field;
 
-    Place() = default;
-    Place(const Field& f, std::size_t record)
-        : field(&f),
-          kind(f.kind),
-          offset(f.offset),
-          size(f.size != 0 || offset >= record ? f.size : record - offset),
-          mask(f.mask),
-          missing(size == 0 || offset + size > record) {}
-    bool is_number() const { return kind != DD_FFDC_TEXT && kind != DD_FFDC_BYTES; }
-    // Which bits of its byte `i` it is.
-    std::uint8_t bits(std::size_t i) const {
-        return mask == 0 ? 0xff : static_cast<std::uint8_t>(mask >> 8 * (size - 1 - i));
+    Place(const Field& f, std::size_t record) : Value(f), field(&f) {
+        if (size == 0 && offset < record) size = static_cast<std::uint32_t>(record - offset);
+        missing = size == 0 || offset + size > record;
     }
+    bool is_number() const { return kind != DD_FFDC_TEXT && kind != DD_FFDC_BYTES; }
 };
 
 // The fields of a layout by the paths of an object. One path has many where alternatives share a key.

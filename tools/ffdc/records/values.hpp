@@ -25,18 +25,11 @@ struct Value {
     Bytes bytes = {};
 
     Value() = default;
-    Value(const dd_ffdc_value& v, std::string_view text_of_it, Bytes bytes_of_it)
-        : group(v.group),
-          name(v.name),
-          index(v.index),
-          offset(v.offset),
-          size(v.size),
-          kind(v.kind),
-          missing(v.missing != 0),
-          number(v.number),
-          mask(v.mask),
-          text(text_of_it),
-          bytes(bytes_of_it) {}
+    explicit Value(const auto& v)  // a dd_ffdc_value or a Field
+        : group(v.group), name(v.name), index(v.index), offset(v.offset), size(v.size), kind(v.kind), mask(v.mask) {}
+    Value(const dd_ffdc_value& v, std::string_view text_of_it, Bytes bytes_of_it) : Value(v) {
+        missing = v.missing != 0, number = v.number, text = text_of_it, bytes = bytes_of_it;
+    }
 
     bool has_number() const {
         return !missing && kind != DD_FFDC_TEXT && kind != DD_FFDC_BYTES && kind != DD_FFDC_UNSHOWN;
@@ -44,11 +37,6 @@ struct Value {
     // Which bits of its byte `i` it is.
     std::uint8_t bits(std::size_t i) const {
         return mask == 0 ? 0xff : static_cast<std::uint8_t>(mask >> 8 * (size - 1 - i));
-    }
-    // Whether that is the same value of a record, or of another one like it.
-    template <typename Other>
-    bool is(const Other& v) const {
-        return v.name == name && v.group == group && v.index == index && v.offset == offset;
     }
     bool is_unsigned_64() const { return size == 8 && kind != DD_FFDC_SIGNED; }
     std::string key() const { return key_of(group, name, index); }
