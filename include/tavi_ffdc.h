@@ -279,20 +279,20 @@ struct dd_ffdc_condition {
  * end. The strings of the first line are keys as those of struct dd_ffdc_value, with the same addresses, and stay valid; all
  * else lives until the callback returns. */
 struct dd_ffdc_field {
-    const char *group, *name; /* "" as name: text alone, a value that is printed again, an unnamed dump, or unshown bytes */
+    const char *group, *name; /* the name is "" for text alone, a value printed again, a dump, or unshown bytes */
     int index;                /* of the element, for the elements of an array; else -1 */
     uint32_t count;           /* elements of the array, which follow one another in the bytes; else 1 */
     uint32_t offset;          /* of the first byte, counted from the record's first byte; the payload begins at 42 */
     uint32_t size;            /* bytes; 0: up to the end of the record */
     enum dd_ffdc_kind kind;   /* of a name or a flag, dd_ffdc_field_text has the texts */
     enum dd_ffdc_role role;
-    uint64_t mask;                     /* as in struct dd_ffdc_value; for unshown bytes those bits of each byte */
-    uint32_t first_number, numbers;    /* so many numbers from the first one have texts of their own */
-    const char *before;                /* not NUL-terminated: the text between the value before and this one */
-    size_t before_length;              /* characters of it */
-    char format[8];                    /* the printf conversion that prints the value; "" if the text does not show it */
+    uint64_t mask;                  /* as in struct dd_ffdc_value; for unshown bytes those bits of each byte */
+    uint32_t first_number, numbers; /* so many numbers from the first one have texts of their own */
+    const char *before;             /* not NUL-terminated: the text between the value before and this one */
+    size_t before_length;           /* characters of it */
+    char format[8];                 /* the printf conversion that prints the value; "" if the text does not show it */
     const struct dd_ffdc_condition *when; /* shown if these all hold; null: always */
-    struct {                           /* of the library, for dd_ffdc_field_text */
+    struct {                              /* of the library, for dd_ffdc_field_text */
         const void *table, *step;
     } own;
 };

@@ -25,24 +25,27 @@ inline constexpr Text unrecognized = {"Unrecognized FFDC version ", Text::Versio
 namespace body {
 
 template <const auto& layouts>
-static constexpr auto versions_of = [] {
+consteval auto list_versions() {
     std::array<Versions, std::size(layouts)> versions{};
-    for (std::size_t i = 0; i < versions.size(); ++i) versions[i] = layouts[i].versions;
+    std::transform(std::begin(layouts), std::end(layouts), versions.begin(), [](const auto& l) { return l.versions; });
     return versions;
-}();
+}
+template <const auto& layouts>
+static constexpr auto versions_of = list_versions<layouts>();
+template <const auto& layouts>
+consteval auto list_words() {
+    std::array<const char*, std::size(layouts)> words{};
+    std::transform(std::begin(layouts), std::end(layouts), words.begin(), [](const auto& l) { return l.exact; });
+    return words;
+}
+template <const auto& layouts>
+static constexpr auto words_of = list_words<layouts>();
 constexpr bool has_all_versions(std::span<const DriverLayout> layouts) {
     std::uint32_t next = 0;
     for (const DriverLayout& layout : layouts)
         if (layout.versions.first == next) next = layout.versions.last + 1u;
     return next == any + 1u;
 }
-template <const auto& layouts>
-static constexpr auto words_of = [] {
-    std::array<const char*, std::size(layouts)> words{};
-    for (std::size_t i = 0; i < words.size(); ++i) words[i] = layouts[i].exact;
-    return words;
-}();
-
 // Parts of a frame under names of their own, as templates take only such.
 template <const auto& frame>
 static constexpr Text title_of = frame.title;

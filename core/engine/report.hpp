@@ -329,7 +329,7 @@ public:
 private:
     dd_ffdc_field_fn each_;
     void* context_;
-    dd_ffdc_condition when_[max_nesting];
+    dd_ffdc_condition when_[max_nesting] = {};
     std::size_t depth_ = 0;
     unsigned roles_ = 0;  // a bit each
     std::uint8_t shown_[DD_FFDC_HEADER_SIZE + max_layout] = {};

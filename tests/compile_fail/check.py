@@ -80,7 +80,7 @@ def make_mistake(mistake):
     longest = max(map(len, said.split("\n"))) if reason in reasons_of_the_language() else 0
     if reason in first and shown and longest <= 400:
         return None
-    return f"{wrong.strip()}\nis not refused at once because {reason!r}, but in lines of up to {longest} characters:\n{said}"
+    return f"{wrong.strip()}\nis not refused at once because {reason!r} (longest line: {longest}):\n{said}"
 
 
 failures = []

@@ -12,8 +12,8 @@
 #define TABLE(name, wrong, right) constexpr Row name[] = {ROWS right}
 #endif
 // A table, proved and packed.
-#define CASE(name, reason, wrong, right)      \
-    TABLE(name, wrong, right);                \
+#define CASE(name, reason, wrong, right)                     \
+    TABLE(name, wrong, right);                               \
     static_assert(sound(body::node_of(name), {max_layout})); \
     const void* packed_##name() { return &packed<name>; }
 // A table that is wrong in what the lines behind it say of it.
