@@ -280,7 +280,7 @@ TEST_CASE("descriptions place every bit where bits.txt does, with the same texts
     const auto each = [](void* to, const dd_ffdc_field* f) {
         Described& described = *static_cast<Described*>(to);
         Bytes mask;
-        for (std::size_t i = f->mask == 0 ? 0 : f->size; i-- != 0;)
+        for (std::size_t i = f->mask == 0 || f->kind == DD_FFDC_UNSHOWN ? 0 : f->size; i-- != 0;)
             mask.push_back(static_cast<std::uint8_t>(f->mask >> 8 * i));
         const std::string group = *f->group ? std::string(f->group) + "." : "";
         described.places.emplace(group + f->name, Bits{f->kind, bits_of(f->offset, mask)});

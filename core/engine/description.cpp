@@ -39,7 +39,8 @@ const PackedNames* names_of(const dd_ffdc_field& field) {
 
 dd_ffdc_field Describer::field(const Report& r, std::size_t at, std::size_t size, dd_ffdc_kind kind) const {
     dd_ffdc_field f = {};
-    f.group = f.name = f.before = "";
+    f.group = no_group;
+    f.name = f.before = "";
     f.index = -1;
     f.count = 1;
     f.offset = r.base + static_cast<std::uint32_t>(at);

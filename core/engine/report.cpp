@@ -368,7 +368,7 @@ std::uint64_t Report::number_at(std::size_t at, std::size_t width) const {
 // A value that no table has.
 dd_ffdc_value Report::value_of(Key name, std::size_t at, std::size_t size, dd_ffdc_kind kind) const {
     const Payload there = payload.from(at, size);
-    return {.group = "",
+    return {.group = no_group,
             .name = name.text,
             .index = -1,
             .offset = base + static_cast<std::uint32_t>(at),

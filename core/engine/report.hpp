@@ -120,6 +120,9 @@ private:
     bool all_alike_;
 };
 
+// The key of no group: one object, as the same value has the same addresses everywhere.
+inline constexpr char no_group[] = "";
+
 // A number for a condition: all of a field, or what a mask or a bit keeps of it.
 struct Peeked {
     Places at;

@@ -23,7 +23,7 @@ public:
         const Label& label = all_[*which_++];
         element_ = &label == last_ ? element_ + 1 : 0;
         last_ = &label;
-        return label;
+        return label;  // NOLINT(clang-analyzer-core.uninitialized.UndefReturn): no label has the address null
     }
     int index() const { return (last_->flags & Label::indexed) != 0 ? element_ : -1; }
     // Elements of the array of which the last value is the first, if `left` values follow it in the layout.
