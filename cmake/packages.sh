@@ -2,7 +2,9 @@
 build_packages=(g++ cmake ninja-build pkg-config libcli11-dev rapidjson-dev nettle-dev libarchive-dev
     zlib1g-dev liblzma-dev libzstd-dev libbz2-dev)
 debian_packages=(build-essential debhelper dpkg-dev fakeroot) # beside those of the build, which debian/control names again
-wasm_packages=(clang-16 lld-16 wasi-libc libc++-16-dev-wasm32 libclang-rt-16-dev-wasm32)
+wasm_clang=16 # of Debian 12; cmake/wasm.cmake takes either
+grep -qx 'VERSION_ID="12"' /etc/os-release || wasm_clang=19
+wasm_packages=("clang-$wasm_clang" "lld-$wasm_clang" wasi-libc "libc++-$wasm_clang-dev-wasm32" "libclang-rt-$wasm_clang-dev-wasm32")
 
 need() {
     local package missing=() installed install reason
