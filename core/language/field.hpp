@@ -84,7 +84,7 @@ struct Field {
     constexpr bool whole() const { return mask == 0 || mask == all_bits(width); }
     // The bits of byte `i` that belong to the value.
     constexpr std::uint8_t bits_of(std::size_t i) const {
-        return whole() ? 0xff : static_cast<std::uint8_t>(mask >> 8 * (width - 1 - i));
+        return static_cast<std::uint8_t>(whole() ? 0xff : mask >> 8 * (width - 1 - i));
     }
     // The bytes that are looked at: all of them, or the one that holds the bits of the mask, and which of its bits.
     constexpr std::size_t bytes() const { return whole() ? width : 1; }
