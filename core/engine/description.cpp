@@ -54,7 +54,7 @@ void Describer::put(dd_ffdc_field f, std::string_view before) {
     f.before = before.data();
     f.before_length = before.size();
     for (std::size_t i = 0; *f.name != '\0' && i < f.size && f.offset + i < sizeof shown_; ++i)
-        shown_[f.offset + i] |= f.mask == 0 ? 0xff : static_cast<std::uint8_t>(f.mask >> 8 * (f.size - 1 - i));
+        shown_[f.offset + i] |= static_cast<std::uint8_t>(f.mask == 0 ? 0xff : f.mask >> 8 * (f.size - 1 - i));
     each_(context_, &f);
 }
 
