@@ -377,6 +377,7 @@ void Maker::put_bytes(const Leaf& leaf, const Place& place, std::vector<std::uin
 
 void Maker::put_number(const Leaf& leaf, const Place& place, Number number) {
     auto bits = static_cast<std::uint64_t>(number.bits);
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a number has 1 to 8 bytes
     const std::uint64_t all = ~std::uint64_t{0} >> (64 - 8 * place.size), high = all ^ all >> 1;
     const bool negative = !number.large && number.bits < 0;
     // Hexadecimal digits say the bytes, also those of a negative number.

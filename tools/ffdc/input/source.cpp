@@ -123,8 +123,8 @@ void Source::keep() {
 #if defined(MADV_HUGEPAGE)
     // Most of the time for a large file would go into its 4 KiB pages.
     constexpr std::uintptr_t page = 4096;
-    const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(held_.get()) + page - 1) / page * page;
-    if (room_ > 4 * chunk) madvise(reinterpret_cast<void*>(begin), room_ - page, MADV_HUGEPAGE);
+    const std::size_t before = (page - reinterpret_cast<std::uintptr_t>(held_.get()) % page) % page;
+    if (room_ > 4 * chunk) madvise(held_.get() + before, room_ - page, MADV_HUGEPAGE);
 #endif
     peek(SIZE_MAX);
     if (held_) move_to(std::max<std::size_t>(1, there_.size()));

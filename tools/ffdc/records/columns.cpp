@@ -221,7 +221,8 @@ public:
             const std::uint64_t same = places_[static_cast<std::uint8_t>(c)];
             const std::uint64_t diagonal = (((same & up) + up) ^ up) | same;
             std::uint64_t right = down | ~(diagonal | up), left = up & diagonal;
-            distance += (right >> (size_ - 1) & 1) - (left >> (size_ - 1) & 1);
+            distance += static_cast<std::size_t>(right >> (size_ - 1) & 1);
+            distance -= static_cast<std::size_t>(left >> (size_ - 1) & 1);
             right = right << 1 | 1;
             left <<= 1;
             up = left | ~(same | down | right);

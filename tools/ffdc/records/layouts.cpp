@@ -69,7 +69,7 @@ std::string Field::name_of(std::uint64_t number) const {
         return error < error_messages().size() ? error_messages()[error] : std::strerror(static_cast<int>(error));
     }
     const std::uint64_t at = number - first_number;
-    const std::optional<std::string>& text = at < names.size() ? names[at] : other;
+    const std::optional<std::string>& text = at < names.size() ? names[static_cast<std::size_t>(at)] : other;
     if (!text) {
         char digits[17] = {};
         std::to_chars(digits, digits + 16, number, 16);
@@ -83,8 +83,8 @@ std::string Field::name_of(std::uint64_t number) const {
 std::optional<std::uint64_t> Field::number_of(std::string_view text) const {
     const auto is_it = [&](std::uint64_t number) { return compare_letters(name_of(number), text) == 0; };
     if (other && first_number != 0 && is_it(0)) return 0;
-    const std::uint64_t end = is_computed(*this) ? error_messages().size() : names.size() + (other ? 1 : 0);
-    for (std::uint64_t n = 0; n != end; ++n)
+    const std::size_t end = is_computed(*this) ? error_messages().size() : names.size() + (other ? 1 : 0);
+    for (std::size_t n = 0; n != end; ++n)
         if (is_it(first_number + n)) return first_number + n;
     for (const auto& [begin, base] : {std::pair(invalid, 16), std::pair(unknown_error, 10)}) {
         std::uint64_t number = 0;
@@ -96,8 +96,8 @@ std::optional<std::uint64_t> Field::number_of(std::string_view text) const {
 }
 
 void Field::add_names(std::set<std::string>& to) const {
-    const std::uint64_t end = is_computed(*this) ? error_messages().size() : names.size() + (other ? 1 : 0);
-    for (std::uint64_t n = 0; n != end; ++n)
+    const std::size_t end = is_computed(*this) ? error_messages().size() : names.size() + (other ? 1 : 0);
+    for (std::size_t n = 0; n != end; ++n)
         if (is_computed(*this) || n >= names.size() || names[n]) to.insert(name_of(first_number + n));
 }
 
