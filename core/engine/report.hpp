@@ -254,10 +254,12 @@ private:
         } else if constexpr (std::is_same_v<Kind, TextAfterLayout>) {
             put_text_after_layout(section);
         } else if constexpr (std::is_same_v<Kind, Computed>) {
+            static_assert(section.row.field.whole() && section.row.field.width == sizeof(std::int32_t));
             if (const int at = place<body::row_of_computed<section>>(); at != no)
                 put_value(section.say, static_cast<std::size_t>(at), section.row.field.width, Key(section.row.label),
                           section.row.field.role);
         } else if constexpr (std::is_same_v<Kind, Row>) {
+            static_assert(section.field.kind == Field::Kind::area, "a row alone is one of bytes");
             if (const int at = place<section>(); at != no)
                 dump(static_cast<std::size_t>(at), section.field.width, Key(section.label), section.field.role);
         } else if constexpr (requires { section.longest_before; }) {

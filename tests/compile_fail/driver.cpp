@@ -1,5 +1,5 @@
 // A decoder as any other, and behind its lines the mistakes that are made in them. check.py puts each of them, alone,
-// in the place of the line above it. The compiler's first five lines must show the row, or where it stands, and the
+// in the place of the line above it. The compiler's first five lines must show the row, or its line, and the
 // reason, which stands before the bar.
 #include "engine/driver.hpp"
 

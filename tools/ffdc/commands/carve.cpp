@@ -87,7 +87,7 @@ private:
     struct Chain {
         std::string path = "", input = "";  // without number and ending
         std::size_t size = 0;               // of the file
-        std::size_t last = 0, end = 0;      // the last record, and behind it, in the input
+        std::size_t last = 0, end = 0;      // offsets in the input of the last record and of its end
         std::size_t flag_at = 0;            // of the last record, in the file
         std::uint32_t flag = 0;
         Draft file = {};

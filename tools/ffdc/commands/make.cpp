@@ -29,7 +29,7 @@ struct Wrong {
         : leaf(nullptr), what(path + ": expected " + expected + ", found none") {}
 };
 
-// Where a value lies in a record of some size.
+// The place of a value in a record of some size.
 struct Place : Value {
     const Field* field;
 
